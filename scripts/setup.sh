@@ -1,0 +1,49 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+# Shared by scripts/run and scripts/test: installs the Debian packages the
+# build needs (only those missing), then configures and builds into build/.
+# Sourced, not run: it sets ROOT and BUILD for the caller.
+
+ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+BUILD="${SORVANEL_BUILD_DIR:-$ROOT/build}"
+
+SORVANEL_PACKAGES=(
+    cmake ninja-build g++            # the toolchain
+    qt6-base-dev                     # Qt Core, D-Bus, Test (and Widgets for the app)
+    qt6-tools-dev qt6-l10n-tools     # CMake support for translations, lrelease
+    qt6-translations-l10n            # Qt's own translations for dialogs and buttons
+    libsqlite3-dev                   # the settings suite
+    python3                          # the translation completeness check
+)
+
+sorvanel_install_packages() {
+    local missing=()
+    local package
+    for package in "${SORVANEL_PACKAGES[@]}" "$@"; do
+        if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed'; then
+            missing+=("$package")
+        fi
+    done
+    if [ "${#missing[@]}" -eq 0 ]; then
+        return 0
+    fi
+    echo "Installing Debian packages: ${missing[*]}" >&2
+    local sudo=()
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "These packages are missing and there is no sudo: ${missing[*]}" >&2
+            echo "Install them as root with: apt-get install ${missing[*]}" >&2
+            return 1
+        fi
+        sudo=(sudo)
+    fi
+    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq
+    "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+sorvanel_build() {
+    local extra=("$@")
+    if [ ! -f "$BUILD/build.ninja" ] || [ "${#extra[@]}" -gt 0 ]; then
+        cmake -S "$ROOT" -B "$BUILD" -G Ninja "${extra[@]}" >&2
+    fi
+    cmake --build "$BUILD" >&2
+}

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "Calendar.h"
+#include "OrganizationModels.h"
+
+#include <functional>
+#include <optional>
+
+namespace sorvanel {
+
+class Notifier;
+class Organizer;
+class SettingsStore;
+
+// One start of the automatic-run program: decide whether today's run is due,
+// run it like a manual run, record it as automatic and mark the day done.
+class AutomaticRun
+{
+public:
+    enum class Outcome { disabled, notDue, ran, failed };
+
+    struct Report
+    {
+        Outcome outcome = Outcome::notDue;
+        std::optional<OrganizationResult> result;
+        QString errorDescription;
+    };
+
+    AutomaticRun(SettingsStore &store, Organizer &organizer, Notifier &notifier, Clock now = systemNow,
+                 std::function<Calendar()> calendar = Calendar::current);
+
+    // `force` runs whatever the switch and the schedule say.
+    Report perform(bool force);
+
+private:
+    SettingsStore &m_store;
+    Organizer &m_organizer;
+    Notifier &m_notifier;
+    Clock m_now;
+    std::function<Calendar()> m_calendar;
+};
+
+} // namespace sorvanel

@@ -1,0 +1,391 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "CommandLine.h"
+
+#include "Localization.h"
+#include "Organizer.h"
+#include "SettingsStore.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocale>
+
+#include <cmath>
+
+namespace sorvanel {
+
+namespace {
+
+const QStringList commands{u"preview"_qs, u"organize"_qs, u"last"_qs, u"history"_qs, u"settings"_qs};
+
+// ISO 8601 in the user's zone, with its UTC offset.
+QString isoDate(const QDateTime &date)
+{
+    const QDateTime local = date.toLocalTime();
+    const int offset = local.offsetFromUtc();
+    const QString sign = offset < 0 ? u"-"_qs : u"+"_qs;
+    const int minutes = std::abs(offset) / 60;
+    return local.toString(u"yyyy-MM-ddTHH:mm:ss.zzz") + sign
+        + QStringLiteral("%1:%2").arg(minutes / 60, 2, 10, QChar(u'0')).arg(minutes % 60, 2, 10, QChar(u'0'));
+}
+
+QString shownDate(const QDateTime &date)
+{
+    return QLocale().toString(date.toLocalTime(), QLocale::ShortFormat);
+}
+
+QJsonArray issuesJson(const QList<OrganizationIssue> &issues)
+{
+    QJsonArray array;
+    for (const auto &issue : issues)
+        array.append(QJsonObject{{u"filename"_qs, issue.filename}, {u"message"_qs, issue.message}});
+    return array;
+}
+
+QJsonObject resultJson(const OrganizationResult &result)
+{
+    return QJsonObject{{u"runDate"_qs, isoDate(result.runDate)},
+                       {u"moved"_qs, qint64(result.moved)},
+                       {u"skipped"_qs, qint64(result.skipped)},
+                       {u"failed"_qs, qint64(result.failed())},
+                       {u"issues"_qs, issuesJson(result.issues)}};
+}
+
+
+QString printJson(const QJsonObject &object)
+{
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented));
+}
+
+QString printJson(const QJsonArray &array)
+{
+    return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented));
+}
+
+QString valueText(const DefaultsValue &value)
+{
+    switch (value.type) {
+    case ValueType::string:
+        return value.value.toString();
+    case ValueType::integer:
+        return QString::number(value.value.toLongLong());
+    case ValueType::boolean:
+        return value.value.toBool() ? u"true"_qs : u"false"_qs;
+    case ValueType::real:
+        return QString::number(value.value.toDouble(), 'g', 17);
+    case ValueType::date:
+        return isoDate(value.value.toDateTime());
+    case ValueType::data:
+        return QString::fromLatin1(value.value.toByteArray().toHex());
+    }
+    return {};
+}
+
+std::optional<DefaultsValue> parseValue(ValueType type, const QString &text)
+{
+    bool ok = false;
+    switch (type) {
+    case ValueType::string:
+        return DefaultsValue::string(text);
+    case ValueType::integer: {
+        const qint64 number = text.trimmed().toLongLong(&ok);
+        return ok ? std::optional(DefaultsValue::integer(number)) : std::nullopt;
+    }
+    case ValueType::boolean: {
+        const QString lower = text.trimmed().toLower();
+        if (lower == u"true" || lower == u"1")
+            return DefaultsValue::boolean(true);
+        if (lower == u"false" || lower == u"0")
+            return DefaultsValue::boolean(false);
+        return std::nullopt;
+    }
+    case ValueType::real: {
+        const double number = text.trimmed().toDouble(&ok);
+        return ok && std::isfinite(number) ? std::optional(DefaultsValue::real(number)) : std::nullopt;
+    }
+    case ValueType::date: {
+        // With or without fractional seconds and offset; without one it is local time.
+        const QDateTime date = QDateTime::fromString(text.trimmed(), Qt::ISODateWithMs);
+        return date.isValid() ? std::optional(DefaultsValue::date(date.toUTC())) : std::nullopt;
+    }
+    case ValueType::data: {
+        const QString hex = text.trimmed();
+        static const QString digits = u"0123456789abcdefABCDEF"_qs;
+        if (hex.size() % 2 != 0 || !std::all_of(hex.begin(), hex.end(), [](QChar c) { return digits.contains(c); }))
+            return std::nullopt;
+        return DefaultsValue::data(QByteArray::fromHex(hex.toLatin1()));
+    }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+CommandLine::CommandLine(QTextStream &out, QTextStream &err)
+    : m_out(out)
+    , m_err(err)
+{
+}
+
+int CommandLine::usage(const QString &message)
+{
+    if (!message.isEmpty())
+        m_err << message << '\n';
+    m_err << L10n::text("Usage: sorvanel-cli preview|organize|last|history [--json]") << '\n'
+          << L10n::text("       sorvanel-cli settings [get KEY | set KEY VALUE [--type TYPE] | unset KEY]") << '\n'
+          << L10n::text("Run \"sorvanel-cli COMMAND --help\" for more about a command.") << '\n';
+    return usageError;
+}
+
+void CommandLine::printHelp(const QString &command)
+{
+    if (command == u"preview") {
+        m_out << L10n::text("Usage: sorvanel-cli preview [--json]") << "\n\n"
+              << L10n::text("Plans a cleanup with the stored settings and prints every planned move, the skipped count "
+                            "and the problems. Nothing is moved.")
+              << '\n';
+    } else if (command == u"organize") {
+        m_out << L10n::text("Usage: sorvanel-cli organize [--json]") << "\n\n"
+              << L10n::text("Runs a cleanup now with the stored settings and records it as a manual run.") << '\n';
+    } else if (command == u"last") {
+        m_out << L10n::text("Usage: sorvanel-cli last [--json]") << "\n\n"
+              << L10n::text("Prints the result of the latest run with its problems.") << '\n';
+    } else if (command == u"history") {
+        m_out << L10n::text("Usage: sorvanel-cli history [--json]") << "\n\n"
+              << L10n::text("Prints the latest 50 runs, newest first.") << '\n';
+    } else if (command == u"settings") {
+        m_out << L10n::text("Usage: sorvanel-cli settings") << '\n'
+              << L10n::text("       sorvanel-cli settings get KEY") << '\n'
+              << L10n::text("       sorvanel-cli settings set KEY VALUE [--type string|integer|boolean|real|date|data]")
+              << '\n'
+              << L10n::text("       sorvanel-cli settings unset KEY") << "\n\n"
+              << L10n::text("Lists, reads or changes the stored settings. Booleans are true or false (1 or 0), dates "
+                            "ISO 8601, data hexadecimal; the default type is string.")
+              << '\n';
+    } else {
+        m_out << L10n::text("Usage: sorvanel-cli COMMAND [--json]") << "\n\n"
+              << L10n::text("Sorvanel moves the loose files of a folder into dated, categorized folders.") << "\n\n"
+              << L10n::text("Commands:") << '\n'
+              << "  preview    " << L10n::text("Show what a cleanup would move, without moving anything.") << '\n'
+              << "  organize   " << L10n::text("Run a cleanup now.") << '\n'
+              << "  last       " << L10n::text("Show the latest run's result.") << '\n'
+              << "  history    " << L10n::text("Show the latest 50 runs.") << '\n'
+              << "  settings   " << L10n::text("List, read or change the stored settings.") << '\n';
+    }
+}
+
+int CommandLine::run(const QStringList &arguments)
+{
+    if (arguments.isEmpty())
+        return usage();
+    const QString command = arguments.first();
+    if (command == u"--help" || command == u"-h" || command == u"help") {
+        printHelp(arguments.value(1));
+        return success;
+    }
+    if (command == u"--version") {
+        m_out << "sorvanel-cli " << SORVANEL_VERSION << '\n';
+        return success;
+    }
+    if (!commands.contains(command))
+        return usage(L10n::format("Unknown command: %@", {command}));
+    const QStringList rest = arguments.mid(1);
+    if (rest.contains(u"--help"_qs) || rest.contains(u"-h"_qs)) {
+        printHelp(command);
+        return success;
+    }
+
+    // Opening the store runs the one-time migration before anything else.
+    SettingsStore store;
+    if (command == u"settings")
+        return settings(store, rest);
+
+    bool json = false;
+    for (const QString &argument : rest) {
+        if (argument == u"--json")
+            json = true;
+        else
+            return usage(L10n::format("Unknown argument: %@", {argument}));
+    }
+    if (command == u"preview")
+        return preview(store, json);
+    if (command == u"organize")
+        return organize(store, json);
+    if (command == u"last")
+        return last(store, json);
+    return history(store, json);
+}
+
+namespace {
+std::optional<OrganizerConfiguration> configurationFrom(const StoredSettings &settings, QTextStream &err)
+{
+    auto configuration = OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
+    if (!configuration)
+        err << L10n::text("The large file threshold is too large.") << '\n';
+    return configuration;
+}
+} // namespace
+
+int CommandLine::preview(SettingsStore &store, bool json)
+{
+    const auto configuration = configurationFrom(store.load(), m_err);
+    if (!configuration)
+        return failure;
+    OrganizationPlan plan;
+    try {
+        plan = Organizer().makePlan(*configuration);
+    } catch (const OrganizerFailure &error) {
+        m_err << error.errorDescription() << '\n';
+        return failure;
+    }
+    if (json) {
+        QJsonArray moves;
+        for (const auto &move : plan.moves) {
+            moves.append(QJsonObject{{u"source"_qs, displayPath(move.sourceURL)},
+                                     {u"destination"_qs, displayPath(move.destinationURL)},
+                                     {u"category"_qs, rawValue(move.category)},
+                                     {u"fileDate"_qs, isoDate(move.fileDate)}});
+        }
+        m_out << printJson(QJsonObject{{u"generatedAt"_qs, isoDate(plan.generatedAt)},
+                                       {u"destinationRoot"_qs, displayPath(plan.destinationRoot)},
+                                       {u"moves"_qs, moves},
+                                       {u"skipped"_qs, qint64(plan.skipped)},
+                                       {u"issues"_qs, issuesJson(plan.issues)}});
+    } else {
+        for (const auto &move : plan.moves)
+            m_out << displayPath(move.sourceURL) << " → " << displayPath(move.destinationURL) << '\n';
+        m_out << L10n::format("Move: %d", {qint64(plan.moves.size())}) << "   "
+              << L10n::format("Skip: %d", {qint64(plan.skipped)}) << "   "
+              << L10n::format("Problems: %d", {qint64(plan.issues.size())}) << '\n';
+        for (const auto &issue : plan.issues)
+            m_out << issue.filename << ": " << issue.message << '\n';
+    }
+    return plan.issues.isEmpty() ? success : finishedWithIssues;
+}
+
+int CommandLine::organize(SettingsStore &store, bool json)
+{
+    const auto configuration = configurationFrom(store.load(), m_err);
+    if (!configuration)
+        return failure;
+    QElapsedTimer timer;
+    timer.start();
+    OrganizationResult result;
+    try {
+        result = Organizer().organize(*configuration);
+    } catch (const OrganizerFailure &error) {
+        m_err << error.errorDescription() << '\n';
+        return failure;
+    }
+    store.record(result, OrganizationRunMode::manual, double(timer.nsecsElapsed()) / 1e9);
+    if (json) {
+        m_out << printJson(resultJson(result));
+    } else {
+        m_out << L10n::format("Moved: %d", {qint64(result.moved)}) << "   "
+              << L10n::format("Skipped: %d", {qint64(result.skipped)}) << "   "
+              << L10n::format("Failed: %d", {qint64(result.failed())}) << '\n';
+        for (const auto &issue : result.issues)
+            m_out << issue.filename << ": " << issue.message << '\n';
+    }
+    return result.issues.isEmpty() ? success : finishedWithIssues;
+}
+
+int CommandLine::last(SettingsStore &store, bool json)
+{
+    const auto result = store.loadLastResult();
+    if (json) {
+        m_out << (result ? printJson(resultJson(*result)) : u"null\n"_qs);
+        return success;
+    }
+    if (!result) {
+        m_out << L10n::text("Not run yet") << '\n';
+        return success;
+    }
+    m_out << shownDate(result->runDate) << '\n'
+          << L10n::format("Moved: %d", {qint64(result->moved)}) << "   "
+          << L10n::format("Skipped: %d", {qint64(result->skipped)}) << "   "
+          << L10n::format("Failed: %d", {qint64(result->failed())}) << '\n';
+    for (const auto &issue : result->issues) {
+        const QString name = issue.filename.isEmpty() ? L10n::text("Unknown file") : issue.filename;
+        const QString message =
+            issue.message.isEmpty() ? L10n::text("Details were not retained between launches.") : issue.message;
+        m_out << name << ": " << message << '\n';
+    }
+    return success;
+}
+
+int CommandLine::history(SettingsStore &store, bool json)
+{
+    const auto entries = store.loadHistory();
+    if (json) {
+        QJsonArray array;
+        for (const auto &entry : entries) {
+            array.append(QJsonObject{{u"id"_qs, Json::uuidString(entry.id)},
+                                     {u"date"_qs, isoDate(entry.date)},
+                                     {u"mode"_qs, rawValue(entry.mode)},
+                                     {u"moved"_qs, qint64(entry.moved)},
+                                     {u"skipped"_qs, qint64(entry.skipped)},
+                                     {u"failed"_qs, qint64(entry.failed)},
+                                     {u"duration"_qs, entry.duration}});
+        }
+        m_out << printJson(array);
+        return success;
+    }
+    if (entries.isEmpty()) {
+        m_out << L10n::text("No Runs Yet") << '\n';
+        return success;
+    }
+    for (const auto &entry : entries) {
+        m_out << shownDate(entry.date) << "   "
+              << L10n::format("%@ · %.2f s", {localizedName(entry.mode), entry.duration}) << "   "
+              << L10n::format("%d moved", {qint64(entry.moved)}) << "   "
+              << L10n::format("%d skipped", {qint64(entry.skipped)});
+        if (entry.failed > 0)
+            m_out << "   " << L10n::format("%d failed", {qint64(entry.failed)});
+        m_out << '\n';
+    }
+    return success;
+}
+
+int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
+{
+    DefaultsSuite &defaults = store.defaults();
+    if (arguments.isEmpty()) {
+        for (const auto &[key, value] : defaults.all())
+            m_out << key << '\t' << typeName(value.type) << '\t' << valueText(value) << '\n';
+        return success;
+    }
+    const QString action = arguments.first();
+    if (action == u"get" && arguments.size() == 2) {
+        const auto value = defaults.object(arguments[1]);
+        if (!value) {
+            m_err << L10n::format("No value is stored for %@.", {arguments[1]}) << '\n';
+            return finishedWithIssues;
+        }
+        m_out << valueText(*value) << '\n';
+        return success;
+    }
+    if (action == u"unset" && arguments.size() == 2) {
+        defaults.remove(arguments[1]);
+        return success;
+    }
+    if (action == u"set" && (arguments.size() == 3 || arguments.size() == 5)) {
+        ValueType type = ValueType::string;
+        if (arguments.size() == 5) {
+            const auto named = arguments[3] == u"--type" ? valueTypeFromName(arguments[4]) : std::nullopt;
+            if (!named)
+                return usage(L10n::format("Unknown type: %@", {arguments.mid(3).join(u' ')}));
+            type = *named;
+        }
+        const auto value = parseValue(type, arguments[2]);
+        if (!value)
+            return usage(L10n::format("“%@” is not a valid %@ value.", {arguments[2], typeName(type)}));
+        defaults.set(arguments[1], *value);
+        return success;
+    }
+    return usage(L10n::format("Unknown argument: %@", {arguments.join(u' ')}));
+}
+
+} // namespace sorvanel

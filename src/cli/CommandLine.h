@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QStringList>
+#include <QTextStream>
+
+namespace sorvanel {
+
+class SettingsStore;
+
+// sorvanel-cli: preview, organize, last, history and settings on the stored
+// settings. Exit status: 0 no issue, 1 issues, 2 configuration or planning
+// failure, 64 usage error.
+class CommandLine
+{
+public:
+    enum Status { success = 0, finishedWithIssues = 1, failure = 2, usageError = 64 };
+
+    CommandLine(QTextStream &out, QTextStream &err);
+
+    // `arguments` without the program name.
+    int run(const QStringList &arguments);
+
+private:
+    int preview(SettingsStore &store, bool json);
+    int organize(SettingsStore &store, bool json);
+    int last(SettingsStore &store, bool json);
+    int history(SettingsStore &store, bool json);
+    int settings(SettingsStore &store, const QStringList &arguments);
+
+    int usage(const QString &message = {});
+    void printHelp(const QString &command);
+
+    QTextStream &m_out;
+    QTextStream &m_err;
+};
+
+} // namespace sorvanel

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "CommandLine.h"
+#include "Localization.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("sorvanel-cli"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(SORVANEL_VERSION));
+    sorvanel::L10n::installTranslations(app);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    sorvanel::CommandLine commandLine(out, err);
+    QStringList arguments = QCoreApplication::arguments();
+    arguments.removeFirst();
+    const int status = commandLine.run(arguments);
+    out.flush();
+    err.flush();
+    return status;
+}

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "OrganizationModels.h"
+
+#include <QDateTime>
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace sorvanel {
+
+// A failure of one file-system call: an errno value, or one of our own codes.
+class FileError
+{
+public:
+    enum Code : int {
+        none = 0,
+        changedDuringCopy = -1, // the source changed while it was copied to another drive
+        unknownRead = -2,       // a file whose date or size could not be read
+    };
+
+    FileError() = default;
+    explicit FileError(int code) : m_code(code) {}
+
+    int code() const { return m_code; }
+    explicit operator bool() const { return m_code != none; }
+    QString localizedDescription() const;
+
+private:
+    int m_code = none;
+};
+
+// The properties read for each entry of a listing, from one statx call.
+struct FileProperties
+{
+    bool isRegularFile = false;
+    bool isSymbolicLink = false;
+    bool isHidden = false;
+    std::optional<std::int64_t> size;
+    std::optional<QDateTime> creationDate;
+    std::optional<QDateTime> modificationDate;
+};
+
+struct DirectoryEntry
+{
+    Path url;
+    FileError error; // set when the entry's properties could not be read
+    FileProperties properties;
+};
+
+// The file-system service of the engine. The real one talks to the kernel;
+// tests substitute faults where the machine can't produce them.
+class FileSystem
+{
+public:
+    virtual ~FileSystem() = default;
+
+    // The direct contents of a folder with their properties, in listing order.
+    // Throws OrganizerFailure (a POSIX error) when the folder can't be listed.
+    virtual std::vector<DirectoryEntry> contentsOfDirectory(const Path &directory) = 0;
+
+    // Follows symbolic links, like a file browser's existence test.
+    virtual bool fileExists(const Path &path, bool *isDirectory = nullptr) = 0;
+
+    // True when any item, even a dangling symbolic link, holds the name.
+    virtual bool itemExists(const Path &path) = 0;
+
+    // The names in a folder, or nothing when it can't be read (missing, say).
+    virtual std::optional<std::unordered_set<std::string>> namesInDirectory(const Path &directory) = 0;
+
+    // Creates the folder and any missing parents; succeeds when it exists.
+    virtual FileError createDirectory(const Path &directory) = 0;
+
+    // Moves a file without ever replacing an existing item: EEXIST when the
+    // target name is taken. Across file systems the copy is published only
+    // when complete, and the source removed only after that.
+    virtual FileError moveItem(const Path &source, const Path &target) = 0;
+
+    // Resolves symbolic links in the existing part of the path and removes
+    // "." and ".." components and redundant separators.
+    virtual Path resolvingSymlinks(const Path &path) = 0;
+};
+
+class PosixFileSystem : public FileSystem
+{
+public:
+    std::vector<DirectoryEntry> contentsOfDirectory(const Path &directory) override;
+    bool fileExists(const Path &path, bool *isDirectory = nullptr) override;
+    bool itemExists(const Path &path) override;
+    std::optional<std::unordered_set<std::string>> namesInDirectory(const Path &directory) override;
+    FileError createDirectory(const Path &directory) override;
+    FileError moveItem(const Path &source, const Path &target) override;
+    Path resolvingSymlinks(const Path &path) override;
+
+protected:
+    // The pieces of a move, open to tests that need to force a path.
+    FileError linkThenUnlink(const Path &source, const Path &target);
+    FileError copyAcrossDevices(const Path &source, const Path &target);
+};
+
+} // namespace sorvanel

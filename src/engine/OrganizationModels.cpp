@@ -1,0 +1,283 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "OrganizationModels.h"
+
+#include "Localization.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace sorvanel {
+
+QDateTime systemNow()
+{
+    return QDateTime::currentDateTimeUtc();
+}
+
+QString rawValue(FileCategory category)
+{
+    switch (category) {
+    case FileCategory::big:
+        return QStringLiteral("big");
+    case FileCategory::graphic:
+        return QStringLiteral("graphic");
+    case FileCategory::docs:
+        return QStringLiteral("docs");
+    case FileCategory::other:
+        break;
+    }
+    return QStringLiteral("other");
+}
+
+std::optional<FileCategory> fileCategoryFromRawValue(const QString &raw)
+{
+    for (auto category : {FileCategory::big, FileCategory::graphic, FileCategory::docs, FileCategory::other}) {
+        if (rawValue(category) == raw)
+            return category;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> directoryName(FileCategory category)
+{
+    if (category == FileCategory::other)
+        return std::nullopt;
+    return rawValue(category);
+}
+
+QString rawValue(OrganizationRunMode mode)
+{
+    return mode == OrganizationRunMode::automatic ? QStringLiteral("automatic") : QStringLiteral("manual");
+}
+
+std::optional<OrganizationRunMode> runModeFromRawValue(const QString &raw)
+{
+    if (raw == u"manual")
+        return OrganizationRunMode::manual;
+    if (raw == u"automatic")
+        return OrganizationRunMode::automatic;
+    return std::nullopt;
+}
+
+QString localizedName(OrganizationRunMode mode)
+{
+    return mode == OrganizationRunMode::automatic ? L10n::text("Automatic") : L10n::text("Manual");
+}
+
+QString errorDescription(OrganizerError error)
+{
+    switch (error) {
+    case OrganizerError::sourceDoesNotExist:
+        return L10n::text("The source folder does not exist.");
+    case OrganizerError::sourceIsNotDirectory:
+        return L10n::text("The selected source is not a folder.");
+    case OrganizerError::unsafeFolderRelationship:
+        return L10n::text("The source folder cannot be the destination or be located inside it.");
+    case OrganizerError::invalidThreshold:
+        return L10n::text("The large file threshold must be greater than zero.");
+    case OrganizerError::alreadyRunning:
+        break;
+    }
+    return L10n::text("Another cleanup is already running for this destination.");
+}
+
+OrganizerFailure::OrganizerFailure(OrganizerError error)
+    : m_error(error)
+{
+}
+
+OrganizerFailure OrganizerFailure::posix(int code)
+{
+    OrganizerFailure failure;
+    failure.m_posixCode = code;
+    return failure;
+}
+
+QString OrganizerFailure::errorDescription() const
+{
+    if (m_error)
+        return sorvanel::errorDescription(*m_error);
+    char buffer[256];
+    // GNU strerror_r: the system's own (localized) text for the code.
+    return QString::fromLocal8Bit(strerror_r(m_posixCode, buffer, sizeof buffer));
+}
+
+std::optional<OrganizerConfiguration> OrganizerConfiguration::forRun(const Path &source, const Path &destination,
+                                                                      std::int64_t thresholdMB)
+{
+    std::int64_t bytes = 0;
+    if (__builtin_mul_overflow(thresholdMB, std::int64_t(1024 * 1024), &bytes))
+        return std::nullopt;
+    OrganizerConfiguration configuration;
+    configuration.sourceURL = source;
+    configuration.destinationURL = destination;
+    configuration.largeFileThresholdBytes = bytes;
+    return configuration;
+}
+
+RunHistoryEntry::RunHistoryEntry(const OrganizationResult &result, OrganizationRunMode mode, double duration)
+    : id(QUuid::createUuid())
+    , date(result.runDate)
+    , mode(mode)
+    , moved(result.moved)
+    , skipped(result.skipped)
+    , failed(result.failed())
+    , duration(duration)
+{
+}
+
+namespace Json {
+
+namespace {
+// 2001-01-01 00:00:00 UTC in milliseconds since the Unix epoch.
+constexpr qint64 referenceDateMs = 978307200000LL;
+
+std::optional<qint64> integerValue(const QJsonValue &value)
+{
+    if (!value.isDouble())
+        return std::nullopt;
+    const double number = value.toDouble();
+    if (!std::isfinite(number) || number != std::trunc(number) || std::fabs(number) > 9007199254740992.0)
+        return std::nullopt;
+    return qint64(number);
+}
+
+std::optional<double> numberValue(const QJsonValue &value)
+{
+    if (!value.isDouble())
+        return std::nullopt;
+    return value.toDouble();
+}
+
+std::optional<QJsonArray> parseArray(const QByteArray &data)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(data, &error);
+    if (error.error != QJsonParseError::NoError || !document.isArray())
+        return std::nullopt;
+    return document.array();
+}
+} // namespace
+
+double secondsSinceReferenceDate(const QDateTime &date)
+{
+    return double(date.toMSecsSinceEpoch() - referenceDateMs) / 1000.0;
+}
+
+QDateTime dateFromReferenceSeconds(double seconds)
+{
+    // Keep absurd stored values inside the range QDateTime and llround can hold.
+    if (!std::isfinite(seconds))
+        seconds = 0;
+    seconds = std::clamp(seconds, -1e12, 1e12);
+    return QDateTime::fromMSecsSinceEpoch(referenceDateMs + qint64(std::llround(seconds * 1000.0)), Qt::UTC);
+}
+
+QString uuidString(const QUuid &id)
+{
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
+
+QByteArray encodeIssues(const QList<OrganizationIssue> &issues)
+{
+    QJsonArray array;
+    for (const auto &issue : issues)
+        array.append(QJsonObject{{QStringLiteral("filename"), issue.filename}, {QStringLiteral("message"), issue.message}});
+    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+}
+
+std::optional<QList<OrganizationIssue>> decodeIssues(const QByteArray &data)
+{
+    const auto array = parseArray(data);
+    if (!array)
+        return std::nullopt;
+    QList<OrganizationIssue> issues;
+    issues.reserve(array->size());
+    for (const auto &item : *array) {
+        const QJsonObject object = item.toObject();
+        const QJsonValue filename = object.value(QStringLiteral("filename"));
+        const QJsonValue message = object.value(QStringLiteral("message"));
+        if (!item.isObject() || !filename.isString() || !message.isString())
+            return std::nullopt;
+        issues.append(OrganizationIssue(filename.toString(), message.toString()));
+    }
+    return issues;
+}
+
+QByteArray encodeHistory(const QList<RunHistoryEntry> &history)
+{
+    QJsonArray array;
+    for (const auto &entry : history) {
+        array.append(QJsonObject{
+            {QStringLiteral("id"), uuidString(entry.id)},
+            {QStringLiteral("date"), secondsSinceReferenceDate(entry.date)},
+            {QStringLiteral("mode"), rawValue(entry.mode)},
+            {QStringLiteral("moved"), qint64(entry.moved)},
+            {QStringLiteral("skipped"), qint64(entry.skipped)},
+            {QStringLiteral("failed"), qint64(entry.failed)},
+            {QStringLiteral("duration"), entry.duration},
+        });
+    }
+    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+}
+
+std::optional<QList<RunHistoryEntry>> decodeHistory(const QByteArray &data)
+{
+    const auto array = parseArray(data);
+    if (!array)
+        return std::nullopt;
+    QList<RunHistoryEntry> history;
+    history.reserve(array->size());
+    for (const auto &item : *array) {
+        if (!item.isObject())
+            return std::nullopt;
+        const QJsonObject object = item.toObject();
+        const QJsonValue idValue = object.value(QStringLiteral("id"));
+        const QUuid id = QUuid::fromString(idValue.toString());
+        const QJsonValue modeValue = object.value(QStringLiteral("mode"));
+        const auto mode = modeValue.isString() ? runModeFromRawValue(modeValue.toString()) : std::nullopt;
+        const auto date = numberValue(object.value(QStringLiteral("date")));
+        const auto moved = integerValue(object.value(QStringLiteral("moved")));
+        const auto skipped = integerValue(object.value(QStringLiteral("skipped")));
+        const auto failed = integerValue(object.value(QStringLiteral("failed")));
+        const auto duration = numberValue(object.value(QStringLiteral("duration")));
+        if (!idValue.isString() || id.isNull() || !mode || !date || !moved || !skipped || !failed || !duration)
+            return std::nullopt;
+        RunHistoryEntry entry;
+        entry.id = id;
+        entry.date = dateFromReferenceSeconds(*date);
+        entry.mode = *mode;
+        entry.moved = *moved;
+        entry.skipped = *skipped;
+        entry.failed = *failed;
+        entry.duration = *duration;
+        history.append(entry);
+    }
+    return history;
+}
+
+} // namespace Json
+
+QString displayName(const Path &path)
+{
+    return QFile::decodeName(QByteArray::fromStdString(path.filename().native()));
+}
+
+QString displayPath(const Path &path)
+{
+    return QFile::decodeName(QByteArray::fromStdString(path.native()));
+}
+
+Path pathFromText(const QString &text)
+{
+    return Path(QFile::encodeName(text).toStdString());
+}
+
+} // namespace sorvanel

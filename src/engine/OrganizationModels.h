@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QString>
+#include <QUuid>
+
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <optional>
+
+namespace sorvanel {
+
+using Path = std::filesystem::path;
+using Clock = std::function<QDateTime()>;
+
+// The system clock, in UTC. Every record keeps its dates in UTC; they are
+// shown in the user's zone only at the edges (views, command line).
+QDateTime systemNow();
+
+enum class FileCategory { big, graphic, docs, other };
+
+QString rawValue(FileCategory category);
+std::optional<FileCategory> fileCategoryFromRawValue(const QString &raw);
+// The folder a category files into; `other` has none and lands in the date folder.
+std::optional<QString> directoryName(FileCategory category);
+
+enum class OrganizationRunMode { manual, automatic };
+
+QString rawValue(OrganizationRunMode mode);
+std::optional<OrganizationRunMode> runModeFromRawValue(const QString &raw);
+QString localizedName(OrganizationRunMode mode);
+
+enum class OrganizerError { sourceDoesNotExist, sourceIsNotDirectory, unsafeFolderRelationship, invalidThreshold, alreadyRunning };
+
+QString errorDescription(OrganizerError error);
+
+// What planning or a lock throws: either one of the engine's own errors or an
+// operating-system error (an errno value), each with its user-facing text.
+class OrganizerFailure : public std::exception
+{
+public:
+    explicit OrganizerFailure(OrganizerError error);
+    static OrganizerFailure posix(int code);
+
+    std::optional<OrganizerError> organizerError() const { return m_error; }
+    int posixCode() const { return m_posixCode; }
+    QString errorDescription() const;
+    const char *what() const noexcept override { return "sorvanel::OrganizerFailure"; }
+
+private:
+    OrganizerFailure() = default;
+    std::optional<OrganizerError> m_error;
+    int m_posixCode = 0;
+};
+
+struct OrganizerConfiguration
+{
+    Path sourceURL;
+    Path destinationURL;
+    std::int64_t largeFileThresholdBytes = 0;
+    double minimumFileAge = 2.0;
+    Clock now = systemNow;
+
+    // The configuration every run of the app, the command line and the agent uses:
+    // the threshold in binary megabytes, a 2-second minimum age and the system clock.
+    // Empty when megabytes × 1024 × 1024 does not fit in 64 bits.
+    static std::optional<OrganizerConfiguration> forRun(const Path &source, const Path &destination,
+                                                        std::int64_t thresholdMB);
+};
+
+struct OrganizationIssue
+{
+    QUuid id = QUuid::createUuid();
+    QString filename;
+    QString message;
+
+    OrganizationIssue() = default;
+    OrganizationIssue(QString filename, QString message)
+        : filename(std::move(filename)), message(std::move(message))
+    {
+    }
+    bool operator==(const OrganizationIssue &) const = default;
+};
+
+struct PlannedMove
+{
+    QUuid id;
+    Path sourceURL;
+    Path destinationURL;
+    FileCategory category = FileCategory::other;
+    QDateTime fileDate;
+
+    bool operator==(const PlannedMove &) const = default;
+};
+
+struct OrganizationPlan
+{
+    QDateTime generatedAt;
+    Path destinationRoot;
+    std::vector<PlannedMove> moves;
+    std::int64_t skipped = 0;
+    QList<OrganizationIssue> issues;
+
+    bool operator==(const OrganizationPlan &) const = default;
+};
+
+struct OrganizationResult
+{
+    QDateTime runDate;
+    std::int64_t moved = 0;
+    std::int64_t skipped = 0;
+    QList<OrganizationIssue> issues;
+
+    std::int64_t failed() const { return issues.size(); }
+    bool operator==(const OrganizationResult &) const = default;
+};
+
+struct RunHistoryEntry
+{
+    QUuid id;
+    QDateTime date;
+    OrganizationRunMode mode = OrganizationRunMode::manual;
+    std::int64_t moved = 0;
+    std::int64_t skipped = 0;
+    std::int64_t failed = 0;
+    double duration = 0;
+
+    RunHistoryEntry() = default;
+    RunHistoryEntry(const OrganizationResult &result, OrganizationRunMode mode, double duration);
+    bool operator==(const RunHistoryEntry &) const = default;
+};
+
+// The stored JSON form: compact, UUIDs upper case, dates as seconds since
+// 2001-01-01 00:00:00 UTC. Decoding is strict: every key required, every type
+// exact; one bad record fails the whole list.
+namespace Json {
+double secondsSinceReferenceDate(const QDateTime &date);
+QDateTime dateFromReferenceSeconds(double seconds);
+QString uuidString(const QUuid &id);
+
+QByteArray encodeIssues(const QList<OrganizationIssue> &issues);
+std::optional<QList<OrganizationIssue>> decodeIssues(const QByteArray &data);
+QByteArray encodeHistory(const QList<RunHistoryEntry> &history);
+std::optional<QList<RunHistoryEntry>> decodeHistory(const QByteArray &data);
+} // namespace Json
+
+// File names are bytes on Linux; these turn them into text for display and
+// messages only (invalid UTF-8 shows replacement characters).
+QString displayName(const Path &path);
+QString displayPath(const Path &path);
+Path pathFromText(const QString &text);
+
+} // namespace sorvanel

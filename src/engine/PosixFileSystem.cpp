@@ -1,0 +1,413 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "FileSystem.h"
+
+#include "Localization.h"
+
+#include <QRandomGenerator>
+
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/sendfile.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace sorvanel {
+
+namespace {
+
+// A file descriptor closed on every way out.
+class Descriptor
+{
+public:
+    explicit Descriptor(int fd = -1) : m_fd(fd) {}
+    ~Descriptor()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    int get() const { return m_fd; }
+    explicit operator bool() const { return m_fd >= 0; }
+
+private:
+    int m_fd;
+};
+
+QDateTime dateFrom(const struct statx_timestamp &stamp)
+{
+    return QDateTime::fromMSecsSinceEpoch(qint64(stamp.tv_sec) * 1000 + stamp.tv_nsec / 1000000, Qt::UTC);
+}
+
+bool sameFile(const struct stat &a, const struct stat &b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool sameContentStamp(const struct stat &a, const struct stat &b)
+{
+    return sameFile(a, b) && a.st_size == b.st_size && a.st_mtim.tv_sec == b.st_mtim.tv_sec
+        && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+// Copies the bytes; the kernel's in-kernel copy where it can, plain reads and writes otherwise.
+int copyData(int from, int to)
+{
+    bool kernelCopy = true;
+    for (;;) {
+        if (kernelCopy) {
+            const ssize_t n = ::copy_file_range(from, nullptr, to, nullptr, 1 << 30, 0);
+            if (n > 0)
+                continue;
+            if (n == 0)
+                return 0;
+            if (errno == EINTR)
+                continue;
+            if (errno != EXDEV && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP && errno != EBADF)
+                return errno;
+            kernelCopy = false; // not offered between these two file systems
+        }
+        const ssize_t n = ::sendfile(to, from, nullptr, 1 << 30);
+        if (n > 0)
+            continue;
+        if (n == 0)
+            return 0;
+        if (errno == EINTR)
+            continue;
+        if (errno != EINVAL && errno != ENOSYS)
+            return errno;
+        // Last resort: a read/write loop.
+        std::unique_ptr<char[]> buffer(new char[1 << 20]);
+        for (;;) {
+            const ssize_t r = ::read(from, buffer.get(), 1 << 20);
+            if (r == 0)
+                return 0;
+            if (r < 0) {
+                if (errno == EINTR)
+                    continue;
+                return errno;
+            }
+            for (ssize_t done = 0; done < r;) {
+                const ssize_t w = ::write(to, buffer.get() + done, size_t(r - done));
+                if (w < 0) {
+                    if (errno == EINTR)
+                        continue;
+                    return errno;
+                }
+                done += w;
+            }
+        }
+    }
+}
+
+// Extended attributes travel with the file; those the target refuses
+// (security labels, a file system without them) are left behind.
+void copyExtendedAttributes(int from, int to)
+{
+    const ssize_t listSize = ::flistxattr(from, nullptr, 0);
+    if (listSize <= 0)
+        return;
+    std::string names(size_t(listSize), '\0');
+    const ssize_t got = ::flistxattr(from, names.data(), names.size());
+    if (got <= 0)
+        return;
+    names.resize(size_t(got));
+    std::string value;
+    for (size_t start = 0; start < names.size();) {
+        const char *name = names.c_str() + start;
+        start += std::strlen(name) + 1;
+        const ssize_t valueSize = ::fgetxattr(from, name, nullptr, 0);
+        if (valueSize < 0)
+            continue;
+        value.resize(size_t(valueSize));
+        const ssize_t read = ::fgetxattr(from, name, value.data(), value.size());
+        if (read < 0)
+            continue;
+        ::fsetxattr(to, name, value.data(), size_t(read), 0);
+    }
+}
+
+std::string partialName()
+{
+    return ".sorvanel-" + std::to_string(QRandomGenerator::global()->generate64()) + ".partial";
+}
+
+} // namespace
+
+QString FileError::localizedDescription() const
+{
+    switch (m_code) {
+    case none:
+        return {};
+    case changedDuringCopy:
+        return L10n::text("The file changed while it was being copied.");
+    case unknownRead:
+        return L10n::text("The file couldn’t be opened.");
+    default:
+        break;
+    }
+    char buffer[256];
+    return QString::fromLocal8Bit(strerror_r(m_code, buffer, sizeof buffer));
+}
+
+std::vector<DirectoryEntry> PosixFileSystem::contentsOfDirectory(const Path &directory)
+{
+    const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        throw OrganizerFailure::posix(errno);
+    DIR *dir = ::fdopendir(fd);
+    if (!dir) {
+        const int error = errno;
+        ::close(fd);
+        throw OrganizerFailure::posix(error);
+    }
+    std::unique_ptr<DIR, int (*)(DIR *)> closer(dir, ::closedir);
+
+    std::vector<DirectoryEntry> entries;
+    constexpr unsigned mask = STATX_TYPE | STATX_SIZE | STATX_BTIME | STATX_MTIME;
+    for (;;) {
+        errno = 0;
+        const dirent *item = ::readdir(dir);
+        if (!item) {
+            if (errno != 0)
+                throw OrganizerFailure::posix(errno);
+            break;
+        }
+        const char *name = item->d_name;
+        if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
+            continue;
+        DirectoryEntry entry;
+        entry.url = directory / name;
+        struct statx info;
+        if (::statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask, &info) != 0) {
+            entry.error = FileError(errno);
+        } else {
+            FileProperties &p = entry.properties;
+            if (info.stx_mask & STATX_TYPE) {
+                p.isRegularFile = S_ISREG(info.stx_mode);
+                p.isSymbolicLink = S_ISLNK(info.stx_mode);
+            }
+            p.isHidden = name[0] == '.';
+            if (info.stx_mask & STATX_SIZE)
+                p.size = std::int64_t(info.stx_size);
+            if (info.stx_mask & STATX_BTIME)
+                p.creationDate = dateFrom(info.stx_btime);
+            if (info.stx_mask & STATX_MTIME)
+                p.modificationDate = dateFrom(info.stx_mtime);
+        }
+        entries.push_back(std::move(entry));
+    }
+    return entries;
+}
+
+bool PosixFileSystem::fileExists(const Path &path, bool *isDirectory)
+{
+    struct stat info;
+    if (::stat(path.c_str(), &info) != 0)
+        return false;
+    if (isDirectory)
+        *isDirectory = S_ISDIR(info.st_mode);
+    return true;
+}
+
+bool PosixFileSystem::itemExists(const Path &path)
+{
+    struct stat info;
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
+std::optional<std::unordered_set<std::string>> PosixFileSystem::namesInDirectory(const Path &directory)
+{
+    DIR *dir = ::opendir(directory.c_str());
+    if (!dir)
+        return std::nullopt;
+    std::unique_ptr<DIR, int (*)(DIR *)> closer(dir, ::closedir);
+    std::unordered_set<std::string> names;
+    while (const dirent *item = ::readdir(dir))
+        names.emplace(item->d_name);
+    return names;
+}
+
+FileError PosixFileSystem::createDirectory(const Path &directory)
+{
+    struct stat info;
+    if (::stat(directory.c_str(), &info) == 0)
+        return S_ISDIR(info.st_mode) ? FileError() : FileError(EEXIST);
+    // Create the missing ancestors first, outermost to innermost; a file in
+    // the way of an ancestor is "Not a directory", as mkdir -p says.
+    const Path parent = directory.parent_path();
+    if (!parent.empty() && parent != directory) {
+        if (const FileError error = createDirectory(parent))
+            return FileError(error.code() == EEXIST ? ENOTDIR : error.code());
+    }
+    if (::mkdir(directory.c_str(), 0777) != 0 && errno != EEXIST)
+        return FileError(errno);
+    // Someone may have made it (or something else of that name) meanwhile.
+    if (::stat(directory.c_str(), &info) != 0)
+        return FileError(errno);
+    return S_ISDIR(info.st_mode) ? FileError() : FileError(EEXIST);
+}
+
+FileError PosixFileSystem::moveItem(const Path &source, const Path &target)
+{
+    if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0)
+        return {};
+    const int error = errno;
+    if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP)
+        return linkThenUnlink(source, target); // the file system refuses the no-replace flag
+    if (error == EXDEV)
+        return copyAcrossDevices(source, target);
+    return FileError(error);
+}
+
+FileError PosixFileSystem::linkThenUnlink(const Path &source, const Path &target)
+{
+    if (::link(source.c_str(), target.c_str()) == 0) {
+        if (::unlink(source.c_str()) == 0)
+            return {};
+        const int error = errno;
+        ::unlink(target.c_str()); // the second name is ours: take it back
+        return FileError(error);
+    }
+    const int error = errno;
+    if (error == EXDEV)
+        return copyAcrossDevices(source, target);
+    if (error != EPERM && error != EOPNOTSUPP && error != EMLINK && error != ENOSYS)
+        return FileError(error);
+    // No hard links here either (FAT, some FUSE file systems): a checked plain
+    // rename. Only other programs can race it; our own runs hold the lock.
+    struct stat info;
+    if (::lstat(target.c_str(), &info) == 0)
+        return FileError(EEXIST);
+    if (errno != ENOENT)
+        return FileError(errno);
+    if (::rename(source.c_str(), target.c_str()) != 0)
+        return FileError(errno);
+    return {};
+}
+
+FileError PosixFileSystem::copyAcrossDevices(const Path &source, const Path &target)
+{
+    const Descriptor from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY));
+    if (!from)
+        return FileError(errno);
+    struct stat before;
+    if (::fstat(from.get(), &before) != 0)
+        return FileError(errno);
+    if (!S_ISREG(before.st_mode))
+        return FileError(EINVAL);
+
+    const Path directory = target.parent_path();
+    const std::string name = target.filename().native();
+    const Descriptor dir(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!dir)
+        return FileError(errno);
+    struct stat existing;
+    if (::fstatat(dir.get(), name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0)
+        return FileError(EEXIST);
+
+    // Write the copy where no one sees it: an anonymous file, or a hidden
+    // ".partial" name that planning never picks up.
+    std::string partial;
+    int tmpfd = ::openat(dir.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    if (tmpfd < 0) {
+        for (int attempt = 0; attempt < 100 && tmpfd < 0; ++attempt) {
+            partial = partialName();
+            tmpfd = ::openat(dir.get(), partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+            if (tmpfd < 0 && errno != EEXIST)
+                return FileError(errno);
+        }
+        if (tmpfd < 0)
+            return FileError(EEXIST);
+    }
+    const Descriptor copy(tmpfd);
+    const auto discard = [&] {
+        if (!partial.empty())
+            ::unlinkat(dir.get(), partial.c_str(), 0);
+    };
+
+    if (const int error = copyData(from.get(), copy.get())) {
+        discard();
+        return FileError(error);
+    }
+    ::fchmod(copy.get(), before.st_mode & 07777);
+    copyExtendedAttributes(from.get(), copy.get());
+    const struct timespec times[2] = {before.st_atim, before.st_mtim};
+    ::futimens(copy.get(), times);
+    if (::fsync(copy.get()) != 0) {
+        const int error = errno;
+        discard();
+        return FileError(error);
+    }
+    struct stat afterCopy;
+    if (::fstat(from.get(), &afterCopy) != 0 || !sameContentStamp(before, afterCopy)) {
+        discard();
+        return FileError(FileError::changedDuringCopy);
+    }
+    struct stat copied;
+    ::fstat(copy.get(), &copied);
+
+    // Publish under the final name, never over an existing item.
+    int published = -1;
+    int publishError = 0;
+    if (partial.empty()) {
+        const std::string self = "/proc/self/fd/" + std::to_string(copy.get());
+        published = ::linkat(AT_FDCWD, self.c_str(), dir.get(), name.c_str(), AT_SYMLINK_FOLLOW);
+        publishError = errno;
+        if (published != 0 && publishError == ENOENT) { // no /proc: needs CAP_DAC_READ_SEARCH
+            published = ::linkat(copy.get(), "", dir.get(), name.c_str(), AT_EMPTY_PATH);
+            publishError = errno;
+        }
+    } else {
+        published = ::renameat2(dir.get(), partial.c_str(), dir.get(), name.c_str(), RENAME_NOREPLACE);
+        publishError = errno;
+        if (published != 0 && (publishError == EINVAL || publishError == ENOSYS)) {
+            published = ::linkat(dir.get(), partial.c_str(), dir.get(), name.c_str(), 0);
+            publishError = errno;
+        }
+        if (published == 0)
+            ::unlinkat(dir.get(), partial.c_str(), 0); // no-op after a rename
+    }
+    if (published != 0) {
+        discard();
+        return FileError(publishError);
+    }
+    ::fsync(dir.get());
+
+    // Take back our published copy, but only if the name still holds it.
+    const auto unpublish = [&] {
+        struct stat current;
+        if (::fstatat(dir.get(), name.c_str(), &current, AT_SYMLINK_NOFOLLOW) == 0 && sameFile(current, copied))
+            ::unlinkat(dir.get(), name.c_str(), 0);
+    };
+    // Remove the source only if it is still the file we copied.
+    struct stat now;
+    if (::lstat(source.c_str(), &now) != 0 || !sameContentStamp(before, now)) {
+        unpublish();
+        return FileError(FileError::changedDuringCopy);
+    }
+    if (::unlink(source.c_str()) != 0) {
+        const int error = errno;
+        unpublish();
+        return FileError(error);
+    }
+    return {};
+}
+
+Path PosixFileSystem::resolvingSymlinks(const Path &path)
+{
+    std::error_code error;
+    Path resolved = std::filesystem::weakly_canonical(path, error);
+    if (error)
+        resolved = path.lexically_normal();
+    // "/a/b/" and "/a/b" name one folder.
+    if (resolved.has_relative_path() && resolved.filename().empty())
+        resolved = resolved.parent_path();
+    return resolved;
+}
+
+} // namespace sorvanel

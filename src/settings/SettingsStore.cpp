@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "SettingsStore.h"
+
+#include "UserFolders.h"
+
+#include <QTime>
+#include <QTimeZone>
+
+#include <algorithm>
+
+namespace sorvanel {
+
+namespace {
+
+namespace Key {
+const QString sourcePath = QStringLiteral("sourcePath");
+const QString destinationPath = QStringLiteral("destinationPath");
+const QString sourceBookmark = QStringLiteral("sourceBookmark");
+const QString destinationBookmark = QStringLiteral("destinationBookmark");
+const QString thresholdMB = QStringLiteral("thresholdMB");
+const QString automaticEnabled = QStringLiteral("automaticEnabled");
+const QString automaticTime = QStringLiteral("automaticTime");
+const QString lastAutomaticDay = QStringLiteral("lastAutomaticDay");
+const QString lastRun = QStringLiteral("lastRun");
+const QString lastMoved = QStringLiteral("lastMoved");
+const QString lastSkipped = QStringLiteral("lastSkipped");
+const QString lastFailed = QStringLiteral("lastFailed");
+const QString lastIssues = QStringLiteral("lastIssues");
+const QString runHistory = QStringLiteral("runHistory");
+const QString migrationDone = QStringLiteral("appGroupMigrationV1");
+} // namespace Key
+
+// Placeholder issues stand in for lost details; a damaged count must not
+// make us build millions of them.
+constexpr qint64 placeholderLimit = 100000;
+
+} // namespace
+
+QString SettingsStore::suiteName()
+{
+    return u"group."_qs + QLatin1String(applicationIdentifier);
+}
+
+QString SettingsStore::legacyName()
+{
+    return QLatin1String(applicationIdentifier);
+}
+
+SettingsStore::SettingsStore()
+{
+    m_defaults = DefaultsSuite::open(suiteName());
+    if (m_defaults) {
+        const auto legacy = DefaultsSuite::openExisting(legacyName());
+        migrateLegacyDefaultsIfNeeded(*m_defaults, legacy.get());
+        return;
+    }
+    // The shared suite can't be opened: the standard defaults stand in, and
+    // there is nothing to migrate from them into themselves.
+    m_defaults = DefaultsSuite::open(legacyName());
+    if (!m_defaults)
+        m_defaults = DefaultsSuite::inMemory();
+}
+
+SettingsStore::SettingsStore(std::shared_ptr<DefaultsSuite> defaults)
+    : m_defaults(std::move(defaults))
+{
+}
+
+void SettingsStore::migrateLegacyDefaultsIfNeeded(DefaultsSuite &suite, DefaultsSuite *legacy)
+{
+    if (legacy == &suite)
+        return;
+    suite.transaction([&] {
+        if (suite.boolean(Key::migrationDone).value_or(false))
+            return;
+        if (legacy) {
+            for (const QString &key : {Key::sourcePath, Key::destinationPath, Key::sourceBookmark, Key::destinationBookmark,
+                                       Key::thresholdMB, Key::automaticEnabled, Key::automaticTime, Key::lastAutomaticDay,
+                                       Key::lastRun, Key::lastMoved, Key::lastSkipped, Key::lastFailed, Key::lastIssues,
+                                       Key::runHistory}) {
+                if (suite.contains(key))
+                    continue;
+                if (const auto value = legacy->object(key))
+                    suite.set(key, *value);
+            }
+        }
+        suite.set(Key::migrationDone, DefaultsValue::boolean(true));
+    });
+}
+
+StoredSettings SettingsStore::load() const
+{
+    const QString downloads = UserFolders::downloads();
+    const QString defaultDestination = downloads + QStringLiteral("/__filesDownloadedAt");
+    const QDateTime localNow = QDateTime::currentDateTime();
+    const QDateTime defaultTime = QDateTime(localNow.date(), QTime(22, 0), localNow.timeZone()).toUTC();
+
+    StoredSettings settings;
+    settings.sourceURL = pathFromText(m_defaults->string(Key::sourcePath).value_or(downloads));
+    settings.destinationURL = pathFromText(m_defaults->string(Key::destinationPath).value_or(defaultDestination));
+    settings.sourceBookmark = m_defaults->data(Key::sourceBookmark);
+    settings.destinationBookmark = m_defaults->data(Key::destinationBookmark);
+    settings.thresholdMB = m_defaults->integer(Key::thresholdMB).value_or(500);
+    settings.automaticEnabled = m_defaults->boolean(Key::automaticEnabled).value_or(false);
+    settings.automaticTime = m_defaults->date(Key::automaticTime).value_or(defaultTime);
+    settings.lastAutomaticDay = m_defaults->string(Key::lastAutomaticDay);
+    return settings;
+}
+
+void SettingsStore::saveFolder(const Path &url, const std::optional<QByteArray> &bookmark, bool isSource)
+{
+    m_defaults->transaction([&] {
+        m_defaults->set(isSource ? Key::sourcePath : Key::destinationPath, DefaultsValue::string(displayPath(url)));
+        const QString &bookmarkKey = isSource ? Key::sourceBookmark : Key::destinationBookmark;
+        if (bookmark)
+            m_defaults->set(bookmarkKey, DefaultsValue::data(*bookmark));
+        else
+            m_defaults->remove(bookmarkKey);
+    });
+}
+
+void SettingsStore::saveThreshold(qint64 thresholdMB)
+{
+    m_defaults->set(Key::thresholdMB, DefaultsValue::integer(thresholdMB));
+}
+
+void SettingsStore::saveAutomaticEnabled(bool enabled)
+{
+    m_defaults->set(Key::automaticEnabled, DefaultsValue::boolean(enabled));
+}
+
+void SettingsStore::saveAutomaticTime(const QDateTime &time)
+{
+    m_defaults->set(Key::automaticTime, DefaultsValue::date(time));
+}
+
+void SettingsStore::saveLastAutomaticDay(const QString &day)
+{
+    m_defaults->set(Key::lastAutomaticDay, DefaultsValue::string(day));
+}
+
+void SettingsStore::refresh()
+{
+    m_defaults->refresh();
+}
+
+void SettingsStore::save(const OrganizationResult &result)
+{
+    m_defaults->transaction([&] {
+        m_defaults->set(Key::lastRun, DefaultsValue::date(result.runDate));
+        m_defaults->set(Key::lastMoved, DefaultsValue::integer(result.moved));
+        m_defaults->set(Key::lastSkipped, DefaultsValue::integer(result.skipped));
+        m_defaults->set(Key::lastFailed, DefaultsValue::integer(result.failed()));
+        m_defaults->set(Key::lastIssues, DefaultsValue::data(Json::encodeIssues(result.issues)));
+    });
+}
+
+std::optional<OrganizationResult> SettingsStore::loadLastResult() const
+{
+    const auto runDate = m_defaults->date(Key::lastRun);
+    if (!runDate)
+        return std::nullopt;
+    OrganizationResult result;
+    result.runDate = *runDate;
+    result.moved = m_defaults->integer(Key::lastMoved).value_or(0);
+    result.skipped = m_defaults->integer(Key::lastSkipped).value_or(0);
+    const auto data = m_defaults->data(Key::lastIssues);
+    const auto issues = data ? Json::decodeIssues(*data) : std::nullopt;
+    if (issues) {
+        result.issues = *issues;
+    } else {
+        // The details are gone; keep the count right with empty placeholders.
+        const qint64 failed = std::clamp<qint64>(m_defaults->integer(Key::lastFailed).value_or(0), 0, placeholderLimit);
+        for (qint64 i = 0; i < failed; ++i)
+            result.issues.append(OrganizationIssue());
+    }
+    return result;
+}
+
+QList<RunHistoryEntry> SettingsStore::loadHistory() const
+{
+    const auto data = m_defaults->data(Key::runHistory);
+    if (!data)
+        return {};
+    return Json::decodeHistory(*data).value_or(QList<RunHistoryEntry>());
+}
+
+void SettingsStore::record(const OrganizationResult &result, OrganizationRunMode mode, double duration)
+{
+    // One immediate transaction: a record made by another process at the same
+    // moment waits for this one and then sees its entry.
+    m_defaults->transaction([&] {
+        save(result);
+        QList<RunHistoryEntry> history = loadHistory();
+        history.prepend(RunHistoryEntry(result, mode, duration));
+        if (history.size() > historyLimit)
+            history.resize(historyLimit);
+        m_defaults->set(Key::runHistory, DefaultsValue::data(Json::encodeHistory(history)));
+    });
+}
+
+} // namespace sorvanel

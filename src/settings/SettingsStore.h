@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "DefaultsSuite.h"
+#include "OrganizationModels.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+namespace sorvanel {
+
+// The settings as loaded at start.
+struct StoredSettings
+{
+    Path sourceURL;
+    Path destinationURL;
+    std::optional<QByteArray> sourceBookmark;
+    std::optional<QByteArray> destinationBookmark;
+    qint64 thresholdMB = 500;
+    bool automaticEnabled = false;
+    QDateTime automaticTime;
+    std::optional<QString> lastAutomaticDay;
+};
+
+// The one place where settings, the last result and the run history live:
+// the shared suite that the app, the agent and the command line all read.
+class SettingsStore
+{
+public:
+    static constexpr const char *applicationIdentifier = "io.github.sorvanel.Sorvanel";
+    static constexpr int historyLimit = 50;
+
+    static QString suiteName();  // "group." + the application identifier
+    static QString legacyName(); // the application's own standard defaults
+
+    // Opens the shared suite (falling back to the standard defaults, then to
+    // memory) and runs the one-time migration from the standard defaults.
+    SettingsStore();
+    explicit SettingsStore(std::shared_ptr<DefaultsSuite> defaults);
+
+    // Copies the 14 known keys the suite lacks from the legacy domain, once.
+    static void migrateLegacyDefaultsIfNeeded(DefaultsSuite &suite, DefaultsSuite *legacy);
+
+    DefaultsSuite &defaults() const { return *m_defaults; }
+
+    StoredSettings load() const;
+    void saveFolder(const Path &url, const std::optional<QByteArray> &bookmark, bool isSource);
+    void saveThreshold(qint64 thresholdMB);
+    void saveAutomaticEnabled(bool enabled);
+    void saveAutomaticTime(const QDateTime &time);
+    void saveLastAutomaticDay(const QString &day);
+    void refresh();
+
+    void save(const OrganizationResult &result);
+    std::optional<OrganizationResult> loadLastResult() const;
+    QList<RunHistoryEntry> loadHistory() const;
+    void record(const OrganizationResult &result, OrganizationRunMode mode, double duration);
+
+private:
+    std::shared_ptr<DefaultsSuite> m_defaults;
+};
+
+} // namespace sorvanel

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "OrganizationModels.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QDir>
+#include <QString>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace sorvanel::test {
+
+// Points HOME and XDG_CONFIG_HOME at a fresh temporary folder for the life
+// of the object, so no test ever touches the real home.
+class TemporaryHome
+{
+public:
+    TemporaryHome()
+    {
+        QDir(m_dir.path()).mkpath(u"Downloads"_qs);
+        qputenv("HOME", QFile::encodeName(m_dir.path()));
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_dir.path() + QStringLiteral("/.config")));
+        qunsetenv("XDG_DOWNLOAD_DIR");
+    }
+    QString path() const { return m_dir.path(); }
+    QString downloads() const { return m_dir.path() + QStringLiteral("/Downloads"); }
+    QString configHome() const { return m_dir.path() + QStringLiteral("/.config"); }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+// Writes a file with the given bytes; a valid `modified` sets its modification time.
+inline void writeFile(const Path &path, const QByteArray &content = "x", const QDateTime &modified = {})
+{
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    QVERIFY2(fd >= 0, path.c_str());
+    QCOMPARE(::write(fd, content.constData(), size_t(content.size())), ssize_t(content.size()));
+    ::close(fd);
+    if (modified.isValid()) {
+        const qint64 ms = modified.toMSecsSinceEpoch();
+        const struct timespec times[2] = {{ms / 1000, (ms % 1000) * 1000000}, {ms / 1000, (ms % 1000) * 1000000}};
+        QCOMPARE(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+    }
+}
+
+inline QByteArray readFile(const Path &path)
+{
+    // By bytes: the name may not be valid UTF-8.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return {};
+    QByteArray content;
+    char buffer[65536];
+    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+        content.append(buffer, n);
+    ::close(fd);
+    return content;
+}
+
+inline Path toPath(const QString &text)
+{
+    return pathFromText(text);
+}
+
+// A moment well in the past, so files written now pass the two-second age test.
+inline QDateTime longAgo()
+{
+    return QDateTime::currentDateTimeUtc().addDays(-3);
+}
+
+} // namespace sorvanel::test

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "AutomaticRun.h"
+#include "Notifier.h"
+#include "Organizer.h"
+#include "SettingsStore.h"
+#include "TestSupport.h"
+
+#include <QProcess>
+#include <QtTest>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+namespace {
+const QTimeZone berlinZone("Europe/Berlin");
+const Calendar berlin{QCalendar(), berlinZone};
+
+QDateTime at(int day, int hour, int minute)
+{
+    return QDateTime(QDate(2024, 5, day), QTime(hour, minute), berlinZone).toUTC();
+}
+
+class RecordingNotifier : public Notifier
+{
+public:
+    void notify(const QString &title, const QString &body) override { messages << title + QStringLiteral(": ") + body; }
+    QStringList messages;
+};
+} // namespace
+
+class TestAutomaticRun : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TemporaryHome> m_home;
+    QDateTime m_now;
+
+    AutomaticRun::Report perform(SettingsStore &store, RecordingNotifier &notifier, bool force = false)
+    {
+        Organizer organizer;
+        organizer.setCalendarProvider([] { return berlin; });
+        return AutomaticRun(store, organizer, notifier, [this] { return m_now; }, [] { return berlin; }).perform(force);
+    }
+
+    void addFile(const char *name)
+    {
+        writeFile(toPath(m_home->downloads()) / name, "x", m_now.addDays(-1));
+    }
+
+private slots:
+    void init() { m_home = std::make_unique<TemporaryHome>(); }
+
+    void onceADayAfterTheTime()
+    {
+        SettingsStore store;
+        RecordingNotifier notifier;
+        store.saveAutomaticTime(at(1, 9, 30));
+        m_now = at(3, 10, 0);
+        addFile("a.txt");
+        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::disabled);
+        QVERIFY(store.loadHistory().isEmpty());
+
+        store.saveAutomaticEnabled(true);
+        m_now = at(3, 9, 29);
+        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::notDue);
+
+        m_now = at(3, 13, 0); // missed the time while asleep: caught up now
+        const auto report = perform(store, notifier);
+        QCOMPARE(report.outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(report.result->moved, 1);
+        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-03"_qs);
+        const auto history = store.loadHistory();
+        QCOMPARE(history.size(), 1);
+        QCOMPARE(history[0].mode, OrganizationRunMode::automatic);
+        QCOMPARE(store.loadLastResult()->runDate, m_now);
+
+        addFile("b.txt");
+        m_now = at(3, 23, 59);
+        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::notDue);
+        m_now = at(4, 9, 31);
+        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(store.loadHistory().size(), 2);
+        QVERIFY(notifier.messages.isEmpty());
+    }
+
+    void planningFailureIsReportedOnce()
+    {
+        SettingsStore store;
+        RecordingNotifier notifier;
+        store.saveAutomaticEnabled(true);
+        store.saveAutomaticTime(at(1, 8, 0));
+        store.saveFolder("/no/such/folder", std::nullopt, true);
+        m_now = at(5, 8, 5);
+        const auto report = perform(store, notifier);
+        QCOMPARE(report.outcome, AutomaticRun::Outcome::failed);
+        QCOMPARE(report.errorDescription, errorDescription(OrganizerError::sourceDoesNotExist));
+        QCOMPARE(notifier.messages.size(), 1);
+        QVERIFY(notifier.messages[0].contains(report.errorDescription));
+        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-05"_qs);
+        QVERIFY(!store.loadLastResult());
+        m_now = at(5, 8, 10);
+        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::notDue);
+        QCOMPARE(notifier.messages.size(), 1);
+    }
+
+    void forceIgnoresSwitchAndSchedule()
+    {
+        SettingsStore store;
+        RecordingNotifier notifier;
+        store.saveLastAutomaticDay(u"2024-05-06"_qs);
+        m_now = at(6, 3, 0);
+        addFile("c.pdf");
+        const auto report = perform(store, notifier, true);
+        QCOMPARE(report.outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(report.result->moved, 1);
+        QCOMPARE(store.loadHistory().first().mode, OrganizationRunMode::automatic);
+    }
+
+    void theRealAgentProgram()
+    {
+        const QString agent = QString::fromLocal8Bit(qgetenv("SORVANEL_AGENT"));
+        writeFile(toPath(m_home->downloads()) / "d.txt", "x", QDateTime::currentDateTimeUtc().addDays(-1));
+        // No session bus: a notification is skipped, never waited for.
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, u"unix:path=/nonexistent/bus"_qs);
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(agent, {});
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), 0); // switched off: exits at once
+        QVERIFY(std::filesystem::exists(toPath(m_home->downloads()) / "d.txt"));
+
+        process.start(agent, {u"--force"_qs});
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), 0);
+        QVERIFY(!std::filesystem::exists(toPath(m_home->downloads()) / "d.txt"));
+        SettingsStore store;
+        QCOMPARE(store.loadHistory().size(), 1);
+        QCOMPARE(store.loadHistory()[0].mode, OrganizationRunMode::automatic);
+        QVERIFY(store.load().lastAutomaticDay);
+
+        // A failing run exits 2, reports on standard error, and is not retried today.
+        store.saveAutomaticEnabled(true);
+        store.saveAutomaticTime(QDateTime::currentDateTimeUtc().addSecs(-60));
+        store.defaults().remove(u"lastAutomaticDay"_qs);
+        store.saveFolder("/no/such/folder", std::nullopt, true);
+        process.start(agent, {});
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), 2);
+        QVERIFY(!process.readAllStandardError().isEmpty());
+        process.start(agent, {});
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), 0);
+
+        process.start(agent, {u"--bogus"_qs});
+        QVERIFY(process.waitForFinished(30000));
+        QCOMPARE(process.exitCode(), 64);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAutomaticRun)
+#include "tst_automaticrun.moc"

@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Drives the built sorvanel-cli as a user would, on a temporary home.
+#include "Localization.h"
+#include "SettingsStore.h"
+#include "TestSupport.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QtTest>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+namespace {
+struct Run
+{
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+    QJsonDocument json() const { return QJsonDocument::fromJson(out); }
+};
+
+Run cli(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), arguments);
+    Run run;
+    if (!process.waitForFinished(60000))
+        return run;
+    run.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}
+} // namespace
+
+class TestCommandLine : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TemporaryHome> m_home;
+    Path downloads() const { return toPath(m_home->downloads()); }
+
+private slots:
+    // The program speaks the test's language; compare with the same translations.
+    void initTestCase() { L10n::installTranslations(*QCoreApplication::instance()); }
+    void init() { m_home = std::make_unique<TemporaryHome>(); }
+
+    void usageErrors()
+    {
+        QCOMPARE(cli({}).status, 64);
+        QCOMPARE(cli({u"tidy"_qs}).status, 64);
+        QCOMPARE(cli({u"preview"_qs, u"--yaml"_qs}).status, 64);
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"k"_qs}).status, 64);
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"k"_qs, u"x"_qs, u"--type"_qs, u"integer"_qs}).status, 64);
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"k"_qs, u"x"_qs, u"--type"_qs, u"colour"_qs}).status, 64);
+        for (const QString &command : {u"preview"_qs, u"organize"_qs, u"last"_qs, u"history"_qs, u"settings"_qs}) {
+            const Run help = cli({command, u"--help"_qs});
+            QCOMPARE(help.status, 0);
+            QVERIFY(help.out.contains("sorvanel-cli " + command.toUtf8()));
+        }
+    }
+
+    void previewMovesNothing()
+    {
+        writeFile(downloads() / "a.pdf", "a", longAgo());
+        writeFile(downloads() / "b.jpg", "b", longAgo());
+        std::filesystem::create_directory(downloads() / "folder");
+        const Run run = cli({u"preview"_qs, u"--json"_qs});
+        QCOMPARE(run.status, 0);
+        const QJsonObject plan = run.json().object();
+        QCOMPARE(plan.value(u"skipped"_qs).toInt(), 1);
+        const QJsonArray moves = plan.value(u"moves"_qs).toArray();
+        QCOMPARE(moves.size(), 2);
+        const QJsonObject first = moves[0].toObject();
+        QCOMPARE(first.value(u"source"_qs).toString(), m_home->downloads() + QStringLiteral("/a.pdf"));
+        QCOMPARE(first.value(u"category"_qs).toString(), u"docs"_qs);
+        QVERIFY(first.value(u"destination"_qs).toString().startsWith(m_home->downloads() + QStringLiteral("/__filesDownloadedAt/")));
+        // ISO 8601 with an explicit offset.
+        QVERIFY(QDateTime::fromString(first.value(u"fileDate"_qs).toString(), Qt::ISODateWithMs).isValid());
+        QVERIFY(first.value(u"fileDate"_qs).toString().contains(QRegularExpression(u"[+-]\\d\\d:\\d\\d$"_qs)));
+        QVERIFY(plan.value(u"issues"_qs).isArray());
+        QVERIFY(std::filesystem::exists(downloads() / "a.pdf"));
+        QVERIFY(!std::filesystem::exists(downloads() / "__filesDownloadedAt"));
+        const Run text = cli({u"preview"_qs});
+        QVERIFY(text.out.contains("a.pdf → "));
+        QCOMPARE(cli({u"last"_qs, u"--json"_qs}).out.trimmed(), QByteArray("null"));
+    }
+
+    void organizeRecordsAManualRun()
+    {
+        writeFile(downloads() / "a.pdf", "a", longAgo());
+        writeFile(downloads() / "b", "b", longAgo());
+        const Run run = cli({u"organize"_qs, u"--json"_qs});
+        QCOMPARE(run.status, 0);
+        const QJsonObject result = run.json().object();
+        QCOMPARE(result.value(u"moved"_qs).toInt(), 2);
+        QCOMPARE(result.value(u"failed"_qs).toInt(), 0);
+        QVERIFY(!std::filesystem::exists(downloads() / "a.pdf"));
+        const QJsonObject last = cli({u"last"_qs, u"--json"_qs}).json().object();
+        QCOMPARE(last.value(u"moved"_qs).toInt(), 2);
+        QCOMPARE(last.value(u"runDate"_qs).toString(), result.value(u"runDate"_qs).toString());
+        const QJsonArray history = cli({u"history"_qs, u"--json"_qs}).json().array();
+        QCOMPARE(history.size(), 1);
+        const QJsonObject entry = history[0].toObject();
+        QCOMPARE(entry.value(u"mode"_qs).toString(), u"manual"_qs);
+        QCOMPARE(entry.value(u"moved"_qs).toInt(), 2);
+        QVERIFY(entry.value(u"duration"_qs).toDouble() >= 0);
+        QCOMPARE(entry.value(u"id"_qs).toString().size(), 36);
+        QCOMPARE(cli({u"history"_qs}).status, 0);
+    }
+
+    void issuesAndFailuresHaveTheirStatus()
+    {
+        writeFile(downloads() / "a.txt", "a", longAgo());
+        // The destination lies under a file: the run finishes with one issue.
+        writeFile(toPath(m_home->path()) / "blocker");
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"destinationPath"_qs, m_home->path() + QStringLiteral("/blocker/x")}).status, 0);
+        Run run = cli({u"organize"_qs, u"--json"_qs});
+        QCOMPARE(run.status, 1);
+        QCOMPARE(run.json().object().value(u"issues"_qs).toArray().size(), 1);
+        QVERIFY(std::filesystem::exists(downloads() / "a.txt"));
+        const QJsonObject last = cli({u"last"_qs, u"--json"_qs}).json().object();
+        QCOMPARE(last.value(u"issues"_qs).toArray()[0].toObject().value(u"filename"_qs).toString(), L10n::text("Cleanup"));
+        // A missing source is a configuration failure.
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"sourcePath"_qs, u"/nowhere/at/all"_qs}).status, 0);
+        run = cli({u"organize"_qs});
+        QCOMPARE(run.status, 2);
+        QVERIFY(!run.err.trimmed().isEmpty());
+        QCOMPARE(cli({u"preview"_qs}).status, 2);
+        QCOMPARE(cli({u"history"_qs, u"--json"_qs}).json().array().size(), 1);
+        // A threshold that would overflow is refused, not a crash.
+        cli({u"settings"_qs, u"unset"_qs, u"sourcePath"_qs});
+        cli({u"settings"_qs, u"set"_qs, u"thresholdMB"_qs, u"9223372036854775807"_qs, u"--type"_qs, u"integer"_qs});
+        QCOMPARE(cli({u"preview"_qs}).status, 2);
+    }
+
+    void settingsRoundTrip_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("input");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("string") << "string" << "hello world" << "hello world";
+        QTest::newRow("integer") << "integer" << "-42" << "-42";
+        QTest::newRow("boolean word") << "boolean" << "true" << "true";
+        QTest::newRow("boolean digit") << "boolean" << "0" << "false";
+        QTest::newRow("real") << "real" << "2.5" << "2.5";
+        QTest::newRow("date with offset") << "date" << "2024-03-07T21:30:00.250+01:00" << "2024-03-07T21:30:00.250+01:00";
+        QTest::newRow("date in UTC") << "date" << "2024-03-07T20:30:00Z" << "2024-03-07T21:30:00.000+01:00";
+        QTest::newRow("data") << "data" << "00ff10" << "00ff10";
+    }
+
+    void settingsRoundTrip()
+    {
+        QFETCH(QString, type);
+        QFETCH(QString, input);
+        QFETCH(QString, shown);
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"key"_qs, input, u"--type"_qs, type}).status, 0);
+        QCOMPARE(QString::fromUtf8(cli({u"settings"_qs, u"get"_qs, u"key"_qs}).out.trimmed()), shown);
+        const QString listing = QString::fromUtf8(cli({u"settings"_qs}).out);
+        QVERIFY(listing.contains(QStringLiteral("key\t") + type + QStringLiteral("\t") + shown));
+        QCOMPARE(cli({u"settings"_qs, u"unset"_qs, u"key"_qs}).status, 0);
+        QCOMPARE(cli({u"settings"_qs, u"get"_qs, u"key"_qs}).status, 1);
+    }
+
+    void storedSettingsDriveTheRun()
+    {
+        writeFile(downloads() / "small.pdf", QByteArray(10, 'x'), longAgo());
+        cli({u"settings"_qs, u"set"_qs, u"thresholdMB"_qs, u"1"_qs, u"--type"_qs, u"integer"_qs});
+        writeFile(downloads() / "large.pdf", QByteArray(1024 * 1024, 'x'), longAgo());
+        const QJsonArray moves = cli({u"preview"_qs, u"--json"_qs}).json().object().value(u"moves"_qs).toArray();
+        QCOMPARE(moves.size(), 2);
+        QCOMPARE(moves[0].toObject().value(u"category"_qs).toString(), u"big"_qs);
+        QCOMPARE(moves[1].toObject().value(u"category"_qs).toString(), u"docs"_qs);
+    }
+
+    void migrationRunsBeforeAnything()
+    {
+        auto legacy = DefaultsSuite::open(SettingsStore::legacyName());
+        legacy->set(u"thresholdMB"_qs, DefaultsValue::integer(321));
+        legacy.reset();
+        QCOMPARE(cli({u"settings"_qs, u"get"_qs, u"thresholdMB"_qs}).out.trimmed(), QByteArray("321"));
+        QCOMPARE(cli({u"settings"_qs, u"get"_qs, u"appGroupMigrationV1"_qs}).out.trimmed(), QByteArray("true"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCommandLine)
+#include "tst_commandline.moc"

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "OrganizerExecutionLock.h"
+#include "TestSupport.h"
+
+#include <QProcess>
+#include <QtTest>
+
+#include <cstdio>
+#include <iostream>
+#include <sys/stat.h>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+namespace {
+// Run as "--hold-lock DIR": take the lock, say so, and hold it until stdin closes.
+int holdLock(const char *directory)
+{
+    PosixFileSystem fs;
+    try {
+        OrganizerExecutionLock lock(directory, fs);
+        std::cout << "locked" << std::endl;
+        std::string line;
+        std::getline(std::cin, line);
+    } catch (const OrganizerFailure &) {
+        std::cout << "busy" << std::endl;
+        return 1;
+    }
+    return 0;
+}
+
+OrganizerFailure lockFailure(const Path &root)
+{
+    PosixFileSystem fs;
+    try {
+        OrganizerExecutionLock lock(root, fs);
+    } catch (const OrganizerFailure &failure) {
+        return failure;
+    }
+    qFatal("the lock was expected to fail");
+}
+} // namespace
+
+class TestExecutionLock : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    Path root() const { return toPath(m_dir.path()) / "dest"; }
+
+    std::unique_ptr<QProcess> startHolder()
+    {
+        auto process = std::make_unique<QProcess>();
+        process->start(QCoreApplication::applicationFilePath(),
+                       {u"--hold-lock"_qs, QString::fromStdString(root().native())});
+        if (!process->waitForReadyRead(10000))
+            return nullptr;
+        if (process->readLine().trimmed() != "locked")
+            return nullptr;
+        return process;
+    }
+
+private slots:
+    void createsRootAndPrivateEmptyFile()
+    {
+        const Path deep = toPath(m_dir.path()) / "a" / "b" / "c";
+        PosixFileSystem fs;
+        {
+            OrganizerExecutionLock lock(deep, fs);
+        }
+        struct stat info;
+        QCOMPARE(::stat((deep / ".sorvanel.lock").c_str(), &info), 0);
+        QCOMPARE(info.st_mode & 0777, 0600u);
+        QCOMPARE(info.st_size, 0);
+    }
+
+    void secondHolderInTheSameProcessIsRefused()
+    {
+        PosixFileSystem fs;
+        {
+            OrganizerExecutionLock first(root(), fs);
+            const auto failure = lockFailure(root());
+            QCOMPARE(failure.organizerError(), OrganizerError::alreadyRunning);
+            // Another destination is unaffected.
+            OrganizerExecutionLock other(toPath(m_dir.path()) / "other", fs);
+        }
+        OrganizerExecutionLock again(root(), fs);
+        QVERIFY(std::filesystem::exists(root() / ".sorvanel.lock"));
+    }
+
+    void anotherProcessHoldsIt()
+    {
+        auto holder = startHolder();
+        QVERIFY(holder);
+        QCOMPARE(lockFailure(root()).organizerError(), OrganizerError::alreadyRunning);
+        holder->closeWriteChannel();
+        QVERIFY(holder->waitForFinished(10000));
+        PosixFileSystem fs;
+        OrganizerExecutionLock mine(root(), fs);
+        // Now the other process is the one refused.
+        QProcess second;
+        second.start(QCoreApplication::applicationFilePath(), {u"--hold-lock"_qs, QString::fromStdString(root().native())});
+        QVERIFY(second.waitForFinished(10000));
+        QCOMPARE(second.readAllStandardOutput().trimmed(), QByteArray("busy"));
+    }
+
+    void killedHolderLeavesNoLock()
+    {
+        auto holder = startHolder();
+        QVERIFY(holder);
+        holder->kill();
+        QVERIFY(holder->waitForFinished(10000));
+        PosixFileSystem fs;
+        OrganizerExecutionLock mine(root(), fs);
+    }
+
+    void unopenableLockFileIsEio()
+    {
+        // A planted link must not be followed, and the error is always EIO.
+        const Path planted = toPath(m_dir.path()) / "planted";
+        std::filesystem::create_directories(planted);
+        std::filesystem::create_symlink("/etc/passwd", planted / ".sorvanel.lock");
+        const auto failure = lockFailure(planted);
+        QVERIFY(!failure.organizerError());
+        QCOMPARE(failure.posixCode(), EIO);
+        if (::geteuid() != 0) {
+            const Path readOnly = toPath(m_dir.path()) / "readonly";
+            std::filesystem::create_directories(readOnly);
+            ::chmod(readOnly.c_str(), 0555);
+            QCOMPARE(lockFailure(readOnly).posixCode(), EIO);
+        }
+    }
+
+    void rootUnderAFileFailsWithTheCreationError()
+    {
+        writeFile(toPath(m_dir.path()) / "file");
+        QCOMPARE(lockFailure(toPath(m_dir.path()) / "file" / "root").posixCode(), ENOTDIR);
+    }
+};
+
+int main(int argc, char *argv[])
+{
+    if (argc == 3 && std::string(argv[1]) == "--hold-lock")
+        return holdLock(argv[2]);
+    QCoreApplication app(argc, argv);
+    TestExecutionLock test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_executionlock.moc"

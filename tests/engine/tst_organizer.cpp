@@ -1,0 +1,350 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Localization.h"
+#include "Organizer.h"
+#include "OrganizerExecutionLock.h"
+#include "TestSupport.h"
+
+#include <QtTest>
+
+#include <sys/stat.h>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+namespace {
+const Calendar utc{QCalendar(), QTimeZone::utc()};
+const QDateTime fixedNow(QDate(2024, 5, 10), QTime(12, 0), Qt::UTC);
+} // namespace
+
+class TestOrganizer : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    Path m_source;
+    Path m_destination;
+
+    Organizer organizer()
+    {
+        Organizer o;
+        o.setCalendarProvider([] { return utc; });
+        return o;
+    }
+
+    OrganizerConfiguration configuration(std::int64_t threshold = 1000)
+    {
+        OrganizerConfiguration c;
+        c.sourceURL = m_source;
+        c.destinationURL = m_destination;
+        c.largeFileThresholdBytes = threshold;
+        return c;
+    }
+
+    // Files written now are younger than the minimum age; date them in the past.
+    void file(const std::string &name, const QByteArray &content = "x")
+    {
+        writeFile(m_source / name, content, fixedNow.addDays(-2));
+    }
+
+private slots:
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_source = toPath(m_dir->path()) / "Downloads";
+        m_destination = m_source / "__filesDownloadedAt";
+        std::filesystem::create_directories(m_source);
+    }
+
+    void emptySource()
+    {
+        const auto plan = organizer().makePlan(configuration());
+        QVERIFY(plan.moves.empty());
+        QCOMPARE(plan.skipped, 0);
+        QVERIFY(plan.issues.isEmpty());
+        QCOMPARE(plan.destinationRoot, m_destination);
+    }
+
+    void skipsWhatMustStay()
+    {
+        std::filesystem::create_directory(m_source / "folder");
+        file(".hidden");
+        file("x.crdownload");
+        writeFile(m_source / "fresh.txt", "x", QDateTime::currentDateTimeUtc().addSecs(-1));
+        std::filesystem::create_symlink("/etc/hostname", m_source / "link.txt");
+        auto c = configuration();
+        c.now = [] { return QDateTime::currentDateTimeUtc(); };
+        const auto plan = organizer().makePlan(c);
+        QVERIFY(plan.moves.empty());
+        QCOMPARE(plan.skipped, 5);
+        QVERIFY(plan.issues.isEmpty());
+    }
+
+    void ageTest()
+    {
+        writeFile(m_source / "future.txt", "x", fixedNow.addSecs(3600));
+        writeFile(m_source / "exact.txt", "x", fixedNow.addSecs(-2));
+        auto c = configuration();
+        c.now = [] { return fixedNow; };
+        auto plan = organizer().makePlan(c);
+        QCOMPARE(plan.moves.size(), std::size_t(1));
+        QCOMPARE(plan.moves[0].sourceURL.filename().native(), std::string("exact.txt"));
+        QCOMPARE(plan.skipped, 1);
+        // No minimum age: nothing is skipped for age, not even a future file.
+        c.minimumFileAge = 0;
+        plan = organizer().makePlan(c);
+        QCOMPARE(plan.moves.size(), std::size_t(2));
+        QCOMPARE(plan.skipped, 0);
+    }
+
+    void plansInNameOrderIntoCategoryFolders()
+    {
+        file("a10.txt");
+        file("a9.txt");
+        file("Photo.PNG");
+        file("big.pdf", QByteArray(2000, 'b'));
+        file("notes");
+        auto c = configuration();
+        c.now = [] { return fixedNow; };
+        const auto plan = organizer().makePlan(c);
+        QCOMPARE(plan.generatedAt, fixedNow);
+        QStringList names;
+        for (const auto &m : plan.moves)
+            names << QString::fromStdString(m.destinationURL.lexically_relative(m_destination).native());
+        // Creation dates are birth times (now), so the folder is today's in UTC.
+        const QString day = Organizer::dateFolderName(plan.moves[0].fileDate, utc);
+        QCOMPARE(names, (QStringList{day + QStringLiteral("/docs/a9.txt"), day + QStringLiteral("/docs/a10.txt"), day + QStringLiteral("/big/big.pdf"),
+                                     day + QStringLiteral("/notes"), day + QStringLiteral("/graphic/Photo.PNG")}));
+        QCOMPARE(plan.moves[2].category, FileCategory::big);
+        QCOMPARE(plan.moves[3].category, FileCategory::other);
+        QVERIFY(!std::filesystem::exists(m_destination)); // planning touches nothing
+    }
+
+    void planAvoidsNamesOnDiskAndWithinThePlan()
+    {
+        file("notes");
+        file("notes-2");
+        const auto first = organizer().makePlan(configuration());
+        const Path folder = first.moves[0].destinationURL.parent_path();
+        std::filesystem::create_directories(folder / "notes"); // a folder takes the name too
+        const auto plan = organizer().makePlan(configuration());
+        QCOMPARE(plan.moves.size(), std::size_t(2));
+        QVERIFY(plan.moves[0].destinationURL != plan.moves[1].destinationURL);
+        QCOMPARE(plan.moves[0].destinationURL.filename().native(), std::string("notes-2"));
+        QCOMPARE(plan.moves[1].destinationURL.filename().native(), std::string("notes-2-2"));
+    }
+
+    void validation_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("destination");
+        QTest::addColumn<qint64>("threshold");
+        QTest::addColumn<int>("expected"); // -1: valid
+        QTest::newRow("zero threshold beats missing source") << "missing" << "dest" << 0LL << int(OrganizerError::invalidThreshold);
+        QTest::newRow("negative threshold") << "src" << "dest" << -5LL << int(OrganizerError::invalidThreshold);
+        QTest::newRow("missing source") << "missing" << "dest" << 1LL << int(OrganizerError::sourceDoesNotExist);
+        QTest::newRow("source is a file") << "file.txt" << "dest" << 1LL << int(OrganizerError::sourceIsNotDirectory);
+        QTest::newRow("same folder") << "src" << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("trailing separator") << "src" << "src/" << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("current-folder component") << "src" << "./src/." << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("through a link") << "link" << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("source inside destination") << "src/inner" << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("destination inside source") << "src" << "src/inner/organized" << 1LL << -1;
+        QTest::newRow("sibling with common prefix") << "srcx" << "src" << 1LL << -1;
+        QTest::newRow("case differs") << "src" << "SRC" << 1LL << -1;
+        QTest::newRow("missing destination") << "src" << "nowhere/deep" << 1LL << -1;
+        QTest::newRow("link to a folder as source") << "link" << "dest" << 1LL << -1;
+    }
+
+    void validation()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, destination);
+        QFETCH(qint64, threshold);
+        QFETCH(int, expected);
+        const Path root = toPath(m_dir->path());
+        std::filesystem::create_directories(root / "src" / "inner");
+        std::filesystem::create_directories(root / "srcx");
+        std::filesystem::create_directories(root / "SRC");
+        writeFile(root / "file.txt");
+        std::filesystem::create_symlink(root / "src", root / "link");
+        OrganizerConfiguration c;
+        c.sourceURL = root / source.toStdString();
+        c.destinationURL = destination.startsWith(u"./") ? Path(root.native() + "/" + destination.toStdString())
+                                                          : root / destination.toStdString();
+        c.largeFileThresholdBytes = threshold;
+        try {
+            organizer().validate(c);
+            QCOMPARE(-1, expected);
+        } catch (const OrganizerFailure &failure) {
+            QVERIFY(failure.organizerError());
+            QCOMPARE(int(*failure.organizerError()), expected);
+        }
+    }
+
+    void unreadableSourceThrowsTheSystemError()
+    {
+        if (::geteuid() == 0)
+            QSKIP("root reads every folder");
+        ::chmod(m_source.c_str(), 0);
+        auto c = configuration();
+        QVERIFY_THROWS_EXCEPTION(OrganizerFailure, organizer().makePlan(c));
+        ::chmod(m_source.c_str(), 0755);
+    }
+
+    void executesAndKeepsContent()
+    {
+        file("a.pdf", "pdf bytes");
+        file("b.png", "png bytes");
+        file("c", "plain");
+        auto c = configuration();
+        c.now = [] { return fixedNow; };
+        const auto plan = organizer().makePlan(c);
+        const auto result = organizer().execute(plan);
+        QCOMPARE(result.moved, 3);
+        QVERIFY(result.issues.isEmpty());
+        QCOMPARE(result.runDate, fixedNow);
+        for (const auto &move : plan.moves) {
+            QVERIFY(!std::filesystem::exists(move.sourceURL));
+            QVERIFY(std::filesystem::is_regular_file(move.destinationURL));
+        }
+        QCOMPARE(readFile(plan.moves[0].destinationURL), QByteArray("pdf bytes"));
+        struct stat info;
+        QCOMPARE(::stat((m_destination / ".sorvanel.lock").c_str(), &info), 0);
+        QCOMPARE(info.st_size, 0);
+        QCOMPARE(info.st_mode & 0777, 0600u);
+    }
+
+    void emptyPlanStillCreatesRootAndLock()
+    {
+        m_destination = toPath(m_dir->path()) / "deep" / "er" / "root";
+        const auto result = organizer().organize(configuration());
+        QCOMPARE(result.moved, 0);
+        QVERIFY(std::filesystem::is_directory(m_destination));
+        QVERIFY(std::filesystem::exists(m_destination / ".sorvanel.lock"));
+    }
+
+    void nameTakenAfterPlanningGetsTheNextFreeName()
+    {
+        file("report.pdf", "mine");
+        file("notes", "mine too");
+        const auto plan = organizer().makePlan(configuration());
+        for (const auto &move : plan.moves) {
+            std::filesystem::create_directories(move.destinationURL.parent_path());
+            writeFile(move.destinationURL, "theirs");
+        }
+        const auto result = organizer().execute(plan);
+        QCOMPARE(result.moved, 2);
+        for (const auto &move : plan.moves)
+            QCOMPARE(readFile(move.destinationURL), QByteArray("theirs"));
+        const Path docs = plan.moves[1].destinationURL.parent_path();
+        QCOMPARE(readFile(docs / "report-2.pdf"), QByteArray("mine"));
+        QCOMPARE(readFile(plan.moves[0].destinationURL.parent_path() / "notes-2"), QByteArray("mine too"));
+    }
+
+    void vanishedSourceIsAnIssueAndTheRunGoesOn()
+    {
+        file("a.txt");
+        file("b.txt");
+        const auto plan = organizer().makePlan(configuration());
+        std::filesystem::remove(m_source / "a.txt");
+        const auto result = organizer().execute(plan);
+        QCOMPARE(result.moved, 1);
+        QCOMPARE(result.issues.size(), 1);
+        QCOMPARE(result.issues[0].filename, u"a.txt"_qs);
+        QVERIFY(!result.issues[0].message.isEmpty());
+    }
+
+    void planningIssuesComeFirst()
+    {
+        file("a.txt");
+        file("b.txt");
+        auto plan = organizer().makePlan(configuration());
+        plan.issues.append(OrganizationIssue(u"planned"_qs, u"problem"_qs));
+        std::filesystem::remove(m_source / "b.txt");
+        const auto result = organizer().execute(plan);
+        QCOMPARE(result.issues.size(), 2);
+        QCOMPARE(result.issues[0].filename, u"planned"_qs);
+        QCOMPARE(result.issues[1].filename, u"b.txt"_qs);
+    }
+
+    void heldLockMovesNothing()
+    {
+        file("a.txt");
+        const auto plan = organizer().makePlan(configuration());
+        PosixFileSystem fs;
+        OrganizerExecutionLock held(m_destination, fs);
+        const auto result = organizer().execute(plan);
+        QCOMPARE(result.moved, 0);
+        QCOMPARE(result.issues.size(), 1);
+        QCOMPARE(result.issues[0].filename, L10n::text("Cleanup"));
+        QCOMPARE(result.issues[0].message, errorDescription(OrganizerError::alreadyRunning));
+        QVERIFY(std::filesystem::exists(m_source / "a.txt"));
+    }
+
+    void destinationUnderAFileFailsAsCleanup()
+    {
+        file("a.txt");
+        writeFile(toPath(m_dir->path()) / "blocker");
+        m_destination = toPath(m_dir->path()) / "blocker" / "root";
+        const auto result = organizer().organize(configuration());
+        QCOMPARE(result.moved, 0);
+        QCOMPARE(result.issues.size(), 1);
+        QCOMPARE(result.issues[0].message, QString::fromLocal8Bit(strerror(ENOTDIR)));
+        QVERIFY(std::filesystem::exists(m_source / "a.txt"));
+    }
+
+    void oddNamesMoveByteForByte()
+    {
+        const std::string invalidUtf8 = "bad\xff\xfename.txt";
+        const std::string newline = "two\nlines.pdf";
+        const std::string dash = "-rf.png";
+        const std::string longName = std::string(251, 'n') + ".txt"; // 255 bytes
+        for (const auto &name : {invalidUtf8, newline, dash, longName})
+            file(name, QByteArray::fromStdString(name));
+        const auto result = organizer().organize(configuration());
+        QCOMPARE(result.moved, 4);
+        QVERIFY(result.issues.isEmpty());
+        std::size_t found = 0;
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(m_destination)) {
+            const std::string name = entry.path().filename().native();
+            if (name == invalidUtf8 || name == newline || name == dash || name == longName) {
+                QCOMPARE(readFile(entry.path()), QByteArray::fromStdString(name));
+                ++found;
+            }
+        }
+        QCOMPARE(found, std::size_t(4));
+    }
+
+    void longNameThatCannotTakeACounterStaysPut()
+    {
+        const std::string longName = std::string(251, 'n') + ".txt";
+        file(longName, "second");
+        const auto plan = organizer().makePlan(configuration());
+        std::filesystem::create_directories(plan.moves[0].destinationURL.parent_path());
+        writeFile(plan.moves[0].destinationURL, "first");
+        const auto result = organizer().execute(plan);
+        QCOMPARE(result.moved, 0);
+        QCOMPARE(result.issues.size(), 1);
+        QCOMPARE(readFile(m_source / longName), QByteArray("second"));
+        QCOMPARE(readFile(plan.moves[0].destinationURL), QByteArray("first"));
+    }
+
+    void deletedDateFolderIsMadeAgain()
+    {
+        file("a.txt");
+        file("b.txt");
+        const auto plan = organizer().makePlan(configuration());
+        // Run once for a.txt's folder, then remove the folder before b.txt.
+        OrganizationPlan first = plan;
+        first.moves.resize(1);
+        QCOMPARE(organizer().execute(first).moved, 1);
+        std::filesystem::remove_all(plan.moves[0].destinationURL.parent_path());
+        OrganizationPlan second = plan;
+        second.moves.erase(second.moves.begin());
+        QCOMPARE(organizer().execute(second).moved, 1);
+        QVERIFY(std::filesystem::exists(plan.moves[1].destinationURL));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestOrganizer)
+#include "tst_organizer.moc"

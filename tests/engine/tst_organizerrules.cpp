@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Localization.h"
+#include "NameCollator.h"
+#include "Organizer.h"
+
+#include <QtTest>
+
+#include <set>
+
+using namespace sorvanel;
+
+class TestOrganizerRules : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void category_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<qint64>("threshold");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("at threshold is big") << "a.png" << 100LL << 100LL << "big";
+        QTest::newRow("big pdf stays big") << "a.pdf" << 500LL << 100LL << "big";
+        QTest::newRow("one below, PNG") << "a.PNG" << 99LL << 100LL << "graphic";
+        QTest::newRow("photo.JPG") << "photo.JPG" << 1LL << 100LL << "graphic";
+        QTest::newRow("avif") << "x.avif" << 1LL << 100LL << "graphic";
+        QTest::newRow("epub") << "book.epub" << 1LL << 100LL << "docs";
+        QTest::newRow("last extension counts") << "report.pdf.zip" << 1LL << 100LL << "other";
+        QTest::newRow("no extension") << "README" << 1LL << 100LL << "other";
+        QTest::newRow("trailing dot") << "weird." << 1LL << 100LL << "other";
+        QTest::newRow("threshold 1, empty file") << "a.md" << 0LL << 1LL << "docs";
+        QTest::newRow("threshold 1, one byte") << "a.md" << 1LL << 1LL << "big";
+        QTest::newRow("disk image") << "x.dmg" << 1LL << 100LL << "other";
+    }
+
+    void category()
+    {
+        QFETCH(QString, name);
+        QFETCH(qint64, size);
+        QFETCH(qint64, threshold);
+        QFETCH(QString, expected);
+        QCOMPARE(rawValue(Organizer::category(pathFromText(u"/d/"_qs + name), size, threshold)), expected);
+    }
+
+    void extensionSets()
+    {
+        QCOMPARE(Organizer::graphicExtensions().size(), 13);
+        QCOMPARE(Organizer::documentExtensions().size(), 18);
+        QCOMPARE(Organizer::incompleteExtensions().size(), 5);
+        QVERIFY(!Organizer::graphicExtensions().intersects(Organizer::documentExtensions()));
+    }
+
+    void incomplete_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("expected");
+        QTest::newRow("TMP") << "archive.TMP" << true;
+        QTest::newRow("Download") << "setup.Download" << true;
+        QTest::newRow("crdownload") << "x.crdownload" << true;
+        QTest::newRow("mkv.part") << "movie.mkv.part" << true;
+        QTest::newRow("partial") << "a.partial" << true;
+        QTest::newRow("bare tmp") << "tmp" << false;
+        QTest::newRow("part-list.pdf") << "part-list.pdf" << false;
+    }
+
+    void incomplete()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, expected);
+        QCOMPARE(Organizer::isIncomplete(pathFromText(u"/d/"_qs + name)), expected);
+    }
+
+    void effectiveFileDate()
+    {
+        const QDateTime epoch = QDateTime::fromMSecsSinceEpoch(0, Qt::UTC);
+        const QDateTime created = QDateTime::fromMSecsSinceEpoch(1000, Qt::UTC);
+        const QDateTime modified = QDateTime::fromMSecsSinceEpoch(5000000, Qt::UTC);
+        QCOMPARE(Organizer::effectiveFileDate(created, modified), created);
+        QCOMPARE(Organizer::effectiveFileDate(epoch, modified), modified);
+        QCOMPARE(Organizer::effectiveFileDate(epoch.addSecs(-60), modified), modified);
+        QCOMPARE(Organizer::effectiveFileDate(std::nullopt, modified), modified);
+        QVERIFY(!Organizer::effectiveFileDate(std::nullopt, std::nullopt));
+        QVERIFY(!Organizer::effectiveFileDate(epoch, std::nullopt));
+    }
+
+    void dateFolderFollowsTheLocalDay()
+    {
+        const Calendar berlin{QCalendar(), QTimeZone("Europe/Berlin")};
+        // 23:30 in Berlin on 7 March is 22:30 UTC: still the 7th locally.
+        const QDateTime lateEvening(QDate(2024, 3, 7), QTime(23, 30), QTimeZone("Europe/Berlin"));
+        QCOMPARE(Organizer::dateFolderName(lateEvening.toUTC(), berlin), u"2024-03-07"_qs);
+        const Calendar utc{QCalendar(), QTimeZone::utc()};
+        const QDateTime afterMidnightUtc(QDate(2024, 3, 8), QTime(0, 30), Qt::UTC);
+        QCOMPARE(Organizer::dateFolderName(afterMidnightUtc, utc), u"2024-03-08"_qs);
+        QCOMPARE(Organizer::dateFolderName(afterMidnightUtc, berlin), u"2024-03-08"_qs);
+        const Calendar tokyo{QCalendar(), QTimeZone("Asia/Tokyo")};
+        QCOMPARE(Organizer::dateFolderName(QDateTime(QDate(2024, 3, 7), QTime(20, 0), Qt::UTC), tokyo), u"2024-03-08"_qs);
+    }
+
+    void dateFolderUsesAsciiDigitsInEveryLocale()
+    {
+        QLocale::setDefault(QLocale(QLocale::Arabic, QLocale::Egypt));
+        const Calendar utc{QCalendar(), QTimeZone::utc()};
+        QCOMPARE(Organizer::dateFolderName(QDateTime(QDate(2024, 1, 2), QTime(12, 0), Qt::UTC), utc), u"2024-01-02"_qs);
+        QLocale::setDefault(QLocale::system());
+    }
+
+    void uniqueDestination_data()
+    {
+        QTest::addColumn<QStringList>("taken");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("free") << QStringList{} << "report.pdf" << "report.pdf";
+        QTest::newRow("counter starts at 2") << QStringList{"report.pdf"} << "report.pdf" << "report-2.pdf";
+        QTest::newRow("third") << QStringList{"report.pdf", "report-2.pdf"} << "report.pdf" << "report-3.pdf";
+        QTest::newRow("no extension") << QStringList{"notes"} << "notes" << "notes-2";
+        QTest::newRow("last extension only") << QStringList{"archive.tar.gz"} << "archive.tar.gz" << "archive.tar-2.gz";
+    }
+
+    void uniqueDestination()
+    {
+        QFETCH(QStringList, taken);
+        QFETCH(QString, name);
+        QFETCH(QString, expected);
+        std::set<std::string> names;
+        for (const auto &t : taken)
+            names.insert(t.toStdString());
+        const Path result = Organizer::uniqueDestination(
+            name.toStdString(), "/dest", [&](const Path &p) { return names.count(p.filename().native()) > 0; });
+        QCOMPARE(QString::fromStdString(result.native()), u"/dest/"_qs + expected);
+    }
+
+    void counterHintsMakeManyClashesLinear()
+    {
+        std::set<std::string> names{"a.txt"};
+        Organizer::CounterHints hints;
+        int probes = 0;
+        const auto taken = [&](const Path &p) {
+            ++probes;
+            return names.count(p.filename().native()) > 0;
+        };
+        for (int i = 0; i < 500; ++i)
+            names.insert(Organizer::uniqueDestination("a.txt", "/d", taken, &hints).filename().native());
+        QCOMPARE(names.size(), std::size_t(501));
+        QVERIFY2(probes < 2000, qPrintable(QString::number(probes)));
+        QVERIFY(names.count("a-501.txt"));
+    }
+
+    void collatorOrdersLikeAFileBrowser()
+    {
+        for (const QLocale &locale : {QLocale::c(), QLocale(QLocale::German), QLocale(QLocale::English)}) {
+            const NameCollator collator(locale);
+            const std::vector<QString> names{u"a10.txt"_qs, u"B.txt"_qs, u"a9.txt"_qs, u"b.txt"_qs, u"A2.txt"_qs};
+            const auto order = collator.stableOrder(names);
+            QStringList sorted;
+            for (auto i : order)
+                sorted << names[i];
+            QCOMPARE(sorted, (QStringList{u"A2.txt"_qs, u"a9.txt"_qs, u"a10.txt"_qs, u"B.txt"_qs, u"b.txt"_qs}));
+        }
+    }
+
+    void formatFillsPlaceholders()
+    {
+        QLocale::setDefault(QLocale(QLocale::German));
+        QCOMPARE(L10n::formatTranslated(u"%@ · %.2f s"_qs, {u"Manuell"_qs, 0.004}), u"Manuell · 0,00 s"_qs);
+        QCOMPARE(L10n::formatTranslated(u"%d moved"_qs, {qint64(12345)}), u"12.345 moved"_qs);
+        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+        QCOMPARE(L10n::formatTranslated(u"%@ · %.2f s"_qs, {u"Manual"_qs, 7.5}), u"Manual · 7.50 s"_qs);
+        QCOMPARE(L10n::formatTranslated(u"Last run: %d moved, %d failed"_qs, {3, 1}), u"Last run: 3 moved, 1 failed"_qs);
+        QCOMPARE(L10n::formatTranslated(u"%2$d then %1$d, 100%%"_qs, {1, 2}), u"2 then 1, 100%"_qs);
+        QCOMPARE(L10n::formatTranslated(u"50% off %@"_qs, {u"x"_qs}), u"50% off x"_qs);
+        QLocale::setDefault(QLocale::system());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestOrganizerRules)
+#include "tst_organizerrules.moc"

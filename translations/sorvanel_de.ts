@@ -1,0 +1,235 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de_DE">
+<context>
+    <name>Sorvanel</name>
+    <message>
+        <source>       sorvanel-cli settings [get KEY | set KEY VALUE [--type TYPE] | unset KEY]</source>
+        <translation>       sorvanel-cli settings [get SCHLÜSSEL | set SCHLÜSSEL WERT [--type TYP] | unset SCHLÜSSEL]</translation>
+    </message>
+    <message>
+        <source>       sorvanel-cli settings get KEY</source>
+        <translation>       sorvanel-cli settings get SCHLÜSSEL</translation>
+    </message>
+    <message>
+        <source>       sorvanel-cli settings set KEY VALUE [--type string|integer|boolean|real|date|data]</source>
+        <translation>       sorvanel-cli settings set SCHLÜSSEL WERT [--type string|integer|boolean|real|date|data]</translation>
+    </message>
+    <message>
+        <source>       sorvanel-cli settings unset KEY</source>
+        <translation>       sorvanel-cli settings unset SCHLÜSSEL</translation>
+    </message>
+    <message>
+        <source>%@ · %.2f s</source>
+        <translation>%@ · %.2f s</translation>
+    </message>
+    <message>
+        <source>%d failed</source>
+        <translation>%d fehlgeschlagen</translation>
+    </message>
+    <message>
+        <source>%d moved</source>
+        <translation>%d verschoben</translation>
+    </message>
+    <message>
+        <source>%d skipped</source>
+        <translation>%d übersprungen</translation>
+    </message>
+    <message>
+        <source>Another cleanup is already running for this destination.</source>
+        <translation>Für dieses Ziel läuft bereits ein anderes Aufräumen.</translation>
+    </message>
+    <message>
+        <source>Automatic</source>
+        <translation>Automatisch</translation>
+    </message>
+    <message>
+        <source>Automatic cleanup failed</source>
+        <translation>Automatisches Aufräumen fehlgeschlagen</translation>
+    </message>
+    <message>
+        <source>Cleanup</source>
+        <translation>Aufräumen</translation>
+    </message>
+    <message>
+        <source>Commands:</source>
+        <translation>Befehle:</translation>
+    </message>
+    <message>
+        <source>Details were not retained between launches.</source>
+        <translation>Die Details wurden zwischen den Starts nicht aufbewahrt.</translation>
+    </message>
+    <message>
+        <source>Failed: %d</source>
+        <translation>Fehlgeschlagen: %d</translation>
+    </message>
+    <message>
+        <source>List, read or change the stored settings.</source>
+        <translation>Die gespeicherten Einstellungen auflisten, lesen oder ändern.</translation>
+    </message>
+    <message>
+        <source>Lists, reads or changes the stored settings. Booleans are true or false (1 or 0), dates ISO 8601, data hexadecimal; the default type is string.</source>
+        <translation>Listet, liest oder ändert die gespeicherten Einstellungen. Wahrheitswerte sind true oder false (1 oder 0), Datumsangaben ISO 8601, Daten hexadezimal; der Standardtyp ist string.</translation>
+    </message>
+    <message>
+        <source>Manual</source>
+        <translation>Manuell</translation>
+    </message>
+    <message>
+        <source>Move: %d</source>
+        <translation>Verschieben: %d</translation>
+    </message>
+    <message>
+        <source>Moved: %d</source>
+        <translation>Verschoben: %d</translation>
+    </message>
+    <message>
+        <source>No Runs Yet</source>
+        <translation>Noch keine Läufe</translation>
+    </message>
+    <message>
+        <source>No value is stored for %@.</source>
+        <translation>Für %@ ist kein Wert gespeichert.</translation>
+    </message>
+    <message>
+        <source>Not run yet</source>
+        <translation>Noch nicht ausgeführt</translation>
+    </message>
+    <message>
+        <source>Performs the day's automatic cleanup when it is switched on and due. --force runs it now, whatever the switch and the schedule say.</source>
+        <translation>Führt das tägliche automatische Aufräumen aus, wenn es eingeschaltet und fällig ist. --force führt es sofort aus, unabhängig von Schalter und Zeitplan.</translation>
+    </message>
+    <message>
+        <source>Plans a cleanup with the stored settings and prints every planned move, the skipped count and the problems. Nothing is moved.</source>
+        <translation>Plant ein Aufräumen mit den gespeicherten Einstellungen und gibt jede geplante Verschiebung, die Zahl der übersprungenen Einträge und die Probleme aus. Es wird nichts verschoben.</translation>
+    </message>
+    <message>
+        <source>Prints the latest 50 runs, newest first.</source>
+        <translation>Gibt die letzten 50 Läufe aus, den neuesten zuerst.</translation>
+    </message>
+    <message>
+        <source>Prints the result of the latest run with its problems.</source>
+        <translation>Gibt das Ergebnis des letzten Laufs mit seinen Problemen aus.</translation>
+    </message>
+    <message>
+        <source>Problems: %d</source>
+        <translation>Probleme: %d</translation>
+    </message>
+    <message>
+        <source>Run "sorvanel-cli COMMAND --help" for more about a command.</source>
+        <translation>Mit „sorvanel-cli BEFEHL --help“ erfahren Sie mehr über einen Befehl.</translation>
+    </message>
+    <message>
+        <source>Run a cleanup now.</source>
+        <translation>Jetzt aufräumen.</translation>
+    </message>
+    <message>
+        <source>Runs a cleanup now with the stored settings and records it as a manual run.</source>
+        <translation>Räumt jetzt mit den gespeicherten Einstellungen auf und speichert den Lauf als manuellen Lauf.</translation>
+    </message>
+    <message>
+        <source>Show the latest 50 runs.</source>
+        <translation>Die letzten 50 Läufe zeigen.</translation>
+    </message>
+    <message>
+        <source>Show the latest run's result.</source>
+        <translation>Das Ergebnis des letzten Laufs zeigen.</translation>
+    </message>
+    <message>
+        <source>Show what a cleanup would move, without moving anything.</source>
+        <translation>Zeigen, was ein Aufräumen verschieben würde, ohne etwas zu verschieben.</translation>
+    </message>
+    <message>
+        <source>Skip: %d</source>
+        <translation>Überspringen: %d</translation>
+    </message>
+    <message>
+        <source>Skipped: %d</source>
+        <translation>Übersprungen: %d</translation>
+    </message>
+    <message>
+        <source>Sorvanel moves the loose files of a folder into dated, categorized folders.</source>
+        <translation>Sorvanel verschiebt die losen Dateien eines Ordners in datierte, nach Art sortierte Ordner.</translation>
+    </message>
+    <message>
+        <source>The file changed while it was being copied.</source>
+        <translation>Die Datei hat sich während des Kopierens geändert.</translation>
+    </message>
+    <message>
+        <source>The file couldn’t be opened.</source>
+        <translation>Die Datei konnte nicht geöffnet werden.</translation>
+    </message>
+    <message>
+        <source>The large file threshold is too large.</source>
+        <translation>Die Grenze für große Dateien ist zu groß.</translation>
+    </message>
+    <message>
+        <source>The large file threshold must be greater than zero.</source>
+        <translation>Die Grenze für große Dateien muss größer als null sein.</translation>
+    </message>
+    <message>
+        <source>The selected source is not a folder.</source>
+        <translation>Die gewählte Quelle ist kein Ordner.</translation>
+    </message>
+    <message>
+        <source>The source folder cannot be the destination or be located inside it.</source>
+        <translation>Der Quellordner darf nicht das Ziel sein und nicht darin liegen.</translation>
+    </message>
+    <message>
+        <source>The source folder does not exist.</source>
+        <translation>Der Quellordner existiert nicht.</translation>
+    </message>
+    <message>
+        <source>Unknown argument: %@</source>
+        <translation>Unbekanntes Argument: %@</translation>
+    </message>
+    <message>
+        <source>Unknown command: %@</source>
+        <translation>Unbekannter Befehl: %@</translation>
+    </message>
+    <message>
+        <source>Unknown file</source>
+        <translation>Unbekannte Datei</translation>
+    </message>
+    <message>
+        <source>Unknown type: %@</source>
+        <translation>Unbekannter Typ: %@</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-agent [--force]</source>
+        <translation>Aufruf: sorvanel-agent [--force]</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-cli COMMAND [--json]</source>
+        <translation>Aufruf: sorvanel-cli BEFEHL [--json]</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-cli history [--json]</source>
+        <translation>Aufruf: sorvanel-cli history [--json]</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-cli last [--json]</source>
+        <translation>Aufruf: sorvanel-cli last [--json]</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-cli organize [--json]</source>
+        <translation>Aufruf: sorvanel-cli organize [--json]</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-cli preview [--json]</source>
+        <translation>Aufruf: sorvanel-cli preview [--json]</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-cli preview|organize|last|history [--json]</source>
+        <translation>Aufruf: sorvanel-cli preview|organize|last|history [--json]</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-cli settings</source>
+        <translation>Aufruf: sorvanel-cli settings</translation>
+    </message>
+    <message>
+        <source>“%@” is not a valid %@ value.</source>
+        <translation>„%@“ ist kein gültiger Wert vom Typ %@.</translation>
+    </message>
+</context>
+</TS>

@@ -8,7 +8,9 @@ BUILD="${SORVANEL_BUILD_DIR:-$ROOT/build}"
 
 SORVANEL_PACKAGES=(
     cmake ninja-build g++            # the toolchain
-    qt6-base-dev                     # Qt Core, D-Bus, Test (and Widgets for the app)
+    qt6-base-dev                     # Qt Core, Widgets, Network, D-Bus, Test
+    qt6-svg-dev                      # drawing the app's icons and artwork
+    fonts-dejavu-core                # a font for the windows, also in off-screen tests
     qt6-tools-dev qt6-l10n-tools     # CMake support for translations, lrelease
     qt6-translations-l10n            # Qt's own translations for dialogs and buttons
     libsqlite3-dev                   # the settings suite

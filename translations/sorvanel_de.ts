@@ -36,6 +36,18 @@
         <translation>%d übersprungen</translation>
     </message>
     <message>
+        <source>A quiet Linux utility that keeps downloads organized by file date and category.</source>
+        <translation>Ein leises Linux-Werkzeug, das Downloads nach Dateidatum und Art geordnet hält.</translation>
+    </message>
+    <message>
+        <source>About</source>
+        <translation>Über</translation>
+    </message>
+    <message>
+        <source>About Sorvanel</source>
+        <translation>Über Sorvanel</translation>
+    </message>
+    <message>
         <source>Another cleanup is already running for this destination.</source>
         <translation>Für dieses Ziel läuft bereits ein anderes Aufräumen.</translation>
     </message>
@@ -44,8 +56,32 @@
         <translation>Automatisch</translation>
     </message>
     <message>
+        <source>Automatic cleanup</source>
+        <translation>Automatisch aufräumen</translation>
+    </message>
+    <message>
         <source>Automatic cleanup failed</source>
         <translation>Automatisches Aufräumen fehlgeschlagen</translation>
+    </message>
+    <message>
+        <source>Automatic startup could not be changed: %@</source>
+        <translation>Der automatische Start konnte nicht geändert werden: %@</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Checking…</source>
+        <translation>Prüfen …</translation>
+    </message>
+    <message>
+        <source>Choose</source>
+        <translation>Auswählen</translation>
+    </message>
+    <message>
+        <source>Choose…</source>
+        <translation>Auswählen …</translation>
     </message>
     <message>
         <source>Cleanup</source>
@@ -56,12 +92,44 @@
         <translation>Befehle:</translation>
     </message>
     <message>
+        <source>Could not remember access to the selected folder: %@</source>
+        <translation>Der Zugriff auf den gewählten Ordner konnte nicht gespeichert werden: %@</translation>
+    </message>
+    <message>
+        <source>Destination folder</source>
+        <translation>Zielordner</translation>
+    </message>
+    <message>
         <source>Details were not retained between launches.</source>
         <translation>Die Details wurden zwischen den Starts nicht aufbewahrt.</translation>
     </message>
     <message>
+        <source>Details…</source>
+        <translation>Details …</translation>
+    </message>
+    <message>
+        <source>Done</source>
+        <translation>Fertig</translation>
+    </message>
+    <message>
+        <source>Every day at</source>
+        <translation>Täglich um</translation>
+    </message>
+    <message>
         <source>Failed: %d</source>
         <translation>Fehlgeschlagen: %d</translation>
+    </message>
+    <message>
+        <source>History…</source>
+        <translation>Verlauf …</translation>
+    </message>
+    <message>
+        <source>Large file threshold</source>
+        <translation>Grenze für große Dateien</translation>
+    </message>
+    <message>
+        <source>Last run: %d moved, %d failed</source>
+        <translation>Letzter Lauf: %d verschoben, %d fehlgeschlagen</translation>
     </message>
     <message>
         <source>List, read or change the stored settings.</source>
@@ -72,8 +140,20 @@
         <translation>Listet, liest oder ändert die gespeicherten Einstellungen. Wahrheitswerte sind true oder false (1 oder 0), Datumsangaben ISO 8601, Daten hexadezimal; der Standardtyp ist string.</translation>
     </message>
     <message>
+        <source>MB</source>
+        <translation>MB</translation>
+    </message>
+    <message>
         <source>Manual</source>
         <translation>Manuell</translation>
+    </message>
+    <message>
+        <source>Move Files</source>
+        <translation>Dateien verschieben</translation>
+    </message>
+    <message>
+        <source>Move loose files into dated, categorized folders.</source>
+        <translation>Lose Dateien in datierte, nach Art sortierte Ordner verschieben.</translation>
     </message>
     <message>
         <source>Move: %d</source>
@@ -82,6 +162,10 @@
     <message>
         <source>Moved: %d</source>
         <translation>Verschoben: %d</translation>
+    </message>
+    <message>
+        <source>No Problems</source>
+        <translation>Keine Probleme</translation>
     </message>
     <message>
         <source>No Runs Yet</source>
@@ -96,12 +180,28 @@
         <translation>Noch nicht ausgeführt</translation>
     </message>
     <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message>
+        <source>Open Sorvanel</source>
+        <translation>Sorvanel öffnen</translation>
+    </message>
+    <message>
+        <source>Organize Now</source>
+        <translation>Jetzt aufräumen</translation>
+    </message>
+    <message>
         <source>Performs the day's automatic cleanup when it is switched on and due. --force runs it now, whatever the switch and the schedule say.</source>
         <translation>Führt das tägliche automatische Aufräumen aus, wenn es eingeschaltet und fällig ist. --force führt es sofort aus, unabhängig von Schalter und Zeitplan.</translation>
     </message>
     <message>
         <source>Plans a cleanup with the stored settings and prints every planned move, the skipped count and the problems. Nothing is moved.</source>
         <translation>Plant ein Aufräumen mit den gespeicherten Einstellungen und gibt jede geplante Verschiebung, die Zahl der übersprungenen Einträge und die Probleme aus. Es wird nichts verschoben.</translation>
+    </message>
+    <message>
+        <source>Preview Changes</source>
+        <translation>Änderungen anzeigen</translation>
     </message>
     <message>
         <source>Prints the latest 50 runs, newest first.</source>
@@ -116,8 +216,20 @@
         <translation>Probleme: %d</translation>
     </message>
     <message>
+        <source>Quit</source>
+        <translation>Beenden</translation>
+    </message>
+    <message>
         <source>Run "sorvanel-cli COMMAND --help" for more about a command.</source>
         <translation>Mit „sorvanel-cli BEFEHL --help“ erfahren Sie mehr über einen Befehl.</translation>
+    </message>
+    <message>
+        <source>Run History</source>
+        <translation>Verlauf der Läufe</translation>
+    </message>
+    <message>
+        <source>Run Problems</source>
+        <translation>Probleme beim Lauf</translation>
     </message>
     <message>
         <source>Run a cleanup now.</source>
@@ -126,6 +238,10 @@
     <message>
         <source>Runs a cleanup now with the stored settings and records it as a manual run.</source>
         <translation>Räumt jetzt mit den gespeicherten Einstellungen auf und speichert den Lauf als manuellen Lauf.</translation>
+    </message>
+    <message>
+        <source>Saved folder access is no longer valid. Please choose the folder again.</source>
+        <translation>Der gespeicherte Ordnerzugriff ist nicht mehr gültig. Bitte wählen Sie den Ordner erneut.</translation>
     </message>
     <message>
         <source>Show the latest 50 runs.</source>
@@ -152,6 +268,14 @@
         <translation>Sorvanel verschiebt die losen Dateien eines Ordners in datierte, nach Art sortierte Ordner.</translation>
     </message>
     <message>
+        <source>Source folder</source>
+        <translation>Quellordner</translation>
+    </message>
+    <message>
+        <source>The automatic-run program is missing: %@</source>
+        <translation>Das Programm für den automatischen Lauf fehlt: %@</translation>
+    </message>
+    <message>
         <source>The file changed while it was being copied.</source>
         <translation>Die Datei hat sich während des Kopierens geändert.</translation>
     </message>
@@ -160,12 +284,20 @@
         <translation>Die Datei konnte nicht geöffnet werden.</translation>
     </message>
     <message>
+        <source>The folder %@ could not be created.</source>
+        <translation>Der Ordner %@ konnte nicht angelegt werden.</translation>
+    </message>
+    <message>
         <source>The large file threshold is too large.</source>
         <translation>Die Grenze für große Dateien ist zu groß.</translation>
     </message>
     <message>
         <source>The large file threshold must be greater than zero.</source>
         <translation>Die Grenze für große Dateien muss größer als null sein.</translation>
+    </message>
+    <message>
+        <source>The latest 50 runs are retained.</source>
+        <translation>Die letzten 50 Läufe werden aufbewahrt.</translation>
     </message>
     <message>
         <source>The selected source is not a folder.</source>
@@ -226,6 +358,18 @@
     <message>
         <source>Usage: sorvanel-cli settings</source>
         <translation>Aufruf: sorvanel-cli settings</translation>
+    </message>
+    <message>
+        <source>Version %@</source>
+        <translation>Version %@</translation>
+    </message>
+    <message>
+        <source>systemctl could not be started: no user service manager (systemd) is available.</source>
+        <translation>systemctl konnte nicht gestartet werden: Es ist kein Dienstverwalter für Benutzer (systemd) verfügbar.</translation>
+    </message>
+    <message>
+        <source>systemctl ended with status %d.</source>
+        <translation>systemctl endete mit Status %d.</translation>
     </message>
     <message>
         <source>“%@” is not a valid %@ value.</source>

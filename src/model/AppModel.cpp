@@ -1,0 +1,343 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "AppModel.h"
+
+#include "FolderBookmark.h"
+#include "Localization.h"
+#include "Organizer.h"
+#include "OrganizerWorker.h"
+#include "SettingsStore.h"
+
+#include <QElapsedTimer>
+#include <QPointer>
+
+#include <algorithm>
+
+namespace sorvanel {
+
+AppModel::AppModel(std::shared_ptr<SettingsStore> store, std::shared_ptr<LoginItemService> loginItems,
+                   std::shared_ptr<FolderChooser> folderChooser, QObject *parent)
+    : QObject(parent)
+    , m_store(std::move(store))
+    , m_loginItems(std::move(loginItems))
+    , m_folderChooser(std::move(folderChooser))
+    , m_worker(std::make_unique<OrganizerWorker>(std::make_shared<Organizer>()))
+{
+    const StoredSettings settings = m_store->load();
+    setSourceURL(settings.sourceURL);
+    setDestinationURL(settings.destinationURL);
+    m_sourceBookmark = settings.sourceBookmark;
+    m_destinationBookmark = settings.destinationBookmark;
+    setThresholdMB(settings.thresholdMB);
+    setAutomaticEnabled(settings.automaticEnabled);
+    setAutomaticTime(settings.automaticTime);
+    setLastResult(m_store->loadLastResult());
+    setHistory(m_store->loadHistory());
+    resolveStoredBookmarks();
+    if (m_automaticEnabled)
+        updateLoginItem(true, false);
+    startExternalResultRefresh();
+}
+
+AppModel::~AppModel()
+{
+    m_refreshTimer.stop();
+    // Let a run in progress finish its current job; its result is dropped.
+    m_worker.reset();
+}
+
+// Every assignment notifies, as the views expect.
+void AppModel::setSourceURL(const Path &url)
+{
+    m_sourceURL = url;
+    emit sourceURLChanged();
+}
+
+void AppModel::setDestinationURL(const Path &url)
+{
+    m_destinationURL = url;
+    emit destinationURLChanged();
+}
+
+void AppModel::setThresholdMB(qint64 megabytes)
+{
+    m_thresholdMB = megabytes;
+    emit thresholdMBChanged();
+}
+
+void AppModel::setAutomaticEnabled(bool enabled)
+{
+    m_automaticEnabled = enabled;
+    emit automaticEnabledValueChanged();
+}
+
+void AppModel::setAutomaticTime(const QDateTime &time)
+{
+    m_automaticTime = time;
+    emit automaticTimeValueChanged();
+}
+
+void AppModel::setLastResult(const std::optional<OrganizationResult> &result)
+{
+    m_lastResult = result;
+    emit lastResultChanged();
+}
+
+void AppModel::setRunning(bool running)
+{
+    m_isRunning = running;
+    emit isRunningChanged();
+}
+
+void AppModel::setPreviewPlan(const std::optional<OrganizationPlan> &plan)
+{
+    m_previewPlan = plan;
+    emit previewPlanChanged();
+}
+
+void AppModel::setShowsPreview(bool shows)
+{
+    m_showsPreview = shows;
+    emit showsPreviewChanged();
+}
+
+void AppModel::setShowsIssues(bool shows)
+{
+    m_showsIssues = shows;
+    emit showsIssuesChanged();
+}
+
+void AppModel::setShowsHistory(bool shows)
+{
+    m_showsHistory = shows;
+    emit showsHistoryChanged();
+}
+
+void AppModel::setAlertMessage(const std::optional<QString> &message)
+{
+    m_alertMessage = message;
+    emit alertMessageChanged();
+}
+
+void AppModel::setHistory(const QList<RunHistoryEntry> &history)
+{
+    m_history = history;
+    emit historyChanged();
+}
+
+void AppModel::thresholdChanged()
+{
+    setThresholdMB(std::clamp(m_thresholdMB, minimumThresholdMB, maximumThresholdMB));
+    m_store->saveThreshold(m_thresholdMB);
+}
+
+void AppModel::automaticTimeChanged()
+{
+    m_store->saveAutomaticTime(m_automaticTime);
+}
+
+void AppModel::automaticEnabledChanged()
+{
+    m_store->saveAutomaticEnabled(m_automaticEnabled);
+    updateLoginItem(m_automaticEnabled, true);
+}
+
+void AppModel::organizeNow()
+{
+    if (m_isRunning)
+        return;
+    setRunning(true);
+    setAlertMessage(std::nullopt);
+    QElapsedTimer started;
+    started.start();
+    withFolderAccess([started](Organizer &organizer, const OrganizerConfiguration &configuration) -> Finish {
+        try {
+            const OrganizationResult result = organizer.execute(organizer.makePlan(configuration));
+            return [result, started](AppModel &model) {
+                model.accept(result, OrganizationRunMode::manual, double(started.nsecsElapsed()) / 1e9);
+            };
+        } catch (const OrganizerFailure &failure) {
+            return [text = failure.errorDescription()](AppModel &model) { model.setAlertMessage(text); };
+        }
+    });
+}
+
+void AppModel::previewChanges()
+{
+    if (m_isRunning)
+        return;
+    setRunning(true);
+    setAlertMessage(std::nullopt);
+    withFolderAccess([](Organizer &organizer, const OrganizerConfiguration &configuration) -> Finish {
+        try {
+            auto plan = std::make_shared<OrganizationPlan>(organizer.makePlan(configuration));
+            return [plan](AppModel &model) {
+                model.setPreviewPlan(std::move(*plan));
+                model.setShowsPreview(true);
+            };
+        } catch (const OrganizerFailure &failure) {
+            return [text = failure.errorDescription()](AppModel &model) { model.setAlertMessage(text); };
+        }
+    });
+}
+
+void AppModel::executePreview()
+{
+    if (m_isRunning || !m_previewPlan)
+        return;
+    auto plan = std::make_shared<const OrganizationPlan>(*m_previewPlan);
+    setRunning(true);
+    setShowsPreview(false);
+    QElapsedTimer started;
+    started.start();
+    withFolderAccess([plan, started](Organizer &organizer, const OrganizerConfiguration &) -> Finish {
+        const OrganizationResult result = organizer.execute(*plan);
+        return [result, started](AppModel &model) {
+            model.accept(result, OrganizationRunMode::manual, double(started.nsecsElapsed()) / 1e9);
+            model.setPreviewPlan(std::nullopt);
+        };
+    });
+}
+
+void AppModel::withFolderAccess(Operation operation)
+{
+    // Linux has no sandbox to open: access is the user's own, and the engine
+    // reports whatever it cannot read or move.
+    auto configuration = OrganizerConfiguration::forRun(m_sourceURL, m_destinationURL, m_thresholdMB);
+    if (!configuration) {
+        setAlertMessage(L10n::text("The large file threshold is too large."));
+        setRunning(false);
+        return;
+    }
+    AppModel *model = this; // alive for the whole job: the destructor waits for it
+    m_worker->post([model, operation = std::move(operation), configuration = *configuration](Organizer &organizer) {
+        Finish finish = operation(organizer, configuration);
+        QMetaObject::invokeMethod(
+            model,
+            [model, finish = std::move(finish)] {
+                finish(*model);
+                model->setRunning(false);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void AppModel::accept(const OrganizationResult &result, OrganizationRunMode mode, double duration)
+{
+    setLastResult(result);
+    m_store->record(result, mode, duration);
+    setHistory(m_store->loadHistory());
+    if (!result.issues.isEmpty())
+        setShowsIssues(true);
+}
+
+void AppModel::chooseSource()
+{
+    chooseFolder(true);
+}
+
+void AppModel::chooseDestination()
+{
+    chooseFolder(false);
+}
+
+void AppModel::chooseFolder(bool isSource)
+{
+    const std::optional<Path> chosen = isSource
+        ? m_folderChooser->chooseFolder(m_sourceURL, QString())
+        : m_folderChooser->chooseFolder(m_destinationURL.parent_path(), displayName(m_destinationURL));
+    if (!chosen)
+        return;
+    QString error;
+    const auto bookmark = FolderBookmark::create(*chosen, &error);
+    if (!bookmark) {
+        setAlertMessage(L10n::format("Could not remember access to the selected folder: %@", {error}));
+        return;
+    }
+    if (isSource) {
+        setSourceURL(*chosen);
+        m_sourceBookmark = bookmark;
+    } else {
+        setDestinationURL(*chosen);
+        m_destinationBookmark = bookmark;
+    }
+    m_store->saveFolder(*chosen, bookmark, isSource);
+}
+
+void AppModel::resolveStoredBookmarks()
+{
+    if (m_sourceBookmark) {
+        if (const auto url = resolve(*m_sourceBookmark))
+            setSourceURL(*url);
+    }
+    if (m_destinationBookmark) {
+        if (const auto url = resolve(*m_destinationBookmark))
+            setDestinationURL(*url);
+    }
+}
+
+std::optional<Path> AppModel::resolve(const QByteArray &bookmark)
+{
+    // A stale bookmark that still resolves is used as it is.
+    const auto resolved = FolderBookmark::resolve(bookmark);
+    if (!resolved) {
+        setAlertMessage(L10n::text("Saved folder access is no longer valid. Please choose the folder again."));
+        return std::nullopt;
+    }
+    return resolved->folder;
+}
+
+void AppModel::updateLoginItem(bool enabled, bool reportErrors)
+{
+    if (m_loginItemBusy) {
+        m_pendingLoginItem = std::pair(enabled, reportErrors);
+        return;
+    }
+    applyLoginItemChange(enabled, reportErrors);
+}
+
+void AppModel::applyLoginItemChange(bool enabled, bool reportErrors)
+{
+    m_loginItemBusy = true;
+    QPointer<AppModel> self(this);
+    const auto finished = [self, reportErrors](const QString &error) {
+        if (!self)
+            return;
+        if (!error.isEmpty() && reportErrors)
+            self->setAlertMessage(L10n::format("Automatic startup could not be changed: %@", {error}));
+        self->m_loginItemBusy = false;
+        if (const auto next = std::exchange(self->m_pendingLoginItem, std::nullopt))
+            self->applyLoginItemChange(next->first, next->second);
+    };
+    m_loginItems->fetchStatus([self, enabled, finished](LoginItemService::Status status) {
+        if (!self)
+            return;
+        const bool isEnabled = status == LoginItemService::Status::enabled;
+        if (enabled && !isEnabled)
+            self->m_loginItems->registerAgent(finished);
+        else if (!enabled && isEnabled)
+            self->m_loginItems->unregisterAgent(finished);
+        else
+            finished({});
+    });
+}
+
+void AppModel::startExternalResultRefresh()
+{
+    m_refreshTimer.setInterval(refreshIntervalMs);
+    connect(&m_refreshTimer, &QTimer::timeout, this, &AppModel::refreshExternalResults);
+    m_refreshTimer.start();
+}
+
+void AppModel::refreshExternalResults()
+{
+    m_store->refresh();
+    const auto stored = m_store->loadLastResult();
+    if (!stored)
+        return;
+    if (m_lastResult && m_lastResult->runDate == stored->runDate)
+        return;
+    setLastResult(stored);
+    setHistory(m_store->loadHistory());
+}
+
+} // namespace sorvanel

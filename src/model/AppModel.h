@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "OrganizationModels.h"
+#include "PlatformServices.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QObject>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace sorvanel {
+
+class Organizer;
+class OrganizerWorker;
+struct OrganizerConfiguration;
+class SettingsStore;
+
+// The one model behind every view. Lives on the main thread; every property
+// assignment notifies, whether or not the value changed. Planning and moving
+// run on the organizer's own thread and come back here.
+class AppModel : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr int refreshIntervalMs = 3000;
+    static constexpr qint64 minimumThresholdMB = 1;
+    static constexpr qint64 maximumThresholdMB = 100000;
+
+    AppModel(std::shared_ptr<SettingsStore> store, std::shared_ptr<LoginItemService> loginItems,
+             std::shared_ptr<FolderChooser> folderChooser, QObject *parent = nullptr);
+    ~AppModel() override;
+
+    // Observed state.
+    Path sourceURL() const { return m_sourceURL; }
+    void setSourceURL(const Path &url);
+    Path destinationURL() const { return m_destinationURL; }
+    void setDestinationURL(const Path &url);
+    qint64 thresholdMB() const { return m_thresholdMB; }
+    void setThresholdMB(qint64 megabytes);
+    bool automaticEnabled() const { return m_automaticEnabled; }
+    void setAutomaticEnabled(bool enabled);
+    QDateTime automaticTime() const { return m_automaticTime; }
+    void setAutomaticTime(const QDateTime &time);
+    const std::optional<OrganizationResult> &lastResult() const { return m_lastResult; }
+    void setLastResult(const std::optional<OrganizationResult> &result);
+    bool isRunning() const { return m_isRunning; }
+    void setRunning(bool running);
+    const std::optional<OrganizationPlan> &previewPlan() const { return m_previewPlan; }
+    void setPreviewPlan(const std::optional<OrganizationPlan> &plan);
+    bool showsPreview() const { return m_showsPreview; }
+    void setShowsPreview(bool shows);
+    bool showsIssues() const { return m_showsIssues; }
+    void setShowsIssues(bool shows);
+    bool showsHistory() const { return m_showsHistory; }
+    void setShowsHistory(bool shows);
+    const std::optional<QString> &alertMessage() const { return m_alertMessage; }
+    void setAlertMessage(const std::optional<QString> &message);
+    const QList<RunHistoryEntry> &history() const { return m_history; }
+    void setHistory(const QList<RunHistoryEntry> &history);
+
+    // Change handlers, called by the views after they change a property.
+    void thresholdChanged();
+    void automaticTimeChanged();
+    void automaticEnabledChanged();
+
+    // Commands; each is ignored while a run is in progress.
+    void organizeNow();
+    void previewChanges();
+    void executePreview();
+    void chooseSource();
+    void chooseDestination();
+
+    // One poll of the shared suite for results written by other processes.
+    void refreshExternalResults();
+
+signals:
+    void sourceURLChanged();
+    void destinationURLChanged();
+    void thresholdMBChanged();
+    void automaticEnabledValueChanged();
+    void automaticTimeValueChanged();
+    void lastResultChanged();
+    void isRunningChanged();
+    void previewPlanChanged();
+    void showsPreviewChanged();
+    void showsIssuesChanged();
+    void showsHistoryChanged();
+    void alertMessageChanged();
+    void historyChanged();
+
+private:
+    void chooseFolder(bool isSource);
+    void resolveStoredBookmarks();
+    std::optional<Path> resolve(const QByteArray &bookmark);
+    void updateLoginItem(bool enabled, bool reportErrors);
+    void startExternalResultRefresh();
+    // What an operation hands back to the main thread.
+    using Finish = std::function<void(AppModel &)>;
+    using Operation = std::function<Finish(Organizer &, const OrganizerConfiguration &)>;
+    // Builds the configuration and runs `operation` on the organizer thread;
+    // the Finish it returns runs here, then isRunning is cleared.
+    void withFolderAccess(Operation operation);
+    void applyLoginItemChange(bool enabled, bool reportErrors);
+    void accept(const OrganizationResult &result, OrganizationRunMode mode, double duration);
+
+    Path m_sourceURL;
+    Path m_destinationURL;
+    qint64 m_thresholdMB = 500;
+    bool m_automaticEnabled = false;
+    QDateTime m_automaticTime;
+    std::optional<OrganizationResult> m_lastResult;
+    bool m_isRunning = false;
+    std::optional<OrganizationPlan> m_previewPlan;
+    bool m_showsPreview = false;
+    bool m_showsIssues = false;
+    bool m_showsHistory = false;
+    std::optional<QString> m_alertMessage;
+    QList<RunHistoryEntry> m_history;
+
+    std::optional<QByteArray> m_sourceBookmark;
+    std::optional<QByteArray> m_destinationBookmark;
+    std::shared_ptr<SettingsStore> m_store;
+    std::shared_ptr<LoginItemService> m_loginItems;
+    std::shared_ptr<FolderChooser> m_folderChooser;
+    std::unique_ptr<OrganizerWorker> m_worker;
+    QTimer m_refreshTimer;
+    // One scheduler change at a time; the latest request waits its turn.
+    bool m_loginItemBusy = false;
+    std::optional<std::pair<bool, bool>> m_pendingLoginItem;
+};
+
+} // namespace sorvanel

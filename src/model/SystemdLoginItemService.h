@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "PlatformServices.h"
+
+#include <QObject>
+#include <QStringList>
+
+namespace sorvanel {
+
+// The automatic run as a systemd user timer and oneshot service: the timer
+// starts sorvanel-agent every few minutes (catching up a run missed while the
+// machine was off), and the agent decides whether the day's run is due.
+class SystemdLoginItemService : public QObject, public LoginItemService
+{
+    Q_OBJECT
+
+public:
+    static constexpr const char *timerName = "io.github.sorvanel.Sorvanel.agent.timer";
+    static constexpr const char *serviceName = "io.github.sorvanel.Sorvanel.agent.service";
+
+    // `agentPath`: the absolute path of the installed sorvanel-agent.
+    // `unitDirectory`: where the units go, by default $XDG_CONFIG_HOME/systemd/user.
+    // `systemctl`: the program to run, replaceable in tests.
+    explicit SystemdLoginItemService(QString agentPath, QString unitDirectory = defaultUnitDirectory(),
+                                     QString systemctl = u"systemctl"_qs, QObject *parent = nullptr);
+
+    static QString defaultUnitDirectory();
+    // ExecStart's form of a path: quoted, with systemd's specifiers escaped.
+    static QString quotedForExec(const QString &path);
+
+    QString timerUnit() const;
+    QString serviceUnit() const;
+
+    void fetchStatus(std::function<void(Status)> done) override;
+    void registerAgent(Completion done) override;
+    void unregisterAgent(Completion done) override;
+
+private:
+    // Runs `systemctl --user ARGS…`; `done` gets the exit code (-1: could not
+    // start) with the standard output and an error text for the user.
+    void systemctl(const QStringList &arguments, std::function<void(int, const QString &, const QString &)> done);
+    QString writeUnits() const;
+
+    QString m_agentPath;
+    QString m_unitDirectory;
+    QString m_systemctl;
+};
+
+} // namespace sorvanel

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "AboutView.h"
+
+#include "Localization.h"
+#include "Style.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScreen>
+#include <QSvgRenderer>
+#include <QVBoxLayout>
+
+namespace sorvanel {
+
+namespace {
+// The artwork, scaled to fit and clipped to a rounded rectangle.
+class Artwork : public QWidget
+{
+public:
+    explicit Artwork(QWidget *parent)
+        : QWidget(parent)
+        , m_renderer(u":/AboutArtwork.svg"_qs)
+    {
+        setFixedSize(520, 250);
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QPainterPath clip;
+        clip.addRoundedRect(QRectF(rect()), 18, 18);
+        painter.setClipPath(clip);
+        QSizeF size = m_renderer.defaultSize();
+        size.scale(QSizeF(rect().size()), Qt::KeepAspectRatio);
+        const QRectF target(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size);
+        m_renderer.render(&painter, target);
+    }
+
+private:
+    QSvgRenderer m_renderer;
+};
+} // namespace
+
+QString AboutView::versionText()
+{
+    const QString version = QStringLiteral(SORVANEL_VERSION);
+    return version.isEmpty() ? u"0.1.0"_qs : version;
+}
+
+AboutView::AboutView(QWidget *parent)
+    : QWidget(parent)
+{
+    setFixedSize(568, 390);
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(24, 24, 24, 24);
+    layout->setSpacing(16);
+    layout->addWidget(new Artwork(this), 0, Qt::AlignHCenter);
+
+    auto *texts = new QVBoxLayout;
+    texts->setSpacing(5);
+    auto *name = new QLabel(u"Sorvanel"_qs, this);
+    name->setFont(Style::titleFont(1.5));
+    texts->addWidget(name, 0, Qt::AlignHCenter);
+    auto *version = new QLabel(L10n::format("Version %@", {versionText()}), this);
+    version->setObjectName(u"version"_qs);
+    Style::makeSecondary(version);
+    texts->addWidget(version, 0, Qt::AlignHCenter);
+    auto *description = new QLabel(
+        L10n::text("A quiet Linux utility that keeps downloads organized by file date and category."), this);
+    description->setWordWrap(true);
+    description->setAlignment(Qt::AlignCenter);
+    description->setMaximumWidth(430);
+    texts->addWidget(description, 0, Qt::AlignHCenter);
+    auto *link = new QLabel(QStringLiteral("<a href=\"%1\">%1</a>").arg(QLatin1String(webPage)), this);
+    link->setObjectName(u"link"_qs);
+    link->setOpenExternalLinks(true);
+    link->setTextInteractionFlags(Qt::TextBrowserInteraction);
+    texts->addWidget(link, 0, Qt::AlignHCenter);
+    layout->addLayout(texts);
+    layout->addStretch();
+}
+
+AboutWindowController &AboutWindowController::shared()
+{
+    static AboutWindowController controller; // made on first use, thread-safe
+    return controller;
+}
+
+AboutWindowController::AboutWindowController()
+{
+    m_window = new AboutView;
+    m_window->setObjectName(u"aboutWindow"_qs);
+    m_window->setWindowTitle(L10n::text("About Sorvanel"));
+    m_window->setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint | Qt::MSWindowsFixedSizeDialogHint);
+    m_window->setAttribute(Qt::WA_DeleteOnClose, false);
+    m_window->setAttribute(Qt::WA_QuitOnClose, false);
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, m_window, [window = m_window] { delete window; });
+}
+
+void AboutWindowController::show()
+{
+    if (const QScreen *screen = QGuiApplication::primaryScreen()) {
+        QRect frame = m_window->frameGeometry();
+        frame.moveCenter(screen->availableGeometry().center());
+        m_window->move(frame.topLeft());
+    }
+    m_window->show();
+    m_window->raise();
+    m_window->activateWindow();
+}
+
+} // namespace sorvanel

@@ -1,0 +1,348 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ContentView.h"
+
+#include "AboutView.h"
+#include "AppModel.h"
+#include "BusyIndicator.h"
+#include "HistoryView.h"
+#include "IssuesView.h"
+#include "Localization.h"
+#include "PathLabel.h"
+#include "PreviewView.h"
+#include "Style.h"
+
+#include <QCheckBox>
+#include <QFrame>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QLocale>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTimeEdit>
+#include <QToolButton>
+#include <QValidator>
+#include <QVBoxLayout>
+
+namespace sorvanel {
+
+namespace {
+// Any whole number in the user's locale; the model clamps it.
+class WholeNumberValidator : public QValidator
+{
+public:
+    using QValidator::QValidator;
+    State validate(QString &input, int &) const override
+    {
+        const QString trimmed = input.trimmed();
+        if (trimmed.isEmpty() || trimmed == u"-")
+            return Intermediate;
+        bool ok = false;
+        QLocale().toLongLong(trimmed, &ok);
+        if (!ok)
+            trimmed.toLongLong(&ok);
+        return ok ? Acceptable : Invalid;
+    }
+};
+
+QPushButton *linkButton(const QString &text, QWidget *parent)
+{
+    auto *button = new QPushButton(text, parent);
+    button->setFlat(true);
+    button->setCursor(Qt::PointingHandCursor);
+    QPalette palette = button->palette();
+    palette.setColor(QPalette::ButtonText, palette.color(QPalette::Link));
+    button->setPalette(palette);
+    button->setStyleSheet(u"QPushButton { border: none; padding: 0 2px; text-decoration: underline; }"_qs);
+    return button;
+}
+} // namespace
+
+ContentView::ContentView(AppModel &model, QWidget *parent)
+    : QWidget(parent)
+    , m_model(model)
+{
+    auto *stack = new QVBoxLayout(this);
+    stack->setContentsMargins(28, 28, 28, 28);
+    stack->setSpacing(22);
+
+    // Header.
+    auto *header = new QHBoxLayout;
+    auto *titles = new QVBoxLayout;
+    titles->setSpacing(4);
+    auto *title = new QLabel(u"Sorvanel"_qs, this);
+    title->setFont(Style::titleFont(2.0));
+    titles->addWidget(title);
+    auto *subtitle = new QLabel(L10n::text("Move loose files into dated, categorized folders."), this);
+    Style::makeSecondary(subtitle);
+    titles->addWidget(subtitle);
+    header->addLayout(titles);
+    header->addStretch();
+    auto *about = new QToolButton(this);
+    about->setObjectName(u"aboutButton"_qs);
+    about->setIcon(Style::symbol(u"info.circle"_qs));
+    about->setIconSize(QSize(22, 22));
+    about->setAutoRaise(true);
+    about->setToolTip(L10n::text("About Sorvanel"));
+    about->setAccessibleName(L10n::text("About Sorvanel"));
+    connect(about, &QToolButton::clicked, this, [] { AboutWindowController::shared().show(); });
+    header->addWidget(about, 0, Qt::AlignTop);
+    stack->addLayout(header);
+
+    // Settings grid.
+    auto *grid = new QGridLayout;
+    grid->setHorizontalSpacing(16);
+    grid->setVerticalSpacing(14);
+    grid->setColumnStretch(1, 1);
+    grid->addWidget(new QLabel(L10n::text("Source folder"), this), 0, 0);
+    grid->addWidget(folderRow(m_sourcePath, &AppModel::chooseSource), 0, 1);
+    grid->addWidget(new QLabel(L10n::text("Destination folder"), this), 1, 0);
+    grid->addWidget(folderRow(m_destinationPath, &AppModel::chooseDestination), 1, 1);
+
+    grid->addWidget(new QLabel(L10n::text("Large file threshold"), this), 2, 0);
+    auto *thresholdRow = new QHBoxLayout;
+    m_threshold = new QLineEdit(this);
+    m_threshold->setObjectName(u"threshold"_qs);
+    m_threshold->setPlaceholderText(QLocale().toString(500));
+    m_threshold->setFixedWidth(90);
+    m_threshold->setAlignment(Qt::AlignRight);
+    m_threshold->setValidator(new WholeNumberValidator(m_threshold));
+    thresholdRow->setSpacing(6);
+    thresholdRow->addWidget(m_threshold);
+    auto *unit = new QLabel(L10n::text("MB"), this);
+    Style::makeSecondary(unit);
+    thresholdRow->addWidget(unit);
+    thresholdRow->addStretch();
+    grid->addLayout(thresholdRow, 2, 1);
+
+    grid->addWidget(new QLabel(L10n::text("Automatic cleanup"), this), 3, 0);
+    auto *automaticRow = new QHBoxLayout;
+    automaticRow->setSpacing(14);
+    m_automaticSwitch = new QCheckBox(this);
+    m_automaticSwitch->setObjectName(u"automaticSwitch"_qs);
+    m_automaticSwitch->setAccessibleName(L10n::text("Automatic cleanup"));
+    automaticRow->addWidget(m_automaticSwitch);
+    auto *everyDay = new QLabel(L10n::text("Every day at"), this);
+    automaticRow->addWidget(everyDay);
+    m_time = new QTimeEdit(this);
+    m_time->setObjectName(u"automaticTime"_qs);
+    // Hours and minutes only, in the locale's order (some short formats carry seconds).
+    QString timeFormat = QLocale().timeFormat(QLocale::ShortFormat);
+    timeFormat.remove(QRegularExpression(u"[:.]ss?"_qs));
+    m_time->setDisplayFormat(timeFormat);
+    everyDay->setBuddy(m_time);
+    automaticRow->addWidget(m_time);
+    automaticRow->addStretch();
+    grid->addLayout(automaticRow, 3, 1);
+    stack->addLayout(grid);
+
+    // Actions.
+    auto *actions = new QHBoxLayout;
+    m_previewButton = new QPushButton(this);
+    m_previewButton->setObjectName(u"previewButton"_qs);
+    m_previewButton->setIcon(Style::symbol(u"list.bullet.rectangle"_qs, palette().color(QPalette::HighlightedText)));
+    m_previewButton->setMinimumWidth(150);
+    m_previewButton->setMinimumHeight(34);
+    m_previewButton->setDefault(true);
+    Style::makeProminent(m_previewButton);
+    actions->addWidget(m_previewButton);
+    m_organizeButton = new QPushButton(L10n::text("Organize Now"), this);
+    m_organizeButton->setObjectName(u"organizeButton"_qs);
+    m_organizeButton->setMinimumHeight(34);
+    m_organizeButton->setStyleSheet(u"QPushButton { padding: 6px 16px; }"_qs);
+    actions->addWidget(m_organizeButton);
+    m_busy = new BusyIndicator(this);
+    actions->addWidget(m_busy);
+    actions->addStretch();
+    stack->addLayout(actions);
+
+    auto *divider = new QFrame(this);
+    divider->setFrameShape(QFrame::HLine);
+    divider->setFrameShadow(QFrame::Sunken);
+    stack->addWidget(divider);
+
+    m_summary = new QWidget(this);
+    m_summary->setObjectName(u"summary"_qs);
+    m_summaryLayout = new QHBoxLayout(m_summary);
+    m_summaryLayout->setContentsMargins(0, 0, 0, 0);
+    m_summaryLayout->setSpacing(18);
+    stack->addWidget(m_summary);
+    stack->addStretch();
+
+    m_preview = new PreviewView(model, this);
+    m_issues = new IssuesView(model, this);
+    m_history = new HistoryView(model, this);
+
+    // Controls write to the model and call its change handlers.
+    connect(m_threshold, &QLineEdit::editingFinished, this, &ContentView::commitThreshold);
+    connect(m_automaticSwitch, &QCheckBox::toggled, this, [this](bool on) {
+        if (on == m_model.automaticEnabled())
+            return;
+        m_model.setAutomaticEnabled(on);
+        m_model.automaticEnabledChanged();
+    });
+    connect(m_time, &QTimeEdit::timeChanged, this, [this](QTime time) {
+        const QDateTime current = m_model.automaticTime().toLocalTime();
+        if (current.time().hour() == time.hour() && current.time().minute() == time.minute())
+            return;
+        m_model.setAutomaticTime(QDateTime(QDate::currentDate(), QTime(time.hour(), time.minute())).toUTC());
+        m_model.automaticTimeChanged();
+    });
+    connect(m_previewButton, &QPushButton::clicked, &model, &AppModel::previewChanges);
+    connect(m_organizeButton, &QPushButton::clicked, &model, &AppModel::organizeNow);
+    for (auto [sheet, setter] : {std::pair<QDialog *, void (AppModel::*)(bool)>{m_preview, &AppModel::setShowsPreview},
+                                 {m_issues, &AppModel::setShowsIssues},
+                                 {m_history, &AppModel::setShowsHistory}}) {
+        connect(sheet, &QDialog::finished, this, [this, setter = setter] { (m_model.*setter)(false); });
+    }
+
+    // The model drives what is shown.
+    connect(&model, &AppModel::sourceURLChanged, this, &ContentView::updateFolders);
+    connect(&model, &AppModel::destinationURLChanged, this, &ContentView::updateFolders);
+    connect(&model, &AppModel::thresholdMBChanged, this, &ContentView::updateThreshold);
+    connect(&model, &AppModel::automaticEnabledValueChanged, this, &ContentView::updateAutomatic);
+    connect(&model, &AppModel::automaticTimeValueChanged, this, &ContentView::updateAutomatic);
+    connect(&model, &AppModel::isRunningChanged, this, &ContentView::updateRunning);
+    connect(&model, &AppModel::lastResultChanged, this, &ContentView::updateSummary);
+    connect(&model, &AppModel::alertMessageChanged, this, &ContentView::updateAlert);
+    connect(&model, &AppModel::showsPreviewChanged, this, [this] { present(m_preview, m_model.showsPreview()); });
+    connect(&model, &AppModel::showsIssuesChanged, this, [this] { present(m_issues, m_model.showsIssues()); });
+    connect(&model, &AppModel::showsHistoryChanged, this, [this] { present(m_history, m_model.showsHistory()); });
+
+    updateFolders();
+    updateThreshold();
+    updateAutomatic();
+    updateRunning();
+    updateSummary();
+}
+
+QWidget *ContentView::folderRow(PathLabel *&label, void (AppModel::*choose)())
+{
+    auto *row = new QWidget(this);
+    auto *layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    label = new PathLabel(row);
+    layout->addWidget(label, 1);
+    auto *button = new QPushButton(L10n::text("Choose…"), row);
+    connect(button, &QPushButton::clicked, &m_model, choose);
+    layout->addWidget(button);
+    return row;
+}
+
+void ContentView::updateFolders()
+{
+    m_sourcePath->setPath(displayPath(m_model.sourceURL()));
+    m_destinationPath->setPath(displayPath(m_model.destinationURL()));
+}
+
+void ContentView::updateThreshold()
+{
+    m_threshold->setText(QLocale().toString(m_model.thresholdMB()));
+}
+
+void ContentView::commitThreshold()
+{
+    // Return or leaving the field: always hand the value to the model, even unchanged.
+    bool ok = false;
+    qint64 value = QLocale().toLongLong(m_threshold->text().trimmed(), &ok);
+    if (!ok)
+        value = m_threshold->text().trimmed().toLongLong(&ok);
+    if (ok)
+        m_model.setThresholdMB(value);
+    m_model.thresholdChanged();
+}
+
+void ContentView::updateAutomatic()
+{
+    const QSignalBlocker blockSwitch(m_automaticSwitch);
+    const QSignalBlocker blockTime(m_time);
+    m_automaticSwitch->setChecked(m_model.automaticEnabled());
+    const QTime time = m_model.automaticTime().toLocalTime().time();
+    m_time->setTime(QTime(time.hour(), time.minute()));
+    m_time->setEnabled(m_model.automaticEnabled());
+}
+
+void ContentView::updateRunning()
+{
+    const bool running = m_model.isRunning();
+    m_previewButton->setText(running ? L10n::text("Checking…") : L10n::text("Preview Changes"));
+    m_previewButton->setEnabled(!running);
+    m_organizeButton->setEnabled(!running);
+    m_busy->setVisible(running);
+}
+
+void ContentView::updateSummary()
+{
+    while (QLayoutItem *item = m_summaryLayout->takeAt(0)) {
+        delete item->widget();
+        delete item;
+    }
+    const auto &result = m_model.lastResult();
+    if (!result) {
+        auto *none = new QLabel(L10n::text("Not run yet"), m_summary);
+        none->setObjectName(u"notRunYet"_qs);
+        Style::makeSecondary(none);
+        m_summaryLayout->addWidget(none);
+        m_summaryLayout->addStretch();
+        return;
+    }
+    const auto add = [this](const QString &symbol, const QString &text) {
+        auto *label = new QLabel(text, m_summary);
+        m_summaryLayout->addWidget(Style::iconLabel(symbol, label, m_summary));
+    };
+    add(u"clock"_qs, Style::abbreviatedDateTime(result->runDate));
+    add(u"arrow.right.circle"_qs, L10n::format("Moved: %d", {qint64(result->moved)}));
+    add(u"forward.circle"_qs, L10n::format("Skipped: %d", {qint64(result->skipped)}));
+    add(u"exclamationmark.triangle"_qs, L10n::format("Failed: %d", {qint64(result->failed())}));
+    if (!result->issues.isEmpty()) {
+        auto *details = linkButton(L10n::text("Details…"), m_summary);
+        details->setObjectName(u"details"_qs);
+        connect(details, &QPushButton::clicked, this, [this] { m_model.setShowsIssues(true); });
+        m_summaryLayout->addWidget(details);
+    }
+    auto *history = linkButton(L10n::text("History…"), m_summary);
+    history->setObjectName(u"historyLink"_qs);
+    connect(history, &QPushButton::clicked, this, [this] { m_model.setShowsHistory(true); });
+    m_summaryLayout->addWidget(history);
+    m_summaryLayout->addStretch();
+}
+
+void ContentView::present(QWidget *sheet, bool shows)
+{
+    if (shows && !sheet->isVisible()) {
+        emit presentationRequested();
+        static_cast<QDialog *>(sheet)->open();
+    } else if (!shows && sheet->isVisible()) {
+        sheet->hide();
+    }
+}
+
+void ContentView::updateAlert()
+{
+    const auto &message = m_model.alertMessage();
+    if (!message) {
+        if (m_alert)
+            m_alert->hide();
+        return;
+    }
+    if (!m_alert) {
+        m_alert = new QMessageBox(QMessageBox::Warning, u"Sorvanel"_qs, QString(), QMessageBox::NoButton, this);
+        m_alert->setObjectName(u"alert"_qs);
+        m_alert->setWindowModality(Qt::WindowModal);
+        m_alert->addButton(L10n::text("OK"), QMessageBox::AcceptRole);
+        // Dismissed by any means: the message is gone.
+        connect(m_alert, &QDialog::finished, this, [this] {
+            if (m_model.alertMessage())
+                m_model.setAlertMessage(std::nullopt);
+        });
+    }
+    m_alert->setText(*message);
+    if (!m_alert->isVisible()) {
+        emit presentationRequested();
+        m_alert->open();
+    }
+}
+
+} // namespace sorvanel

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QMessageBox>
+#include <QPointer>
+#include <QWidget>
+
+class QCheckBox;
+class QHBoxLayout;
+class QLabel;
+class QLineEdit;
+
+class QPushButton;
+class QTimeEdit;
+
+namespace sorvanel {
+
+class AppModel;
+class BusyIndicator;
+class HistoryView;
+class IssuesView;
+class PathLabel;
+class PreviewView;
+
+// The main window's content: the two folders, the threshold, automatic
+// cleanup, the two actions and the latest run's summary. It presents the
+// three sheets and the alert as the model asks.
+class ContentView : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit ContentView(AppModel &model, QWidget *parent = nullptr);
+
+    // For tests and screenshots.
+    QPushButton *previewButton() const { return m_previewButton; }
+    QPushButton *organizeButton() const { return m_organizeButton; }
+    BusyIndicator *busyIndicator() const { return m_busy; }
+    QLineEdit *thresholdField() const { return m_threshold; }
+    QCheckBox *automaticSwitch() const { return m_automaticSwitch; }
+    QTimeEdit *timePicker() const { return m_time; }
+    PathLabel *sourcePath() const { return m_sourcePath; }
+    PreviewView *previewSheet() const { return m_preview; }
+    IssuesView *issuesSheet() const { return m_issues; }
+    HistoryView *historySheet() const { return m_history; }
+    QMessageBox *alert() const { return m_alert; }
+    QWidget *summary() const { return m_summary; }
+
+signals:
+    // The model wants something shown: the window hosting us should come forward.
+    void presentationRequested();
+
+private:
+    QWidget *folderRow(PathLabel *&label, void (AppModel::*choose)());
+    void updateFolders();
+    void updateThreshold();
+    void commitThreshold();
+    void updateAutomatic();
+    void updateRunning();
+    void updateSummary();
+    void updateAlert();
+    void present(QWidget *sheet, bool shows);
+
+    AppModel &m_model;
+    PathLabel *m_sourcePath = nullptr;
+    PathLabel *m_destinationPath = nullptr;
+    QLineEdit *m_threshold;
+    QCheckBox *m_automaticSwitch;
+    QTimeEdit *m_time;
+    QPushButton *m_previewButton;
+    QPushButton *m_organizeButton;
+    BusyIndicator *m_busy;
+    QWidget *m_summary;
+    QHBoxLayout *m_summaryLayout;
+    PreviewView *m_preview;
+    IssuesView *m_issues;
+    HistoryView *m_history;
+    QPointer<QMessageBox> m_alert;
+};
+
+} // namespace sorvanel

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "IssuesView.h"
+
+#include "AppModel.h"
+#include "Localization.h"
+#include "RowDelegate.h"
+
+#include <QAbstractListModel>
+#include <QDialogButtonBox>
+#include <QListView>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+namespace sorvanel {
+
+class IssuesListModel : public QAbstractListModel
+{
+public:
+    explicit IssuesListModel(AppModel &model, QObject *parent)
+        : QAbstractListModel(parent)
+        , m_model(model)
+    {
+    }
+
+    void reload()
+    {
+        beginResetModel();
+        endResetModel();
+    }
+
+    int rowCount(const QModelIndex &parent) const override
+    {
+        const auto &result = m_model.lastResult();
+        return parent.isValid() || !result ? 0 : int(result->issues.size());
+    }
+
+    QVariant data(const QModelIndex &index, int role) const override
+    {
+        const auto &result = m_model.lastResult();
+        if (!result || index.row() < 0 || index.row() >= result->issues.size())
+            return {};
+        const OrganizationIssue &issue = result->issues[index.row()];
+        // Issues reloaded without their details name neither file nor reason.
+        switch (role) {
+        case SheetDialog::PrimaryTextRole:
+            return issue.filename.isEmpty() ? L10n::text("Unknown file") : issue.filename;
+        case SheetDialog::SecondaryTextRole:
+        case Qt::ToolTipRole:
+            return issue.message.isEmpty() ? L10n::text("Details were not retained between launches.") : issue.message;
+        default:
+            return {};
+        }
+    }
+
+private:
+    AppModel &m_model;
+};
+
+IssuesView::IssuesView(AppModel &model, QWidget *parent)
+    : SheetDialog(L10n::text("Run Problems"), parent)
+    , m_model(model)
+{
+    resize(560, 420);
+    m_list = new QListView(this);
+    m_list->setObjectName(u"issues"_qs);
+    m_list->setUniformItemSizes(true);
+    m_list->setSelectionMode(QAbstractItemView::NoSelection);
+    m_list->setItemDelegate(new RowDelegate({0, 0, 3, true, Qt::ElideRight}, m_list));
+    m_issues = new IssuesListModel(model, m_list);
+    m_list->setModel(m_issues);
+    m_stack = listWithPlaceholder(m_list, L10n::text("No Problems"), u"checkmark.circle"_qs);
+    contentLayout()->addWidget(m_stack, 1);
+
+    auto *buttons = new QDialogButtonBox(this);
+    auto *done = buttons->addButton(L10n::text("Done"), QDialogButtonBox::AcceptRole);
+    done->setObjectName(u"done"_qs);
+    done->setDefault(true);
+    connect(done, &QPushButton::clicked, this, &QDialog::accept);
+    contentLayout()->addWidget(buttons);
+
+    connect(&model, &AppModel::lastResultChanged, this, &IssuesView::update);
+    update();
+}
+
+bool IssuesView::showsPlaceholder() const
+{
+    return m_stack->currentIndex() == 1;
+}
+
+void IssuesView::update()
+{
+    m_issues->reload();
+    showPlaceholder(m_stack, m_issues->rowCount({}) == 0);
+}
+
+} // namespace sorvanel

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QMainWindow>
+
+namespace sorvanel {
+
+class AppModel;
+class ContentView;
+
+// The one main window of the process. Closing it only hides it while the
+// tray icon keeps the program reachable.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    static constexpr int minimumWindowWidth = 590;
+    static constexpr int minimumWindowHeight = 470;
+
+    explicit MainWindow(AppModel &model, QWidget *parent = nullptr);
+
+    ContentView *content() const { return m_content; }
+    // Show, raise and activate: "Open Sorvanel".
+    void bringForward();
+
+private:
+    ContentView *m_content;
+};
+
+} // namespace sorvanel

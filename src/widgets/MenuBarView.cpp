@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "MenuBarView.h"
+
+#include "AppModel.h"
+#include "Localization.h"
+#include "Style.h"
+
+#include <QMenu>
+#include <QSystemTrayIcon>
+
+namespace sorvanel {
+
+MenuBarView::MenuBarView(AppModel &model, QObject *parent)
+    : QObject(parent)
+    , m_model(model)
+{
+    m_menu = new QMenu;
+    m_status = m_menu->addAction(QString());
+    m_status->setEnabled(false);
+    m_menu->addSeparator();
+    m_organize = m_menu->addAction(L10n::text("Organize Now"), &model, &AppModel::organizeNow);
+    m_menu->addAction(L10n::text("Open Sorvanel"), this, &MenuBarView::openRequested);
+    m_menu->addAction(L10n::text("About"), this, &MenuBarView::aboutRequested);
+    m_menu->addSeparator();
+    m_menu->addAction(L10n::text("Quit"), this, &MenuBarView::quitRequested);
+
+    m_tray = new QSystemTrayIcon(Style::applicationIcon(), this);
+    m_tray->setToolTip(u"Sorvanel"_qs);
+    m_tray->setContextMenu(m_menu);
+    // A click on the icon opens the window where the host delivers one.
+    connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick)
+            emit openRequested();
+    });
+
+    connect(&model, &AppModel::lastResultChanged, this, &MenuBarView::update);
+    connect(&model, &AppModel::isRunningChanged, this, &MenuBarView::update);
+    update();
+}
+
+MenuBarView::~MenuBarView()
+{
+    delete m_menu;
+}
+
+void MenuBarView::update()
+{
+    const auto &result = m_model.lastResult();
+    m_status->setText(result ? L10n::format("Last run: %d moved, %d failed", {qint64(result->moved), qint64(result->issues.size())})
+                             : L10n::text("Not run yet"));
+    m_organize->setEnabled(!m_model.isRunning());
+}
+
+} // namespace sorvanel

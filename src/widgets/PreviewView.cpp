@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "PreviewView.h"
+
+#include "AppModel.h"
+#include "Localization.h"
+#include "RowDelegate.h"
+#include "Style.h"
+
+#include <QAbstractListModel>
+#include <QDialogButtonBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListView>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace sorvanel {
+
+// The plan's moves as a list model, read straight from the app model: a
+// hundred thousand moves cost no widgets and no copies.
+class PlanMovesModel : public QAbstractListModel
+{
+public:
+    explicit PlanMovesModel(AppModel &model, QObject *parent)
+        : QAbstractListModel(parent)
+        , m_model(model)
+    {
+        for (const char *name : {"externaldrive.fill", "photo.fill", "doc.fill", "shippingbox.fill"})
+            m_icons.append(Style::symbol(QLatin1String(name)));
+    }
+
+    void reload()
+    {
+        beginResetModel();
+        endResetModel();
+    }
+
+    int rowCount(const QModelIndex &parent) const override
+    {
+        const auto &plan = m_model.previewPlan();
+        return parent.isValid() || !plan ? 0 : int(plan->moves.size());
+    }
+
+    QVariant data(const QModelIndex &index, int role) const override
+    {
+        const auto &plan = m_model.previewPlan();
+        if (!plan || index.row() < 0 || std::size_t(index.row()) >= plan->moves.size())
+            return {};
+        const PlannedMove &move = plan->moves[std::size_t(index.row())];
+        switch (role) {
+        case SheetDialog::PrimaryTextRole:
+            return displayName(move.sourceURL);
+        case SheetDialog::SecondaryTextRole:
+        case Qt::ToolTipRole:
+            return displayPath(move.destinationURL);
+        case SheetDialog::SymbolRole:
+            return m_icons.value(int(move.category));
+        default:
+            return {};
+        }
+    }
+
+private:
+    AppModel &m_model;
+    QList<QIcon> m_icons; // by FileCategory: big, graphic, docs, other
+};
+
+namespace {
+QLabel *countLabel(QWidget *parent)
+{
+    auto *label = new QLabel(parent);
+    Style::makeSecondary(label);
+    return label;
+}
+} // namespace
+
+PreviewView::PreviewView(AppModel &model, QWidget *parent)
+    : SheetDialog(L10n::text("Preview Changes"), parent)
+    , m_model(model)
+{
+    resize(680, 520);
+    m_planArea = new QWidget(this);
+    auto *planLayout = new QVBoxLayout(m_planArea);
+    planLayout->setContentsMargins(0, 0, 0, 0);
+    auto *counts = new QHBoxLayout;
+    counts->setSpacing(18);
+    m_moveCount = countLabel(m_planArea);
+    m_skipCount = countLabel(m_planArea);
+    m_problemCount = countLabel(m_planArea);
+    counts->addWidget(Style::iconLabel(u"arrow.right.circle"_qs, m_moveCount, m_planArea));
+    counts->addWidget(Style::iconLabel(u"forward.circle"_qs, m_skipCount, m_planArea));
+    counts->addWidget(Style::iconLabel(u"exclamationmark.triangle"_qs, m_problemCount, m_planArea));
+    counts->addStretch();
+    planLayout->addLayout(counts);
+
+    m_list = new QListView(m_planArea);
+    m_list->setObjectName(u"moves"_qs);
+    m_list->setMinimumHeight(260);
+    m_list->setUniformItemSizes(true);
+    m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_list->setItemDelegate(new RowDelegate({22, 12, 2, false, Qt::ElideMiddle}, m_list));
+    m_moves = new PlanMovesModel(model, m_list);
+    m_list->setModel(m_moves);
+    planLayout->addWidget(m_list, 1);
+    contentLayout()->addWidget(m_planArea, 1);
+
+    auto *buttons = new QHBoxLayout;
+    buttons->addStretch();
+    auto *cancel = new QPushButton(L10n::text("Cancel"), this);
+    cancel->setObjectName(u"cancel"_qs);
+    buttons->addWidget(cancel);
+    m_moveButton = new QPushButton(L10n::text("Move Files"), this);
+    m_moveButton->setObjectName(u"moveFiles"_qs);
+    m_moveButton->setDefault(true);
+    Style::makeProminent(m_moveButton);
+    buttons->addWidget(m_moveButton);
+    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
+    // The model closes the sheet when it starts moving.
+    connect(m_moveButton, &QPushButton::clicked, this, [this] { m_model.executePreview(); });
+    contentLayout()->addLayout(buttons);
+
+    connect(&model, &AppModel::previewPlanChanged, this, &PreviewView::update);
+    update();
+}
+
+void PreviewView::update()
+{
+    m_moves->reload();
+    const auto &plan = m_model.previewPlan();
+    m_planArea->setVisible(plan.has_value());
+    if (plan) {
+        m_moveCount->setText(L10n::format("Move: %d", {qint64(plan->moves.size())}));
+        m_skipCount->setText(L10n::format("Skip: %d", {qint64(plan->skipped)}));
+        m_problemCount->setText(L10n::format("Problems: %d", {qint64(plan->issues.size())}));
+    }
+    m_moveButton->setEnabled(plan && !plan->moves.empty());
+}
+
+} // namespace sorvanel

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QStyledItemDelegate>
+
+namespace sorvanel {
+
+// Draws the sheets' list rows from the roles of SheetDialog: a symbol in a
+// fixed box, a primary line, a dimmed secondary line (shortened in the middle
+// for paths), and on the right optional details and a warning count.
+class RowDelegate : public QStyledItemDelegate
+{
+    Q_OBJECT
+
+public:
+    struct Layout
+    {
+        int symbolBox = 22;
+        int spacing = 12;
+        int lineSpacing = 2;
+        bool boldPrimary = false;
+        Qt::TextElideMode secondaryElide = Qt::ElideMiddle;
+    };
+
+    explicit RowDelegate(Layout layout, QObject *parent = nullptr);
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
+
+private:
+    Layout m_layout;
+};
+
+} // namespace sorvanel

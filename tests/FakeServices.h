@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "PlatformServices.h"
+
+#include <QStringList>
+#include <QTimer>
+
+namespace sorvanel::test {
+
+// A scheduler that answers later on the event loop, as the real one does.
+class FakeLoginItems : public LoginItemService
+{
+public:
+    Status status = Status::notRegistered;
+    QString failure; // what register/unregister answer; empty: success
+    QStringList calls;
+
+    void fetchStatus(std::function<void(Status)> done) override
+    {
+        calls << u"status"_qs;
+        QTimer::singleShot(0, [this, done] { done(status); });
+    }
+    void registerAgent(Completion done) override
+    {
+        calls << u"register"_qs;
+        QTimer::singleShot(0, [this, done] {
+            if (failure.isEmpty())
+                status = Status::enabled;
+            done(failure);
+        });
+    }
+    void unregisterAgent(Completion done) override
+    {
+        calls << u"unregister"_qs;
+        QTimer::singleShot(0, [this, done] {
+            if (failure.isEmpty())
+                status = Status::notRegistered;
+            done(failure);
+        });
+    }
+};
+
+class FakeChooser : public FolderChooser
+{
+public:
+    std::optional<Path> answer;
+    Path startedIn;
+    QString suggested;
+    int runs = 0;
+
+    std::optional<Path> chooseFolder(const Path &startDirectory, const QString &suggestedName) override
+    {
+        ++runs;
+        startedIn = startDirectory;
+        suggested = suggestedName;
+        return answer;
+    }
+};
+
+} // namespace sorvanel::test

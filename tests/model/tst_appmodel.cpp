@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "AppModel.h"
+#include "FakeServices.h"
+#include "FolderBookmark.h"
+#include "Localization.h"
+#include "SettingsStore.h"
+#include "TestSupport.h"
+
+#include <QProcess>
+#include <QSignalSpy>
+#include <QtTest>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+class TestAppModel : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TemporaryHome> m_home;
+    std::shared_ptr<SettingsStore> m_store;
+    std::shared_ptr<FakeLoginItems> m_loginItems;
+    std::shared_ptr<FakeChooser> m_chooser;
+
+    std::unique_ptr<AppModel> makeModel()
+    {
+        return std::make_unique<AppModel>(m_store, m_loginItems, m_chooser);
+    }
+    Path downloads() const { return toPath(m_home->downloads()); }
+    void addFiles(int count, const char *prefix = "file")
+    {
+        for (int i = 0; i < count; ++i)
+            writeFile(downloads() / (std::string(prefix) + std::to_string(i) + ".txt"), "x", longAgo());
+    }
+
+private slots:
+    void init()
+    {
+        m_home = std::make_unique<TemporaryHome>();
+        m_store = std::make_shared<SettingsStore>();
+        m_loginItems = std::make_shared<FakeLoginItems>();
+        m_chooser = std::make_shared<FakeChooser>();
+    }
+
+    void loadsTheStoredSettings()
+    {
+        m_store->saveThreshold(42);
+        m_store->saveFolder("/some/where", std::nullopt, false);
+        auto model = makeModel();
+        QCOMPARE(model->thresholdMB(), 42);
+        QCOMPARE(model->destinationURL(), Path("/some/where"));
+        QCOMPARE(model->sourceURL(), downloads());
+        QVERIFY(!model->isRunning());
+        QVERIFY(!model->lastResult());
+        QVERIFY(!model->alertMessage()); // no bookmarks stored: no message
+        QVERIFY(m_loginItems->calls.isEmpty());
+    }
+
+    void thresholdIsClamped_data()
+    {
+        QTest::addColumn<qint64>("typed");
+        QTest::addColumn<qint64>("kept");
+        QTest::newRow("zero") << 0LL << 1LL;
+        QTest::newRow("negative") << -5LL << 1LL;
+        QTest::newRow("inside") << 250LL << 250LL;
+        QTest::newRow("upper bound") << 100000LL << 100000LL;
+        QTest::newRow("above") << 100001LL << 100000LL;
+    }
+
+    void thresholdIsClamped()
+    {
+        QFETCH(qint64, typed);
+        QFETCH(qint64, kept);
+        auto model = makeModel();
+        QSignalSpy spy(model.get(), &AppModel::thresholdMBChanged);
+        model->setThresholdMB(typed);
+        model->thresholdChanged();
+        QCOMPARE(model->thresholdMB(), kept);
+        QCOMPARE(m_store->load().thresholdMB, kept);
+        QCOMPARE(spy.count(), 2); // every assignment notifies, even an unchanged one
+    }
+
+    void organizeNowRunsOnceAndRecords()
+    {
+        addFiles(20);
+        auto model = makeModel();
+        QStringList order;
+        for (auto [signal, name] : {std::pair{&AppModel::lastResultChanged, "lastResult"},
+                                    std::pair{&AppModel::historyChanged, "history"},
+                                    std::pair{&AppModel::isRunningChanged, "isRunning"}}) {
+            connect(model.get(), signal, this, [&order, name = QString::fromLatin1(name)] { order << name; });
+        }
+        model->organizeNow();
+        QVERIFY(model->isRunning());
+        model->organizeNow(); // ignored while running
+        model->previewChanges();
+        QTRY_VERIFY(!model->isRunning());
+        QCOMPARE(model->lastResult()->moved, 20);
+        QCOMPARE(model->history().size(), 1);
+        QCOMPARE(model->history()[0].mode, OrganizationRunMode::manual);
+        QCOMPARE(m_store->loadHistory().size(), 1);
+        QVERIFY(!model->showsIssues());
+        QVERIFY(!model->showsPreview());
+        QCOMPARE(order, (QStringList{u"isRunning"_qs, u"lastResult"_qs, u"history"_qs, u"isRunning"_qs}));
+    }
+
+    void previewThenExecuteMovesExactlyThePlan()
+    {
+        addFiles(3);
+        auto model = makeModel();
+        model->executePreview(); // nothing to execute
+        QVERIFY(!model->isRunning());
+        model->previewChanges();
+        QTRY_VERIFY(!model->isRunning());
+        QVERIFY(model->showsPreview());
+        QCOMPARE(model->previewPlan()->moves.size(), std::size_t(3));
+        QVERIFY(std::filesystem::exists(downloads() / "file0.txt"));
+        const QDateTime planned = model->previewPlan()->generatedAt;
+
+        // Changes after the preview: one file vanishes, one appears.
+        std::filesystem::remove(downloads() / "file1.txt");
+        addFiles(1, "late");
+        model->executePreview();
+        QVERIFY(!model->showsPreview());
+        QTRY_VERIFY(!model->isRunning());
+        QVERIFY(!model->previewPlan());
+        QCOMPARE(model->lastResult()->moved, 2);
+        QCOMPARE(model->lastResult()->issues.size(), 1);
+        QCOMPARE(model->lastResult()->issues[0].filename, u"file1.txt"_qs);
+        QCOMPARE(model->lastResult()->runDate, planned);
+        QVERIFY(model->showsIssues());
+        QVERIFY(std::filesystem::exists(downloads() / "late0.txt"));
+        model->executePreview(); // the plan is gone
+        QVERIFY(!model->isRunning());
+    }
+
+    void planningFailureBecomesTheAlert()
+    {
+        addFiles(1);
+        auto model = makeModel();
+        model->organizeNow();
+        QTRY_VERIFY(!model->isRunning());
+        const auto before = model->lastResult();
+        model->setSourceURL("/no/such/folder");
+        model->organizeNow();
+        QVERIFY(!model->alertMessage());
+        QTRY_VERIFY(!model->isRunning());
+        QCOMPARE(*model->alertMessage(), errorDescription(OrganizerError::sourceDoesNotExist));
+        QCOMPARE(model->lastResult(), before);
+        QCOMPARE(m_store->loadHistory().size(), 1);
+        model->previewChanges(); // a new command clears the old alert first
+        QVERIFY(!model->alertMessage());
+        QTRY_VERIFY(!model->isRunning());
+        QVERIFY(!model->showsPreview());
+    }
+
+    void aCleanRunLeavesAnOpenIssuesSheetOpen()
+    {
+        auto model = makeModel();
+        model->setShowsIssues(true);
+        model->organizeNow();
+        QTRY_VERIFY(!model->isRunning());
+        QVERIFY(model->showsIssues());
+    }
+
+    void pollingPicksUpAnotherProcesssResult()
+    {
+        auto model = makeModel();
+        addFiles(2);
+        QProcess cli;
+        cli.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"organize"_qs});
+        QVERIFY(cli.waitForFinished(30000));
+        QCOMPARE(cli.exitCode(), 0);
+        QVERIFY(!model->lastResult());
+        QSignalSpy published(model.get(), &AppModel::lastResultChanged);
+        QTRY_VERIFY_WITH_TIMEOUT(model->lastResult().has_value(), 6000);
+        QCOMPARE(model->lastResult()->moved, 2);
+        QCOMPARE(model->history().size(), 1);
+        QVERIFY(!model->showsIssues());
+        // The same run date again is the same result: nothing is published.
+        published.clear();
+        model->refreshExternalResults();
+        QCOMPARE(published.count(), 0);
+    }
+
+    void automaticSwitchDrivesTheScheduler()
+    {
+        auto model = makeModel();
+        model->setAutomaticEnabled(true);
+        model->automaticEnabledChanged();
+        QVERIFY(m_store->load().automaticEnabled);
+        QTRY_COMPARE(m_loginItems->calls, (QStringList{u"status"_qs, u"register"_qs}));
+        // Already enabled: no call beyond the status check.
+        m_loginItems->calls.clear();
+        model->automaticEnabledChanged();
+        QTRY_COMPARE(m_loginItems->calls, (QStringList{u"status"_qs}));
+        QTest::qWait(20);
+        QCOMPARE(m_loginItems->calls.size(), 1);
+        QVERIFY(!model->alertMessage());
+        // Off, and a failure is shown with its reason; the switch stays off.
+        m_loginItems->calls.clear();
+        m_loginItems->failure = u"Failed to connect to bus"_qs;
+        model->setAutomaticEnabled(false);
+        model->automaticEnabledChanged();
+        QTRY_VERIFY(model->alertMessage().has_value());
+        QCOMPARE(*model->alertMessage(), L10n::format("Automatic startup could not be changed: %@", {u"Failed to connect to bus"_qs}));
+        QCOMPARE(m_loginItems->calls, (QStringList{u"status"_qs, u"unregister"_qs}));
+        QVERIFY(!model->automaticEnabled());
+        QVERIFY(!m_store->load().automaticEnabled);
+    }
+
+    void startupRegistersSilently()
+    {
+        m_store->saveAutomaticEnabled(true);
+        m_loginItems->failure = u"no systemd"_qs;
+        auto model = makeModel();
+        QTRY_COMPARE(m_loginItems->calls, (QStringList{u"status"_qs, u"register"_qs}));
+        QTest::qWait(20);
+        QVERIFY(!model->alertMessage());
+        // Already registered at start: only the status check.
+        m_loginItems->calls.clear();
+        m_loginItems->failure.clear();
+        m_loginItems->status = LoginItemService::Status::enabled;
+        auto second = makeModel();
+        QTRY_COMPARE(m_loginItems->calls, (QStringList{u"status"_qs}));
+    }
+
+    void choosingFolders()
+    {
+        auto model = makeModel();
+        const Path picked = toPath(m_home->path()) / "Sorted";
+        std::filesystem::create_directories(picked);
+        m_chooser->answer = picked;
+        model->chooseDestination();
+        QCOMPARE(m_chooser->startedIn, downloads());
+        QCOMPARE(m_chooser->suggested, u"__filesDownloadedAt"_qs);
+        QCOMPARE(model->destinationURL(), picked);
+        QCOMPARE(m_store->load().destinationURL, picked);
+        QVERIFY(m_store->load().destinationBookmark);
+        // Cancelling changes nothing.
+        m_chooser->answer.reset();
+        model->chooseSource();
+        QCOMPARE(m_chooser->startedIn, downloads());
+        QCOMPARE(model->sourceURL(), downloads());
+        // A folder that can't be remembered keeps the earlier choice.
+        m_chooser->answer = toPath(m_home->path()) / "vanished";
+        model->chooseSource();
+        QVERIFY(model->alertMessage()->startsWith(L10n::format("Could not remember access to the selected folder: %@", {QString()})));
+        QCOMPARE(model->sourceURL(), downloads());
+    }
+
+    void storedBookmarksAtStart()
+    {
+        const Path moved = toPath(m_home->path()) / "Elsewhere";
+        std::filesystem::create_directories(moved);
+        m_store->saveFolder("/stale/path", FolderBookmark::create(moved, nullptr), true);
+        {
+            auto model = makeModel();
+            QCOMPARE(model->sourceURL(), moved); // the model only; settings keep their path
+            QVERIFY(!model->alertMessage());
+            QCOMPARE(m_store->load().sourceURL, Path("/stale/path"));
+        }
+        std::filesystem::remove(moved);
+        auto model = makeModel();
+        QCOMPARE(*model->alertMessage(), L10n::text("Saved folder access is no longer valid. Please choose the folder again."));
+        QCOMPARE(model->sourceURL(), Path("/stale/path"));
+    }
+
+    void destroyedMidRunDropsTheResult()
+    {
+        addFiles(300);
+        {
+            auto model = makeModel();
+            model->organizeNow();
+        } // destroyed while the organizer is still at work
+        QTest::qWait(50);
+        // Every file is in exactly one place, and the run finished its work.
+        std::size_t count = 0;
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(downloads()))
+            count += entry.is_regular_file() && entry.path().filename() != ".sorvanel.lock";
+        QCOMPARE(count, std::size_t(300));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAppModel)
+#include "tst_appmodel.moc"

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "SystemdLoginItemService.h"
+#include "TestSupport.h"
+
+#include <QProcess>
+#include <QSignalSpy>
+#include <QtTest>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+namespace {
+// A stand-in systemctl: logs its arguments and answers as told by files.
+const char *fakeSystemctl = R"(#!/bin/sh
+echo "$*" >> "$(dirname "$0")/calls.log"
+case "$*" in
+  *is-enabled*) cat "$(dirname "$0")/state" 2>/dev/null || echo disabled ;;
+  *) if [ -f "$(dirname "$0")/fail" ]; then cat "$(dirname "$0")/fail" >&2; exit 1; fi ;;
+esac
+)";
+} // namespace
+
+class TestSystemdLoginItemService : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    QString m_agent;
+    QString m_systemctl;
+
+    QString units() const { return m_dir->path() + QStringLiteral("/units"); }
+    QStringList calls() const
+    {
+        QFile log(m_dir->path() + QStringLiteral("/calls.log"));
+        log.open(QIODevice::ReadOnly);
+        return QString::fromUtf8(log.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    }
+    void writeText(const QString &name, const QByteArray &text)
+    {
+        QFile file(m_dir->path() + u'/' + name);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    }
+
+    static QString waitFor(const std::function<void(LoginItemService::Completion)> &call)
+    {
+        std::optional<QString> answer;
+        call([&](const QString &error) { answer = error; });
+        QTest::qWaitFor([&] { return answer.has_value(); }, 10000);
+        return answer.value_or(u"(no answer)"_qs);
+    }
+
+    static LoginItemService::Status statusOf(SystemdLoginItemService &service)
+    {
+        std::optional<LoginItemService::Status> answer;
+        service.fetchStatus([&](LoginItemService::Status status) { answer = status; });
+        QTest::qWaitFor([&] { return answer.has_value(); }, 10000);
+        return answer.value_or(LoginItemService::Status::notFound);
+    }
+
+private slots:
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/sorvanel $odd%dir-XXXXXX"));
+        m_agent = m_dir->path() + QStringLiteral("/sorvanel-agent");
+        writeText(u"sorvanel-agent"_qs, "#!/bin/sh\n");
+        QFile::setPermissions(m_agent, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        m_systemctl = m_dir->path() + QStringLiteral("/systemctl");
+        writeText(u"systemctl"_qs, fakeSystemctl);
+        QFile::setPermissions(m_systemctl, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+
+    void execPathIsQuoted()
+    {
+        QCOMPARE(SystemdLoginItemService::quotedForExec(u"/a b/%x$y\"z\\"_qs), u"\"/a b/%%x$$y\\\"z\\\\\""_qs);
+    }
+
+    void registerWritesUnitsAndEnablesTheTimer()
+    {
+        SystemdLoginItemService service(m_agent, units(), m_systemctl);
+        QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }), QString());
+        QCOMPARE(calls(), (QStringList{u"--user daemon-reload"_qs,
+                                       u"--user enable --now io.github.sorvanel.Sorvanel.agent.timer"_qs}));
+        QFile unit(units() + QStringLiteral("/io.github.sorvanel.Sorvanel.agent.service"));
+        QVERIFY(unit.open(QIODevice::ReadOnly));
+        const QString text = QString::fromUtf8(unit.readAll());
+        QVERIFY(text.contains(QStringLiteral("ExecStart=") + SystemdLoginItemService::quotedForExec(m_agent)));
+        QVERIFY(text.contains(u"Type=oneshot"_qs));
+        QFile timer(units() + QStringLiteral("/io.github.sorvanel.Sorvanel.agent.timer"));
+        QVERIFY(timer.open(QIODevice::ReadOnly));
+        QVERIFY(timer.readAll().contains("Persistent=true"));
+    }
+
+    void statusNeedsTheAgentToStillBeThere()
+    {
+        SystemdLoginItemService service(m_agent, units(), m_systemctl);
+        QCOMPARE(statusOf(service), LoginItemService::Status::notRegistered);
+        waitFor([&](auto done) { service.registerAgent(done); });
+        writeText(u"state"_qs, "enabled\n");
+        QCOMPARE(statusOf(service), LoginItemService::Status::enabled);
+        QFile::remove(m_agent);
+        QCOMPARE(statusOf(service), LoginItemService::Status::notFound);
+    }
+
+    void failuresCarryAClearReason()
+    {
+        writeText(u"fail"_qs, "Failed to connect to bus: No medium found\n");
+        SystemdLoginItemService service(m_agent, units(), m_systemctl);
+        QCOMPARE(waitFor([&](auto done) { service.unregisterAgent(done); }), u"Failed to connect to bus: No medium found"_qs);
+        SystemdLoginItemService missing(m_agent, units(), m_dir->path() + QStringLiteral("/no-systemctl"));
+        QVERIFY(!waitFor([&](auto done) { missing.registerAgent(done); }).isEmpty());
+        SystemdLoginItemService noAgent(m_dir->path() + QStringLiteral("/gone"), units(), m_systemctl);
+        QVERIFY(waitFor([&](auto done) { noAgent.registerAgent(done); }).contains(u"gone"_qs));
+    }
+
+    void realUserSystemd()
+    {
+        QProcess probe;
+        probe.start(u"systemctl"_qs, {u"--user"_qs, u"is-system-running"_qs});
+        const bool finished = probe.waitForFinished(5000);
+        const QByteArray state = probe.readAllStandardOutput().trimmed();
+        if (!finished || (state != "running" && state != "degraded"))
+            QSKIP("no user systemd reachable here");
+        // Only asks: registering for real would write into the real home's units.
+        SystemdLoginItemService service(m_agent, units());
+        QVERIFY(statusOf(service) != LoginItemService::Status::enabled);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSystemdLoginItemService)
+#include "tst_systemdloginitemservice.moc"

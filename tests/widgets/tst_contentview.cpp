@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "BusyIndicator.h"
+#include "ContentView.h"
+#include "HistoryView.h"
+#include "IssuesView.h"
+#include "Localization.h"
+#include "MainWindow.h"
+#include "PathLabel.h"
+#include "PreviewView.h"
+#include "WidgetTestSupport.h"
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTimeEdit>
+#include <QtTest>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+class TestContentView : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<ModelFixture> m_fixture;
+    std::unique_ptr<MainWindow> m_window;
+    AppModel &model() { return *m_fixture->model; }
+    ContentView *view() { return m_window->content(); }
+
+private slots:
+    void init()
+    {
+        m_fixture = std::make_unique<ModelFixture>();
+        m_window = std::make_unique<MainWindow>(model());
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    }
+
+    void cleanup()
+    {
+        m_window.reset();
+        m_fixture.reset();
+    }
+
+    void windowKeepsItsMinimumSize()
+    {
+        QCOMPARE(m_window->windowTitle(), u"Sorvanel"_qs);
+        QVERIFY(m_window->minimumWidth() >= 590);
+        QVERIFY(m_window->minimumHeight() >= 470);
+        m_window->resize(300, 200);
+        QVERIFY(m_window->width() >= 590 && m_window->height() >= 470);
+    }
+
+    void busyWhileRunning()
+    {
+        QCOMPARE(view()->previewButton()->text(), L10n::text("Preview Changes"));
+        QVERIFY(view()->previewButton()->isEnabled() && view()->organizeButton()->isEnabled());
+        QVERIFY(!view()->busyIndicator()->isVisible());
+        model().setRunning(true);
+        QCOMPARE(view()->previewButton()->text(), L10n::text("Checking…"));
+        QVERIFY(!view()->previewButton()->isEnabled());
+        QVERIFY(!view()->organizeButton()->isEnabled());
+        QVERIFY(view()->busyIndicator()->isVisible());
+        model().setRunning(false);
+        QVERIFY(view()->organizeButton()->isEnabled());
+        QVERIFY(!view()->busyIndicator()->isVisible());
+    }
+
+    void summaryStates()
+    {
+        QVERIFY(view()->summary()->findChild<QLabel *>(u"notRunYet"_qs));
+        QVERIFY(!view()->summary()->findChild<QPushButton *>(u"details"_qs));
+        QVERIFY(!view()->summary()->findChild<QPushButton *>(u"historyLink"_qs));
+
+        model().setLastResult(sampleResult(3, 2));
+        QVERIFY(!view()->summary()->findChild<QLabel *>(u"notRunYet"_qs));
+        QVERIFY(!view()->summary()->findChild<QPushButton *>(u"details"_qs));
+        QVERIFY(view()->summary()->findChild<QPushButton *>(u"historyLink"_qs));
+        const QStringList texts = visibleTexts(view()->summary());
+        QVERIFY(texts.contains(L10n::format("Moved: %d", {3})));
+        QVERIFY(texts.contains(L10n::format("Skipped: %d", {2})));
+        QVERIFY(texts.contains(L10n::format("Failed: %d", {0})));
+
+        model().setLastResult(sampleResult(1, 0, {OrganizationIssue(u"a.pdf"_qs, u"Permission denied"_qs)}));
+        auto *details = view()->summary()->findChild<QPushButton *>(u"details"_qs);
+        QVERIFY(details);
+        QVERIFY(visibleTexts(view()->summary()).contains(L10n::format("Failed: %d", {1})));
+        details->click();
+        QVERIFY(model().showsIssues());
+        QTRY_VERIFY(view()->issuesSheet()->isVisible());
+        view()->summary()->findChild<QPushButton *>(u"historyLink"_qs);
+    }
+
+    void sheetsFollowTheirFlags()
+    {
+        model().setShowsHistory(true);
+        QTRY_VERIFY(view()->historySheet()->isVisible());
+        QVERIFY(view()->historySheet()->isModal() || view()->historySheet()->windowModality() == Qt::WindowModal);
+        view()->historySheet()->findChild<QPushButton *>(u"done"_qs)->click();
+        QVERIFY(!model().showsHistory());
+        QVERIFY(!view()->historySheet()->isVisible());
+        // Return closes the issues sheet.
+        model().setShowsIssues(true);
+        QTRY_VERIFY(view()->issuesSheet()->isVisible());
+        QTest::keyClick(view()->issuesSheet(), Qt::Key_Return);
+        QVERIFY(!model().showsIssues());
+        // The model closing a sheet hides it.
+        model().setShowsPreview(true);
+        QTRY_VERIFY(view()->previewSheet()->isVisible());
+        model().setShowsPreview(false);
+        QVERIFY(!view()->previewSheet()->isVisible());
+    }
+
+    void thresholdFieldCommitsThroughTheModel()
+    {
+        QLineEdit *field = view()->thresholdField();
+        QCOMPARE(field->text(), QLocale().toString(500));
+        QSignalSpy handled(&model(), &AppModel::thresholdMBChanged);
+        field->setFocus();
+        field->selectAll();
+        QTest::keyClicks(field, u"0"_qs);
+        QTest::keyClick(field, Qt::Key_Return);
+        QCOMPARE(model().thresholdMB(), 1);
+        QCOMPARE(field->text(), QLocale().toString(1));
+        QCOMPARE(m_fixture->store->load().thresholdMB, 1);
+        // Return with the value unchanged still goes through the model.
+        handled.clear();
+        QTest::keyClick(field, Qt::Key_Return);
+        QVERIFY(handled.count() >= 1);
+        field->selectAll();
+        QTest::keyClicks(field, u"100001"_qs);
+        QTest::keyClick(field, Qt::Key_Return);
+        QCOMPARE(model().thresholdMB(), 100000);
+    }
+
+    void automaticSwitchEnablesTheTimePicker()
+    {
+        QVERIFY(!view()->automaticSwitch()->isChecked());
+        QVERIFY(!view()->timePicker()->isEnabled());
+        const QTime shown = view()->timePicker()->time();
+        QCOMPARE(shown, QTime(22, 0));
+        view()->automaticSwitch()->click();
+        QVERIFY(model().automaticEnabled());
+        QVERIFY(view()->timePicker()->isEnabled());
+        QTRY_VERIFY(m_fixture->loginItems->calls.contains(u"register"_qs));
+        view()->timePicker()->setTime(QTime(7, 15));
+        QCOMPARE(m_fixture->store->load().automaticTime.toLocalTime().time(), QTime(7, 15));
+        view()->automaticSwitch()->click();
+        QVERIFY(!view()->timePicker()->isEnabled());
+        QCOMPARE(view()->timePicker()->time(), QTime(7, 15)); // the value is kept
+    }
+
+    void alertFollowsTheMessage()
+    {
+        model().setAlertMessage(u"The source folder does not exist."_qs);
+        QTRY_VERIFY(view()->alert() && view()->alert()->isVisible());
+        QCOMPARE(view()->alert()->windowTitle(), u"Sorvanel"_qs);
+        QCOMPARE(view()->alert()->text(), u"The source folder does not exist."_qs);
+        // Dismissing the alert clears the message.
+        view()->alert()->buttons().first()->click();
+        QVERIFY(!model().alertMessage());
+        // Clearing the message dismisses the alert.
+        model().setAlertMessage(u"Another"_qs);
+        QTRY_VERIFY(view()->alert()->isVisible());
+        model().setAlertMessage(std::nullopt);
+        QVERIFY(!view()->alert()->isVisible());
+    }
+
+    void longPathsAreShortenedButCopiedWhole()
+    {
+        const QString longPath = u"/home/someone/"_qs + QString(300, u'x') + u"/Downloads"_qs;
+        model().setSourceURL(pathFromText(longPath));
+        PathLabel *label = view()->sourcePath();
+        QCOMPARE(label->path(), longPath);
+        QVERIFY(label->text().contains(QChar(0x2026)));
+        QVERIFY(label->text().startsWith(u"/home"_qs) && label->text().endsWith(u"Downloads"_qs));
+        label->setFocus();
+        QTRY_VERIFY(label->hasFocus());
+        label->selectAll();
+        label->copy();
+        QCOMPARE(QGuiApplication::clipboard()->text(), longPath);
+    }
+
+    void organizeFromTheWindow()
+    {
+        writeFile(toPath(m_fixture->home.downloads()) / "a.txt", "x", longAgo());
+        view()->organizeButton()->click();
+        QTRY_VERIFY(!model().isRunning());
+        QCOMPARE(model().lastResult()->moved, 1);
+        QVERIFY(visibleTexts(view()->summary()).contains(L10n::format("Moved: %d", {1})));
+    }
+};
+
+QTEST_MAIN(TestContentView)
+#include "tst_contentview.moc"

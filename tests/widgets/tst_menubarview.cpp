@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "AboutView.h"
+#include "Localization.h"
+#include "MenuBarView.h"
+#include "WidgetTestSupport.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QSignalSpy>
+#include <QtTest>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+class TestMenuBarView : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void menuItemsAndStatus()
+    {
+        ModelFixture fixture;
+        MenuBarView view(*fixture.model);
+        QStringList texts;
+        for (QAction *action : view.menu()->actions())
+            texts << (action->isSeparator() ? u"-"_qs : action->text());
+        QCOMPARE(texts, (QStringList{L10n::text("Not run yet"), u"-"_qs, L10n::text("Organize Now"),
+                                     L10n::text("Open Sorvanel"), L10n::text("About"), u"-"_qs, L10n::text("Quit")}));
+        QVERIFY(!view.statusAction()->isEnabled());
+        fixture.model->setLastResult(sampleResult(3, 5, {OrganizationIssue()}));
+        QCOMPARE(view.statusAction()->text(), L10n::format("Last run: %d moved, %d failed", {3, 1}));
+        fixture.model->setRunning(true);
+        QVERIFY(!view.organizeAction()->isEnabled());
+        fixture.model->setRunning(false);
+        QVERIFY(view.organizeAction()->isEnabled());
+
+        QSignalSpy open(&view, &MenuBarView::openRequested);
+        QSignalSpy quit(&view, &MenuBarView::quitRequested);
+        view.menu()->actions()[3]->trigger();
+        view.menu()->actions()[6]->trigger();
+        QCOMPARE(open.count(), 1);
+        QCOMPARE(quit.count(), 1);
+    }
+
+    void aboutWindowIsSingleAndReused()
+    {
+        AboutWindowController &about = AboutWindowController::shared();
+        QCOMPARE(&about, &AboutWindowController::shared());
+        about.show();
+        about.show();
+        QWidget *window = about.window();
+        QVERIFY(window->isVisible());
+        QCOMPARE(window->size(), QSize(568, 390));
+        QCOMPARE(window->windowTitle(), L10n::text("About Sorvanel"));
+        int aboutWindows = 0;
+        for (QWidget *top : QApplication::topLevelWidgets())
+            aboutWindows += top->objectName() == u"aboutWindow" && top->isVisible();
+        QCOMPARE(aboutWindows, 1);
+        window->close();
+        QVERIFY(!window->isVisible());
+        about.show();
+        QCOMPARE(about.window(), window);
+        QVERIFY(window->isVisible());
+        QVERIFY(visibleTexts(window).contains(L10n::format("Version %@", {QStringLiteral(SORVANEL_VERSION)})));
+        QVERIFY(visibleTexts(window).contains(L10n::text("A quiet Linux utility that keeps downloads organized by file date and category.")));
+    }
+};
+
+QTEST_MAIN(TestMenuBarView)
+#include "tst_menubarview.moc"

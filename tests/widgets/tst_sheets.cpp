@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "HistoryView.h"
+#include "IssuesView.h"
+#include "Localization.h"
+#include "PreviewView.h"
+#include "WidgetTestSupport.h"
+
+#include <QListView>
+#include <QPushButton>
+#include <QtTest>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+namespace {
+QString rowText(QListView *list, int row, int role = SheetDialog::PrimaryTextRole)
+{
+    return list->model()->index(row, 0).data(role).toString();
+}
+
+OrganizationPlan planWith(int moves)
+{
+    OrganizationPlan plan;
+    plan.generatedAt = QDateTime::currentDateTimeUtc();
+    plan.destinationRoot = "/d";
+    plan.skipped = 4;
+    plan.issues.append(OrganizationIssue(u"x"_qs, u"y"_qs));
+    for (int i = 0; i < moves; ++i)
+        plan.moves.push_back(PlannedMove{QUuid::createUuid(), "/s/file" + std::to_string(i) + ".bin",
+                                         "/d/2024-01-01/file" + std::to_string(i) + ".bin", FileCategory::other,
+                                         plan.generatedAt});
+    return plan;
+}
+} // namespace
+
+class TestSheets : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<ModelFixture> m_fixture;
+    AppModel &model() { return *m_fixture->model; }
+
+private slots:
+    void init() { m_fixture = std::make_unique<ModelFixture>(); }
+    void cleanup() { m_fixture.reset(); }
+
+    void previewWithoutAPlan()
+    {
+        PreviewView view(model(), nullptr);
+        QCOMPARE(view.findChild<QLabel *>(u"sheetTitle"_qs)->text(), L10n::text("Preview Changes"));
+        QVERIFY(!view.moveButton()->isEnabled());
+        QVERIFY(view.findChild<QPushButton *>(u"cancel"_qs)->isEnabled());
+        QVERIFY(!view.list()->isVisibleTo(&view));
+    }
+
+    void previewOfAnEmptyPlan()
+    {
+        PreviewView view(model(), nullptr);
+        model().setPreviewPlan(planWith(0));
+        QVERIFY(view.list()->isVisibleTo(&view));
+        QCOMPARE(view.list()->model()->rowCount(), 0);
+        QVERIFY(!view.moveButton()->isEnabled());
+        const QStringList texts = visibleTexts(&view);
+        QVERIFY(texts.contains(L10n::format("Move: %d", {0})));
+        QVERIFY(texts.contains(L10n::format("Skip: %d", {4})));
+        QVERIFY(texts.contains(L10n::format("Problems: %d", {1})));
+    }
+
+    void previewListsEveryMoveCheaply()
+    {
+        PreviewView view(model(), nullptr);
+        view.show();
+        QElapsedTimer timer;
+        timer.start();
+        model().setPreviewPlan(planWith(100000));
+        QCOMPARE(view.list()->model()->rowCount(), 100000);
+        QVERIFY(view.list()->uniformItemSizes());
+        QCOMPARE(rowText(view.list(), 99999), u"file99999.bin"_qs);
+        QCOMPARE(rowText(view.list(), 0, SheetDialog::SecondaryTextRole), u"/d/2024-01-01/file0.bin"_qs);
+        QVERIFY(view.moveButton()->isEnabled());
+        view.list()->scrollToBottom();
+        QTest::qWait(10);
+        qInfo() << "100000 moves shown in" << timer.elapsed() << "ms";
+        // Cancel leaves the plan in the model and closes the sheet.
+        model().setShowsPreview(true);
+        QObject::connect(&view, &QDialog::finished, &model(), [this] { model().setShowsPreview(false); });
+        view.findChild<QPushButton *>(u"cancel"_qs)->click();
+        QVERIFY(!model().showsPreview());
+        QVERIFY(model().previewPlan());
+    }
+
+    void issuesPlaceholderAndSubstitutes()
+    {
+        IssuesView view(model(), nullptr);
+        QVERIFY(view.showsPlaceholder());
+        QVERIFY(visibleTexts(&view).contains(L10n::text("No Problems")));
+        model().setLastResult(sampleResult(0, 0));
+        QVERIFY(view.showsPlaceholder());
+        model().setLastResult(sampleResult(0, 0,
+                                           {OrganizationIssue(), OrganizationIssue(QString(), u"Disk full"_qs),
+                                            OrganizationIssue(u"a.pdf"_qs, u"Permission denied"_qs)}));
+        QVERIFY(!view.showsPlaceholder());
+        QCOMPARE(rowText(view.list(), 0), L10n::text("Unknown file"));
+        QCOMPARE(rowText(view.list(), 0, SheetDialog::SecondaryTextRole),
+                 L10n::text("Details were not retained between launches."));
+        QCOMPARE(rowText(view.list(), 1), L10n::text("Unknown file"));
+        QCOMPARE(rowText(view.list(), 1, SheetDialog::SecondaryTextRole), u"Disk full"_qs);
+        QCOMPARE(rowText(view.list(), 2), u"a.pdf"_qs);
+    }
+
+    void historyRows()
+    {
+        HistoryView view(model(), nullptr);
+        QVERIFY(view.showsPlaceholder());
+        QVERIFY(visibleTexts(&view).contains(L10n::text("No Runs Yet")));
+        QVERIFY(visibleTexts(&view).contains(L10n::text("The latest 50 runs are retained.")));
+        QVERIFY(view.findChild<QPushButton *>(u"done"_qs));
+
+        RunHistoryEntry automatic(sampleResult(12, 3), OrganizationRunMode::automatic, 0.004);
+        RunHistoryEntry manual(sampleResult(1, 0, {OrganizationIssue(), OrganizationIssue(), OrganizationIssue()}),
+                               OrganizationRunMode::manual, 7.5);
+        model().setHistory({automatic, manual});
+        QVERIFY(!view.showsPlaceholder());
+        QCOMPARE(rowText(view.list(), 0, SheetDialog::SecondaryTextRole),
+                 L10n::formatTranslated(L10n::text("%@ · %.2f s"), {L10n::text("Automatic"), 0.0}));
+        QVERIFY(rowText(view.list(), 0, SheetDialog::SecondaryTextRole).endsWith(QLocale().toString(0.0, 'f', 2) + u" s"_qs));
+        QVERIFY(rowText(view.list(), 1, SheetDialog::SecondaryTextRole).endsWith(QLocale().toString(7.5, 'f', 2) + u" s"_qs));
+        QVERIFY(rowText(view.list(), 1, SheetDialog::SecondaryTextRole).startsWith(L10n::text("Manual")));
+        QCOMPARE(view.list()->model()->index(0, 0).data(SheetDialog::WarningRole).toInt(), 0);
+        QCOMPARE(view.list()->model()->index(1, 0).data(SheetDialog::WarningRole).toInt(), 3);
+        QVERIFY(rowText(view.list(), 0, SheetDialog::DetailTextRole).contains(L10n::format("%d moved", {12})));
+        QVERIFY(rowText(view.list(), 0, SheetDialog::DetailTextRole).contains(L10n::format("%d skipped", {3})));
+        // The date line carries seconds.
+        QVERIFY(rowText(view.list(), 0).contains(u":00"_qs));
+    }
+};
+
+QTEST_MAIN(TestSheets)
+#include "tst_sheets.moc"

@@ -98,7 +98,7 @@ const QSet<QString> &Organizer::incompleteExtensions()
 
 QString Organizer::pathExtension(const Path &url)
 {
-    const std::string &name = url.filename().native();
+    const std::string name = url.filename().native(); // a copy: filename() is a temporary
     const auto dot = name.rfind('.');
     // A leading dot marks a hidden name, not an extension; a trailing one has none.
     if (dot == std::string::npos || dot == 0 || dot + 1 == name.size())

@@ -97,7 +97,7 @@ PreviewView::PreviewView(AppModel &model, QWidget *parent)
     m_list->setObjectName(u"moves"_qs);
     m_list->setMinimumHeight(260);
     m_list->setUniformItemSizes(true);
-    m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_list->setSelectionMode(QAbstractItemView::NoSelection);
     m_list->setItemDelegate(new RowDelegate({22, 12, 2, false, Qt::ElideMiddle}, m_list));
     m_moves = new PlanMovesModel(model, m_list);
     m_list->setModel(m_moves);

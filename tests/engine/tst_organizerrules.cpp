@@ -32,6 +32,9 @@ private slots:
         QTest::newRow("threshold 1, empty file") << "a.md" << 0LL << 1LL << "docs";
         QTest::newRow("threshold 1, one byte") << "a.md" << 1LL << 1LL << "big";
         QTest::newRow("disk image") << "x.dmg" << 1LL << 100LL << "other";
+        // Names longer than a short-string buffer once read a dead temporary.
+        QTest::newRow("long name, pdf") << "Quarterly report for the board.pdf" << 1LL << 100LL << "docs";
+        QTest::newRow("long name, PNG") << "screenshot-2024-03-07-at-21.30.11.PNG" << 1LL << 100LL << "graphic";
     }
 
     void category()
@@ -61,6 +64,7 @@ private slots:
         QTest::newRow("mkv.part") << "movie.mkv.part" << true;
         QTest::newRow("partial") << "a.partial" << true;
         QTest::newRow("bare tmp") << "tmp" << false;
+        QTest::newRow("long crdownload") << "Unconfirmed 123456 of a long download.crdownload" << true;
         QTest::newRow("part-list.pdf") << "part-list.pdf" << false;
     }
 

@@ -23,7 +23,11 @@ public:
         : QWidget(parent)
         , m_renderer(u":/AboutArtwork.svg"_qs)
     {
-        setFixedSize(520, 250);
+        // 520 × 250 where the texts leave room; shorter (scaled to fit) where
+        // a larger font or a longer translation needs the space.
+        setMinimumSize(520, 150);
+        setMaximumSize(520, 250);
+        setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Preferred);
     }
 
 protected:
@@ -31,12 +35,12 @@ protected:
     {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        QPainterPath clip;
-        clip.addRoundedRect(QRectF(rect()), 18, 18);
-        painter.setClipPath(clip);
         QSizeF size = m_renderer.defaultSize();
         size.scale(QSizeF(rect().size()), Qt::KeepAspectRatio);
         const QRectF target(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size);
+        QPainterPath clip;
+        clip.addRoundedRect(target, 18, 18);
+        painter.setClipPath(clip);
         m_renderer.render(&painter, target);
     }
 
@@ -58,7 +62,7 @@ AboutView::AboutView(QWidget *parent)
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(24, 24, 24, 24);
     layout->setSpacing(16);
-    layout->addWidget(new Artwork(this), 0, Qt::AlignHCenter);
+    layout->addWidget(new Artwork(this), 1, Qt::AlignHCenter);
 
     auto *texts = new QVBoxLayout;
     texts->setSpacing(5);
@@ -73,7 +77,8 @@ AboutView::AboutView(QWidget *parent)
         L10n::text("A quiet Linux utility that keeps downloads organized by file date and category."), this);
     description->setWordWrap(true);
     description->setAlignment(Qt::AlignCenter);
-    description->setMaximumWidth(430);
+    description->setFixedWidth(430);
+    description->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Minimum);
     texts->addWidget(description, 0, Qt::AlignHCenter);
     auto *link = new QLabel(QStringLiteral("<a href=\"%1\">%1</a>").arg(QLatin1String(webPage)), this);
     link->setObjectName(u"link"_qs);
@@ -81,7 +86,6 @@ AboutView::AboutView(QWidget *parent)
     link->setTextInteractionFlags(Qt::TextBrowserInteraction);
     texts->addWidget(link, 0, Qt::AlignHCenter);
     layout->addLayout(texts);
-    layout->addStretch();
 }
 
 AboutWindowController &AboutWindowController::shared()

@@ -22,6 +22,7 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     initStyleOption(&background, index);
     background.text.clear();
     background.icon = QIcon();
+    background.state &= ~QStyle::State_HasFocus; // rows are read, not picked: no focus highlight
     QApplication::style()->drawControl(QStyle::CE_ItemViewItem, &background, painter, option.widget);
 
     const bool selected = option.state & QStyle::State_Selected;

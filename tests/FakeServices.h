@@ -3,6 +3,7 @@
 
 #include "PlatformServices.h"
 
+#include <QObject>
 #include <QStringList>
 #include <QTimer>
 
@@ -16,15 +17,20 @@ public:
     QString failure; // what register/unregister answer; empty: success
     QStringList calls;
 
+private:
+    QObject m_context; // answers die with the fake
+
+public:
+
     void fetchStatus(std::function<void(Status)> done) override
     {
         calls << u"status"_qs;
-        QTimer::singleShot(0, [this, done] { done(status); });
+        QTimer::singleShot(0, &m_context, [this, done] { done(status); });
     }
     void registerAgent(Completion done) override
     {
         calls << u"register"_qs;
-        QTimer::singleShot(0, [this, done] {
+        QTimer::singleShot(0, &m_context, [this, done] {
             if (failure.isEmpty())
                 status = Status::enabled;
             done(failure);
@@ -33,7 +39,7 @@ public:
     void unregisterAgent(Completion done) override
     {
         calls << u"unregister"_qs;
-        QTimer::singleShot(0, [this, done] {
+        QTimer::singleShot(0, &m_context, [this, done] {
             if (failure.isEmpty())
                 status = Status::notRegistered;
             done(failure);

@@ -192,11 +192,10 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     });
     connect(m_previewButton, &QPushButton::clicked, &model, &AppModel::previewChanges);
     connect(m_organizeButton, &QPushButton::clicked, &model, &AppModel::organizeNow);
-    for (auto [sheet, setter] : {std::pair<QDialog *, void (AppModel::*)(bool)>{m_preview, &AppModel::setShowsPreview},
-                                 {m_issues, &AppModel::setShowsIssues},
-                                 {m_history, &AppModel::setShowsHistory}}) {
-        connect(sheet, &QDialog::finished, this, [this, setter = setter] { (m_model.*setter)(false); });
-    }
+    // A sheet closed by its own button (or Escape) clears its flag.
+    connect(m_preview, &QDialog::finished, this, [this] { m_model.setShowsPreview(false); });
+    connect(m_issues, &QDialog::finished, this, [this] { m_model.setShowsIssues(false); });
+    connect(m_history, &QDialog::finished, this, [this] { m_model.setShowsHistory(false); });
 
     // The model drives what is shown.
     connect(&model, &AppModel::sourceURLChanged, this, &ContentView::updateFolders);

@@ -14,6 +14,7 @@ SORVANEL_PACKAGES=(
     qt6-tools-dev qt6-l10n-tools     # CMake support for translations, lrelease
     qt6-translations-l10n            # Qt's own translations for dialogs and buttons
     libsqlite3-dev                   # the settings suite
+    libicu-dev                       # name collation (the ICU that Qt uses), called directly for sort keys
     python3                          # the translation completeness check
 )
 

@@ -13,6 +13,7 @@
 #include <QLocale>
 
 #include <cmath>
+#include <cstdio>
 
 namespace sorvanel {
 
@@ -254,8 +255,21 @@ int CommandLine::preview(SettingsStore &store, bool json)
                                        {u"skipped"_qs, qint64(plan.skipped)},
                                        {u"issues"_qs, issuesJson(plan.issues)}});
     } else {
-        for (const auto &move : plan.moves)
-            m_out << displayPath(move.sourceURL) << " → " << displayPath(move.destinationURL) << '\n';
+        // Paths go out as the bytes they are: exact even where a name is not UTF-8.
+        m_out.flush();
+        std::string lines;
+        for (const auto &move : plan.moves) {
+            lines += move.sourceURL.native();
+            lines += " \u2192 ";
+            lines += move.destinationURL.native();
+            lines += '\n';
+            if (lines.size() > (1 << 16)) {
+                std::fwrite(lines.data(), 1, lines.size(), stdout);
+                lines.clear();
+            }
+        }
+        std::fwrite(lines.data(), 1, lines.size(), stdout);
+        std::fflush(stdout);
         m_out << L10n::format("Move: %d", {qint64(plan.moves.size())}) << "   "
               << L10n::format("Skip: %d", {qint64(plan.skipped)}) << "   "
               << L10n::format("Problems: %d", {qint64(plan.issues.size())}) << '\n';

@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QRandomGenerator>
 
 #include <algorithm>
 #include <cmath>
@@ -15,6 +16,21 @@
 #include <limits>
 
 namespace sorvanel {
+
+QUuid newIdentifier()
+{
+    // One generator per thread, seeded from the system's entropy: no lock per call.
+    thread_local QRandomGenerator64 generator = [] {
+        quint32 seed[8];
+        QRandomGenerator::system()->fillRange(seed);
+        return QRandomGenerator64(seed);
+    }();
+    quint32 words[4];
+    generator.fillRange(words);
+    return QUuid(words[0], ushort(words[1]), ushort(((words[1] >> 16) & 0x0fff) | 0x4000),
+                 uchar((words[2] & 0x3f) | 0x80), uchar(words[2] >> 8), uchar(words[2] >> 16), uchar(words[2] >> 24),
+                 uchar(words[3]), uchar(words[3] >> 8), uchar(words[3] >> 16), uchar(words[3] >> 24));
+}
 
 QDateTime systemNow()
 {
@@ -123,7 +139,7 @@ std::optional<OrganizerConfiguration> OrganizerConfiguration::forRun(const Path 
 }
 
 RunHistoryEntry::RunHistoryEntry(const OrganizationResult &result, OrganizationRunMode mode, double duration)
-    : id(QUuid::createUuid())
+    : id(newIdentifier())
     , date(result.runDate)
     , mode(mode)
     , moved(result.moved)
@@ -265,14 +281,18 @@ std::optional<QList<RunHistoryEntry>> decodeHistory(const QByteArray &data)
 
 } // namespace Json
 
+// Qt 6 takes file names to be UTF-8 whatever the locale, as QFile::decodeName does.
 QString displayName(const Path &path)
 {
-    return QFile::decodeName(QByteArray::fromStdString(path.filename().native()));
+    const std::string &text = path.native();
+    const auto slash = text.rfind('/');
+    const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
+    return QString::fromUtf8(text.data() + start, qsizetype(text.size() - start));
 }
 
 QString displayPath(const Path &path)
 {
-    return QFile::decodeName(QByteArray::fromStdString(path.native()));
+    return QString::fromUtf8(path.native().data(), qsizetype(path.native().size()));
 }
 
 Path pathFromText(const QString &text)

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QUuid>
 
+#include "Path.h"
+
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -15,8 +17,12 @@
 
 namespace sorvanel {
 
-using Path = std::filesystem::path;
 using Clock = std::function<QDateTime()>;
+
+// A fresh random (version 4) UUID. Drawn from Qt's securely seeded generator
+// rather than the CPU's random instruction per call: a plan of 100,000 moves
+// needs 100,000 of them.
+QUuid newIdentifier();
 
 // The system clock, in UTC. Every record keeps its dates in UTC; they are
 // shown in the user's zone only at the edges (views, command line).
@@ -75,7 +81,7 @@ struct OrganizerConfiguration
 
 struct OrganizationIssue
 {
-    QUuid id = QUuid::createUuid();
+    QUuid id = newIdentifier();
     QString filename;
     QString message;
 

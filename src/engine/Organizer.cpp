@@ -14,24 +14,42 @@ namespace sorvanel {
 
 namespace {
 
-// The names already taken in each target folder of one plan: what is on disk
-// (read once per folder) plus what the plan itself has handed out, so that no
-// two moves of a plan share a destination.
+// The names taken in each target folder of one plan: what is on disk (read
+// once per folder) and the counter names the plan has handed out. A source
+// file's own name never clashes with another source file's (one folder holds
+// each name once); only a counter name could, so a counter candidate must also
+// be free in the source folder. No set of every planned name is kept.
 class PlannedNames
 {
 public:
-    explicit PlannedNames(FileSystem &fileSystem) : m_fileSystem(fileSystem) {}
-
-    Path reserve(const std::string &filename, const Path &directory)
+    PlannedNames(FileSystem &fileSystem, Path sourceFolder)
+        : m_fileSystem(fileSystem)
+        , m_sourceFolder(std::move(sourceFolder))
     {
-        Folder &folder = m_folders[directory.native()];
-        if (!folder.loaded) {
-            folder.loaded = true;
-            if (auto names = m_fileSystem.namesInDirectory(directory))
-                folder.taken = std::move(*names);
+    }
+
+    Path reserve(const Path &source, const Path &directory)
+    {
+        if (directory.native() != m_lastDirectory) {
+            m_lastDirectory = directory.native();
+            m_folder = &m_folders[m_lastDirectory];
+            if (!m_folder->loaded) {
+                m_folder->loaded = true;
+                if (auto names = m_fileSystem.namesInDirectory(directory))
+                    m_folder->taken = std::move(*names);
+            }
         }
+        Folder &folder = *m_folder;
+        const std::string &path = source.native();
+        const std::string_view filename = std::string_view(path).substr(path.rfind('/') + 1);
+        if (folder.taken.empty() || !folder.taken.count(std::string(filename)))
+            return directory / filename; // the usual case: the name is free
         const Path destination = Organizer::uniqueDestination(
-            filename, directory, [&](const Path &candidate) { return folder.taken.count(candidate.filename().native()) > 0; },
+            std::string(filename), directory,
+            [&](const Path &candidate) {
+                const std::string name = candidate.native().substr(candidate.native().rfind('/') + 1);
+                return folder.taken.count(name) > 0 || m_fileSystem.itemExists(m_sourceFolder / name);
+            },
             &folder.hints);
         folder.taken.insert(destination.filename().native());
         return destination;
@@ -41,20 +59,60 @@ private:
     struct Folder
     {
         bool loaded = false;
-        std::unordered_set<std::string> taken;
+        std::unordered_set<std::string> taken; // on disk, and counter names handed out
         Organizer::CounterHints hints;
     };
+
     FileSystem &m_fileSystem;
+    Path m_sourceFolder;
     std::unordered_map<std::string, Folder> m_folders;
+    std::string m_lastDirectory;
+    Folder *m_folder = nullptr;
+};
+
+// Day folder names by quarter hour: every zone's offset is a whole number of
+// quarter hours today, so a quarter hour that starts and ends on one local
+// day lies wholly in it, and its name is worked out once per plan.
+class DayFolders
+{
+public:
+    explicit DayFolders(const Calendar &calendar) : m_calendar(calendar) {}
+
+    const std::string &name(const QDateTime &date)
+    {
+        constexpr qint64 quarter = 15 * 60 * 1000;
+        const qint64 ms = date.toMSecsSinceEpoch();
+        const qint64 bucket = ms >= 0 ? ms / quarter : (ms - quarter + 1) / quarter;
+        m_lastUncached = false;
+        const auto found = m_names.find(bucket);
+        if (found != m_names.end())
+            return found->second;
+        const QDateTime start = QDateTime::fromMSecsSinceEpoch(bucket * quarter, Qt::UTC);
+        const QString first = Organizer::dateFolderName(start, m_calendar);
+        if (first == Organizer::dateFolderName(start.addMSecs(quarter - 1), m_calendar))
+            return m_names.emplace(bucket, first.toStdString()).first->second;
+        // A quarter hour across local midnight (an odd historical offset): this file alone.
+        m_uncached = Organizer::dateFolderName(date, m_calendar).toStdString();
+        m_lastUncached = true;
+        return m_uncached;
+    }
+
+    // The last name came from the one-off slot, whose content changes.
+    bool lastWasUncached() const { return m_lastUncached; }
+
+private:
+    const Calendar &m_calendar;
+    std::unordered_map<qint64, std::string> m_names;
+    std::string m_uncached;
+    bool m_lastUncached = false;
 };
 
 std::vector<QString> pathComponents(const Path &path)
 {
     std::vector<QString> components;
-    for (const auto &part : path) {
-        if (!part.empty())
-            components.push_back(QFile::decodeName(QByteArray::fromStdString(part.native())));
-    }
+    const QString text = QFile::decodeName(QByteArray::fromStdString(path.native()));
+    for (const QString &part : text.split(u'/', Qt::SkipEmptyParts))
+        components.push_back(part);
     return components;
 }
 
@@ -106,21 +164,74 @@ QString Organizer::pathExtension(const Path &url)
     return QString::fromUtf8(name.data() + dot + 1, qsizetype(name.size() - dot - 1)).toLower();
 }
 
-FileCategory Organizer::category(const Path &url, std::int64_t size, std::int64_t threshold)
+Organizer::ExtensionKind Organizer::extensionKind(const Path &url)
+{
+    const std::string &path = url.native();
+    const auto slash = path.rfind('/');
+    const std::string_view name = slash == std::string::npos ? std::string_view(path) : std::string_view(path).substr(slash + 1);
+    const auto dot = name.rfind('.');
+    if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size())
+        return ExtensionKind::other;
+    const std::string_view extension = name.substr(dot + 1);
+    // Every listed extension is short ASCII: lower-case it in place and look it up.
+    char lower[12];
+    if (extension.size() < sizeof lower) {
+        bool ascii = true;
+        for (std::size_t i = 0; i < extension.size(); ++i) {
+            const auto c = static_cast<unsigned char>(extension[i]);
+            ascii = ascii && c < 0x80;
+            lower[i] = char(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+        }
+        if (ascii) {
+            static const std::unordered_map<std::string, ExtensionKind> kinds = [] {
+                std::unordered_map<std::string, ExtensionKind> map;
+                for (const auto &[set, kind] : {std::pair{&graphicExtensions(), ExtensionKind::graphic},
+                                                std::pair{&documentExtensions(), ExtensionKind::document},
+                                                std::pair{&incompleteExtensions(), ExtensionKind::incomplete}}) {
+                    for (const QString &listed : *set)
+                        map.emplace(listed.toStdString(), kind);
+                }
+                return map;
+            }();
+            const auto found = kinds.find(std::string(lower, extension.size())); // short: no allocation
+            return found == kinds.end() ? ExtensionKind::other : found->second;
+        }
+    }
+    // Rare: long or non-ASCII extensions get Unicode lower-casing.
+    const QString text = pathExtension(url);
+    if (graphicExtensions().contains(text))
+        return ExtensionKind::graphic;
+    if (documentExtensions().contains(text))
+        return ExtensionKind::document;
+    if (incompleteExtensions().contains(text))
+        return ExtensionKind::incomplete;
+    return ExtensionKind::other;
+}
+
+namespace {
+FileCategory categoryFor(std::int64_t size, std::int64_t threshold, Organizer::ExtensionKind kind)
 {
     if (size >= threshold)
-        return FileCategory::big;
-    const QString extension = pathExtension(url);
-    if (graphicExtensions().contains(extension))
+        return FileCategory::big; // size wins over type; the extension is not even looked at
+    switch (kind) {
+    case Organizer::ExtensionKind::graphic:
         return FileCategory::graphic;
-    if (documentExtensions().contains(extension))
+    case Organizer::ExtensionKind::document:
         return FileCategory::docs;
-    return FileCategory::other;
+    default:
+        return FileCategory::other;
+    }
+}
+} // namespace
+
+FileCategory Organizer::category(const Path &url, std::int64_t size, std::int64_t threshold)
+{
+    return size >= threshold ? FileCategory::big : categoryFor(size, threshold, extensionKind(url));
 }
 
 bool Organizer::isIncomplete(const Path &url)
 {
-    return incompleteExtensions().contains(pathExtension(url));
+    return extensionKind(url) == ExtensionKind::incomplete;
 }
 
 std::optional<QDateTime> Organizer::effectiveFileDate(const std::optional<QDateTime> &creation,
@@ -199,20 +310,29 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
 
     const Calendar calendar = m_calendarProvider();
     const qint64 nowMs = now.toMSecsSinceEpoch();
-    PlannedNames plannedNames(*m_fileManager);
+    DayFolders dayFolders(calendar);
+    PlannedNames plannedNames(*m_fileManager, configuration.sourceURL);
     const auto recordIssue = [&](std::size_t index, const FileError &error) {
         plan.issues.append(OrganizationIssue(names[index], error.localizedDescription()));
     };
+    // The four target folders of the last day seen: most files share a day.
+    const std::string *lastDay = nullptr;
+    Path lastTargets[4];
 
     plan.moves.reserve(entries.size());
     for (const std::size_t index : order) {
-        const DirectoryEntry &entry = entries[index];
+        DirectoryEntry &entry = entries[index];
         if (entry.error) {
             recordIssue(index, entry.error);
             continue;
         }
         const FileProperties &p = entry.properties;
-        if (!p.isRegularFile || p.isSymbolicLink || p.isHidden || isIncomplete(entry.url)) {
+        if (!p.isRegularFile || p.isSymbolicLink || p.isHidden) {
+            ++plan.skipped;
+            continue;
+        }
+        const ExtensionKind kind = extensionKind(entry.url);
+        if (kind == ExtensionKind::incomplete) {
             ++plan.skipped;
             continue;
         }
@@ -228,15 +348,21 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
             recordIssue(index, FileError(FileError::unknownRead));
             continue;
         }
-        const Path dateFolder = configuration.destinationURL / dateFolderName(*date, calendar).toStdString();
-        const FileCategory fileCategory = category(entry.url, *p.size, configuration.largeFileThresholdBytes);
-        const auto folderName = directoryName(fileCategory);
-        const Path targetFolder = folderName ? dateFolder / folderName->toStdString() : dateFolder;
+        const std::string &day = dayFolders.name(*date);
+        if (&day != lastDay || dayFolders.lastWasUncached()) {
+            lastDay = &day;
+            const Path dateFolder = configuration.destinationURL / day;
+            for (auto category : {FileCategory::big, FileCategory::graphic, FileCategory::docs, FileCategory::other}) {
+                const auto folderName = directoryName(category);
+                lastTargets[int(category)] = folderName ? dateFolder / folderName->toStdString() : dateFolder;
+            }
+        }
+        const FileCategory fileCategory = categoryFor(*p.size, configuration.largeFileThresholdBytes, kind);
 
         PlannedMove move;
-        move.id = QUuid::createUuid();
-        move.sourceURL = entry.url;
-        move.destinationURL = plannedNames.reserve(entry.url.filename().native(), targetFolder);
+        move.id = newIdentifier();
+        move.destinationURL = plannedNames.reserve(entry.url, lastTargets[int(fileCategory)]);
+        move.sourceURL = std::move(entry.url);
         move.category = fileCategory;
         move.fileDate = *date;
         plan.moves.push_back(std::move(move));

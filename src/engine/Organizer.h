@@ -48,6 +48,10 @@ public:
     // The lower-cased text after the last dot of the name; empty when there is none.
     static QString pathExtension(const Path &url);
 
+    // What a name's extension says, from one look at it.
+    enum class ExtensionKind : std::uint8_t { other, graphic, document, incomplete };
+    static ExtensionKind extensionKind(const Path &url);
+
     // Where the counter search for a name left off, so that many clashes on one
     // name cost one pass, not one pass per file.
     using CounterHints = std::unordered_map<std::string, std::uint64_t>;

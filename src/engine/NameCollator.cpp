@@ -128,20 +128,40 @@ std::vector<std::size_t> NameCollator::stableOrder(const std::vector<QString> &n
     for (auto &worker : workers)
         worker.join();
 
-    const auto part = [&](std::size_t i) -> const SortKeys & { return parts[i / share]; };
-    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        const SortKeys &ka = part(a);
-        const SortKeys &kb = part(b);
-        if (ka.prefix[a] != kb.prefix[b])
-            return ka.prefix[a] < kb.prefix[b];
-        const int byKey = std::memcmp(ka.bytes.data() + ka.offset[a], kb.bytes.data() + kb.offset[b],
-                                      std::min(ka.length[a], kb.length[b]));
+    // Sort (prefix, index) pairs packed together; only names whose keys share
+    // the first eight bytes are then compared in full.
+    struct Item
+    {
+        std::uint64_t prefix;
+        std::uint32_t index;
+    };
+    std::vector<Item> items(count);
+    for (std::size_t i = 0; i < count; ++i)
+        items[i] = {parts[i / share].prefix[i], std::uint32_t(i)};
+    std::sort(items.begin(), items.end(), [](const Item &a, const Item &b) {
+        return a.prefix != b.prefix ? a.prefix < b.prefix : a.index < b.index;
+    });
+    const auto fullKeyLess = [&](const Item &a, const Item &b) {
+        const SortKeys &ka = parts[a.index / share];
+        const SortKeys &kb = parts[b.index / share];
+        const int byKey = std::memcmp(ka.bytes.data() + ka.offset[a.index], kb.bytes.data() + kb.offset[b.index],
+                                      std::min(ka.length[a.index], kb.length[b.index]));
         if (byKey != 0)
             return byKey < 0;
-        if (ka.length[a] != kb.length[b])
-            return ka.length[a] < kb.length[b];
-        return a < b; // equal names keep their listing order
-    });
+        if (ka.length[a.index] != kb.length[b.index])
+            return ka.length[a.index] < kb.length[b.index];
+        return a.index < b.index; // equal names keep their listing order
+    };
+    for (std::size_t first = 0; first < count;) {
+        std::size_t last = first + 1;
+        while (last < count && items[last].prefix == items[first].prefix)
+            ++last;
+        if (last - first > 1)
+            std::sort(items.begin() + std::ptrdiff_t(first), items.begin() + std::ptrdiff_t(last), fullKeyLess);
+        first = last;
+    }
+    for (std::size_t i = 0; i < count; ++i)
+        order[i] = items[i].index;
     return order;
 }
 

@@ -76,9 +76,9 @@ void AppModel::setAutomaticTime(const QDateTime &time)
     emit automaticTimeValueChanged();
 }
 
-void AppModel::setLastResult(const std::optional<OrganizationResult> &result)
+void AppModel::setLastResult(std::optional<OrganizationResult> result)
 {
-    m_lastResult = result;
+    m_lastResult = std::move(result);
     emit lastResultChanged();
 }
 
@@ -88,9 +88,9 @@ void AppModel::setRunning(bool running)
     emit isRunningChanged();
 }
 
-void AppModel::setPreviewPlan(const std::optional<OrganizationPlan> &plan)
+void AppModel::setPreviewPlan(std::optional<OrganizationPlan> plan)
 {
-    m_previewPlan = plan;
+    m_previewPlan = std::move(plan); // a big plan is moved in, never copied
     emit previewPlanChanged();
 }
 
@@ -118,9 +118,9 @@ void AppModel::setAlertMessage(const std::optional<QString> &message)
     emit alertMessageChanged();
 }
 
-void AppModel::setHistory(const QList<RunHistoryEntry> &history)
+void AppModel::setHistory(QList<RunHistoryEntry> history)
 {
-    m_history = history;
+    m_history = std::move(history);
     emit historyChanged();
 }
 

@@ -49,11 +49,11 @@ public:
     QDateTime automaticTime() const { return m_automaticTime; }
     void setAutomaticTime(const QDateTime &time);
     const std::optional<OrganizationResult> &lastResult() const { return m_lastResult; }
-    void setLastResult(const std::optional<OrganizationResult> &result);
+    void setLastResult(std::optional<OrganizationResult> result);
     bool isRunning() const { return m_isRunning; }
     void setRunning(bool running);
     const std::optional<OrganizationPlan> &previewPlan() const { return m_previewPlan; }
-    void setPreviewPlan(const std::optional<OrganizationPlan> &plan);
+    void setPreviewPlan(std::optional<OrganizationPlan> plan);
     bool showsPreview() const { return m_showsPreview; }
     void setShowsPreview(bool shows);
     bool showsIssues() const { return m_showsIssues; }
@@ -63,7 +63,7 @@ public:
     const std::optional<QString> &alertMessage() const { return m_alertMessage; }
     void setAlertMessage(const std::optional<QString> &message);
     const QList<RunHistoryEntry> &history() const { return m_history; }
-    void setHistory(const QList<RunHistoryEntry> &history);
+    void setHistory(QList<RunHistoryEntry> history);
 
     // Change handlers, called by the views after they change a property.
     void thresholdChanged();

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -74,12 +75,26 @@ public:
     virtual std::optional<std::unordered_set<std::string>> namesInDirectory(const Path &directory) = 0;
 
     // Creates the folder and any missing parents; succeeds when it exists.
-    virtual FileError createDirectory(const Path &directory) = 0;
+    // With a `within` folder, the part below it is made and opened one
+    // component at a time without following a symbolic link, so nothing is
+    // created outside `within` even if someone plants a link in the tree.
+    virtual FileError createDirectory(const Path &directory, const Path &within = {}) = 0;
 
     // Moves a file without ever replacing an existing item: EEXIST when the
     // target name is taken. Across file systems the copy is published only
-    // when complete, and the source removed only after that.
-    virtual FileError moveItem(const Path &source, const Path &target) = 0;
+    // when complete, and the source removed only after that. With a `within`
+    // folder, the target's folders below it are reached without following links.
+    virtual FileError moveItem(const Path &source, const Path &target, const Path &within = {}) = 0;
+
+    // A move cut short between publishing its copy and removing the source
+    // (a crash, a kill) leaves the file twice. When `earlierCopy` is such a
+    // copy of `source` (the same file, or on another file system a byte-equal
+    // file with the same size and modification time), removes the source and
+    // says so; the move is then finished, not repeated.
+    virtual bool finishInterruptedMove(const Path &source, const Path &earlierCopy) = 0;
+
+    // Lets go of the folders a run kept open.
+    virtual void closeFolders() {}
 
     // Resolves symbolic links in the existing part of the path and removes
     // "." and ".." components and redundant separators.
@@ -89,18 +104,34 @@ public:
 class PosixFileSystem : public FileSystem
 {
 public:
+    PosixFileSystem() = default;
+    ~PosixFileSystem() override;
+    PosixFileSystem(const PosixFileSystem &) = delete;
+    PosixFileSystem &operator=(const PosixFileSystem &) = delete;
+
     std::vector<DirectoryEntry> contentsOfDirectory(const Path &directory) override;
     bool fileExists(const Path &path, bool *isDirectory = nullptr) override;
     bool itemExists(const Path &path) override;
     std::optional<std::unordered_set<std::string>> namesInDirectory(const Path &directory) override;
-    FileError createDirectory(const Path &directory) override;
-    FileError moveItem(const Path &source, const Path &target) override;
+    FileError createDirectory(const Path &directory, const Path &within = {}) override;
+    FileError moveItem(const Path &source, const Path &target, const Path &within = {}) override;
+    bool finishInterruptedMove(const Path &source, const Path &earlierCopy) override;
+    void closeFolders() override;
     Path resolvingSymlinks(const Path &path) override;
 
 protected:
-    // The pieces of a move, open to tests that need to force a path.
-    FileError linkThenUnlink(const Path &source, const Path &target);
-    FileError copyAcrossDevices(const Path &source, const Path &target);
+    // The pieces of a move, open to tests that need to force a path. The
+    // target is `name` in the folder open as `folder`.
+    virtual FileError renameNoReplace(const Path &source, int folder, const std::string &name);
+    FileError linkThenUnlink(const Path &source, int folder, const std::string &name);
+    virtual FileError copyAcrossDevices(const Path &source, int folder, const std::string &name);
+    // Copies the bytes of one open file into another; tests make it fail.
+    virtual int copyContents(int from, int to);
+    // The folder, opened for moves (-1 with `error` set when it can't be).
+    int openFolder(const Path &directory, const Path &within, bool create, int *error);
+
+private:
+    std::unordered_map<std::string, int> m_folders; // folders opened below a `within` root
 };
 
 } // namespace sorvanel

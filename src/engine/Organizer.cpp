@@ -398,7 +398,9 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
         const auto ensureFolder = [&]() -> FileError {
             if (readyFolders.count(directory.native()))
                 return {};
-            const FileError error = m_fileManager->createDirectory(directory);
+            // Below the destination root no symbolic link is followed: a
+            // planted link can't send a file outside it.
+            const FileError error = m_fileManager->createDirectory(directory, plan.destinationRoot);
             if (!error)
                 readyFolders.insert(directory.native());
             return error;
@@ -407,13 +409,21 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
             fail(error);
             continue;
         }
+        // A name taken since an earlier run may be that run's own copy, cut
+        // short before the source was removed: finish that move instead.
+        const std::string sourceName = move.sourceURL.filename().native();
+        if (move.destinationURL.filename().native() != sourceName
+            && m_fileManager->finishInterruptedMove(move.sourceURL, directory / sourceName)) {
+            ++result.moved;
+            continue;
+        }
         // The planned name first; when another program took it since planning,
         // the next free name made from the source's own name.
         Path target = move.destinationURL;
         FileError error;
         bool folderRechecked = false;
         for (int attempt = 0; attempt < maximumNameAttempts; ++attempt) {
-            error = m_fileManager->moveItem(move.sourceURL, target);
+            error = m_fileManager->moveItem(move.sourceURL, target, plan.destinationRoot);
             if (error.code() == EEXIST) {
                 target = uniqueDestination(move.sourceURL.filename().native(), directory, taken,
                                            &hints[directory.native()]);
@@ -423,6 +433,7 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
                 // The target folder vanished under us: make it again, once.
                 folderRechecked = true;
                 readyFolders.erase(directory.native());
+                m_fileManager->closeFolders();
                 if (const FileError folderError = ensureFolder()) {
                     error = folderError;
                     break;
@@ -436,6 +447,7 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
         else
             ++result.moved;
     }
+    m_fileManager->closeFolders();
     return result;
 }
 

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <sys/stat.h>
 #include <sys/sendfile.h>
 #include <sys/xattr.h>
@@ -33,6 +34,16 @@ public:
     }
     Descriptor(const Descriptor &) = delete;
     Descriptor &operator=(const Descriptor &) = delete;
+    Descriptor(Descriptor &&other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    Descriptor &operator=(Descriptor &&other) noexcept
+    {
+        if (this != &other) {
+            if (m_fd >= 0)
+                ::close(m_fd);
+            m_fd = std::exchange(other.m_fd, -1);
+        }
+        return *this;
+    }
     int get() const { return m_fd; }
     explicit operator bool() const { return m_fd >= 0; }
 
@@ -251,8 +262,12 @@ std::optional<std::unordered_set<std::string>> PosixFileSystem::namesInDirectory
     return names;
 }
 
-FileError PosixFileSystem::createDirectory(const Path &directory)
+FileError PosixFileSystem::createDirectory(const Path &directory, const Path &within)
 {
+    if (!within.empty()) {
+        int error = 0;
+        return openFolder(directory, within, true, &error) < 0 ? FileError(error) : FileError();
+    }
     struct stat info;
     if (::stat(directory.c_str(), &info) == 0)
         return S_ISDIR(info.st_mode) ? FileError() : FileError(EEXIST);
@@ -271,45 +286,168 @@ FileError PosixFileSystem::createDirectory(const Path &directory)
     return S_ISDIR(info.st_mode) ? FileError() : FileError(EEXIST);
 }
 
-FileError PosixFileSystem::moveItem(const Path &source, const Path &target)
+PosixFileSystem::~PosixFileSystem()
 {
-    if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0)
+    closeFolders();
+}
+
+void PosixFileSystem::closeFolders()
+{
+    for (const auto &[path, fd] : m_folders)
+        ::close(fd);
+    m_folders.clear();
+}
+
+int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool create, int *error)
+{
+    const std::string &root = within.native();
+    const std::string &path = directory.native();
+    if (const auto found = m_folders.find(path); found != m_folders.end())
+        return found->second;
+    if (m_folders.size() > 256)
+        closeFolders(); // a run over years of dates: start the cache afresh
+    // The root itself is the user's choice and may be a link; below it, no link is followed.
+    int fd;
+    if (path == root) {
+        fd = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0) {
+            *error = errno;
+            return -1;
+        }
+        m_folders.emplace(path, fd);
+        return fd;
+    }
+    if (path.size() <= root.size() + 1 || path.compare(0, root.size(), root) != 0 || path[root.size()] != '/') {
+        *error = EXDEV; // not inside the root: refused
+        return -1;
+    }
+    const int parent = openFolder(directory.parent_path(), within, create, error);
+    if (parent < 0)
+        return -1;
+    const std::string name = directory.filename().native();
+    if (create && ::mkdirat(parent, name.c_str(), 0777) != 0 && errno != EEXIST) {
+        *error = errno;
+        return -1;
+    }
+    fd = ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) {
+        // A planted link answers ELOOP; a file in the way, ENOTDIR.
+        *error = errno == ELOOP ? ENOTDIR : errno;
+        return -1;
+    }
+    m_folders.emplace(path, fd);
+    return fd;
+}
+
+FileError PosixFileSystem::moveItem(const Path &source, const Path &target, const Path &within)
+{
+    const std::string name = target.filename().native();
+    int folder = AT_FDCWD;
+    Descriptor owned;
+    if (!within.empty()) {
+        int error = 0;
+        folder = openFolder(target.parent_path(), within, false, &error);
+        if (folder < 0)
+            return FileError(error);
+    } else {
+        owned = Descriptor(::open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!owned)
+            return FileError(errno);
+        folder = owned.get();
+    }
+    return renameNoReplace(source, folder, name);
+}
+
+FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const std::string &name)
+{
+    if (::renameat2(AT_FDCWD, source.c_str(), folder, name.c_str(), RENAME_NOREPLACE) == 0)
         return {};
     const int error = errno;
     if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP)
-        return linkThenUnlink(source, target); // the file system refuses the no-replace flag
+        return linkThenUnlink(source, folder, name); // the file system refuses the no-replace flag
     if (error == EXDEV)
-        return copyAcrossDevices(source, target);
+        return copyAcrossDevices(source, folder, name);
     return FileError(error);
 }
 
-FileError PosixFileSystem::linkThenUnlink(const Path &source, const Path &target)
+FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const std::string &name)
 {
-    if (::link(source.c_str(), target.c_str()) == 0) {
+    if (::linkat(AT_FDCWD, source.c_str(), folder, name.c_str(), 0) == 0) {
         if (::unlink(source.c_str()) == 0)
             return {};
         const int error = errno;
-        ::unlink(target.c_str()); // the second name is ours: take it back
+        ::unlinkat(folder, name.c_str(), 0); // the second name is ours: take it back
         return FileError(error);
     }
     const int error = errno;
     if (error == EXDEV)
-        return copyAcrossDevices(source, target);
+        return copyAcrossDevices(source, folder, name);
     if (error != EPERM && error != EOPNOTSUPP && error != EMLINK && error != ENOSYS)
         return FileError(error);
     // No hard links here either (FAT, some FUSE file systems): a checked plain
     // rename. Only other programs can race it; our own runs hold the lock.
     struct stat info;
-    if (::lstat(target.c_str(), &info) == 0)
+    if (::fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0)
         return FileError(EEXIST);
     if (errno != ENOENT)
         return FileError(errno);
-    if (::rename(source.c_str(), target.c_str()) != 0)
+    if (::renameat(AT_FDCWD, source.c_str(), folder, name.c_str()) != 0)
         return FileError(errno);
     return {};
 }
 
-FileError PosixFileSystem::copyAcrossDevices(const Path &source, const Path &target)
+int PosixFileSystem::copyContents(int from, int to)
+{
+    return copyData(from, to);
+}
+
+bool PosixFileSystem::finishInterruptedMove(const Path &source, const Path &earlierCopy)
+{
+    struct stat original;
+    struct stat copy;
+    if (::lstat(source.c_str(), &original) != 0 || ::lstat(earlierCopy.c_str(), &copy) != 0)
+        return false;
+    if (!S_ISREG(original.st_mode) || !S_ISREG(copy.st_mode))
+        return false;
+    // A link-then-unlink move cut short: one file under two names.
+    if (sameFile(original, copy))
+        return ::unlink(source.c_str()) == 0;
+    // A copy to another drive cut short: same size and time to the nanosecond
+    // (the copy keeps the time), and every byte equal. On one file system we
+    // never copy, so an equal file there is someone else's.
+    if (original.st_dev == copy.st_dev || original.st_size != copy.st_size
+        || original.st_mtim.tv_sec != copy.st_mtim.tv_sec || original.st_mtim.tv_nsec != copy.st_mtim.tv_nsec)
+        return false;
+    const Descriptor a(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const Descriptor b(::open(earlierCopy.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!a || !b)
+        return false;
+    std::unique_ptr<char[]> left(new char[1 << 16]);
+    std::unique_ptr<char[]> right(new char[1 << 16]);
+    for (;;) {
+        const ssize_t n = ::read(a.get(), left.get(), 1 << 16);
+        if (n < 0)
+            return false;
+        ssize_t got = 0;
+        while (got < n) {
+            const ssize_t m = ::read(b.get(), right.get() + got, size_t(n - got));
+            if (m <= 0)
+                return false;
+            got += m;
+        }
+        if (std::memcmp(left.get(), right.get(), size_t(n)) != 0)
+            return false;
+        if (n == 0)
+            break;
+    }
+    // Still the file we compared? Then the copy stands and the source goes.
+    struct stat now;
+    if (::lstat(source.c_str(), &now) != 0 || !sameContentStamp(original, now))
+        return false;
+    return ::unlink(source.c_str()) == 0;
+}
+
+FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const std::string &name)
 {
     const Descriptor from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY));
     if (!from)
@@ -320,9 +458,8 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, const Path &tar
     if (!S_ISREG(before.st_mode))
         return FileError(EINVAL);
 
-    const Path directory = target.parent_path();
-    const std::string name = target.filename().native();
-    const Descriptor dir(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // Our own descriptor of the folder, so that it can be flushed.
+    const Descriptor dir(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!dir)
         return FileError(errno);
     struct stat existing;
@@ -349,7 +486,7 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, const Path &tar
             ::unlinkat(dir.get(), partial.c_str(), 0);
     };
 
-    if (const int error = copyData(from.get(), copy.get())) {
+    if (const int error = copyContents(from.get(), copy.get())) {
         discard();
         return FileError(error);
     }

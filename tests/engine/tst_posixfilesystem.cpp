@@ -15,8 +15,33 @@ namespace {
 class CrossDeviceFileSystem : public PosixFileSystem
 {
 public:
-    FileError moveItem(const Path &source, const Path &target) override { return copyAcrossDevices(source, target); }
-    using PosixFileSystem::linkThenUnlink;
+    FileError linkThenUnlinkInto(const Path &source, const Path &target)
+    {
+        const int folder = ::open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        const FileError error = linkThenUnlink(source, folder, target.filename().native());
+        ::close(folder);
+        return error;
+    }
+
+protected:
+    FileError renameNoReplace(const Path &source, int folder, const std::string &name) override
+    {
+        return copyAcrossDevices(source, folder, name);
+    }
+};
+
+// A drive that fills up after the first few bytes of a copy.
+class FullDiskFileSystem : public CrossDeviceFileSystem
+{
+protected:
+    int copyContents(int from, int to) override
+    {
+        char buffer[100];
+        const ssize_t n = ::read(from, buffer, sizeof buffer);
+        if (n > 0)
+            (void)::write(to, buffer, size_t(n));
+        return ENOSPC;
+    }
 };
 
 // A folder on another file system than the temporary folder, where the machine has one.
@@ -87,8 +112,8 @@ private slots:
         writeFile(path("a"), "source");
         writeFile(path("b"), "target");
         CrossDeviceFileSystem fs;
-        QCOMPARE(fs.linkThenUnlink(path("a"), path("b")).code(), EEXIST);
-        QVERIFY(!fs.linkThenUnlink(path("a"), path("c")));
+        QCOMPARE(fs.linkThenUnlinkInto(path("a"), path("b")).code(), EEXIST);
+        QVERIFY(!fs.linkThenUnlinkInto(path("a"), path("c")));
         QVERIFY(!std::filesystem::exists(path("a")));
         QCOMPARE(readFile(path("c")), QByteArray("source"));
     }
@@ -153,6 +178,72 @@ private slots:
         QVERIFY(!fs.moveItem(path("x.txt"), target));
         QCOMPARE(readFile(target), QByteArray("across"));
         QVERIFY(!std::filesystem::exists(path("x.txt")));
+    }
+
+    void fullDiskLeavesTheSourceAndNoPartialFile()
+    {
+        writeFile(path("a.iso"), QByteArray(5000, 'z'));
+        std::filesystem::create_directory(path("t"));
+        FullDiskFileSystem fs;
+        const FileError error = fs.moveItem(path("a.iso"), path("t") / "a.iso");
+        QCOMPARE(error.code(), ENOSPC);
+        QCOMPARE(error.localizedDescription(), QString::fromLocal8Bit(strerror(ENOSPC)));
+        QCOMPARE(readFile(path("a.iso")), QByteArray(5000, 'z'));
+        QVERIFY(std::filesystem::is_empty(path("t")));
+    }
+
+    void foldersBelowTheRootAreNeverFollowedThroughLinks()
+    {
+        const Path root = path("root");
+        const Path outside = path("outside");
+        std::filesystem::create_directories(root);
+        std::filesystem::create_directories(outside / "docs");
+        std::filesystem::create_directory_symlink(outside, root / "2024-01-01");
+        writeFile(path("a.pdf"), "mine");
+        PosixFileSystem fs;
+        QCOMPARE(fs.createDirectory(root / "2024-01-01" / "docs", root).code(), ENOTDIR);
+        QCOMPARE(fs.moveItem(path("a.pdf"), root / "2024-01-01" / "docs" / "a.pdf", root).code(), ENOTDIR);
+        QCOMPARE(readFile(path("a.pdf")), QByteArray("mine"));
+        QVERIFY(std::filesystem::is_empty(outside / "docs"));
+        // A target outside the root is refused outright.
+        QVERIFY(fs.moveItem(path("a.pdf"), outside / "a.pdf", root));
+        // The root itself may be a link of the user's choosing.
+        std::filesystem::create_directory_symlink(outside, path("linkedRoot"));
+        QVERIFY(!fs.createDirectory(path("linkedRoot") / "2024-01-02", path("linkedRoot")));
+        QVERIFY(!fs.moveItem(path("a.pdf"), path("linkedRoot") / "2024-01-02" / "a.pdf", path("linkedRoot")));
+        QCOMPARE(readFile(outside / "2024-01-02" / "a.pdf"), QByteArray("mine"));
+    }
+
+    void interruptedMovesAreFinishedNotRepeated()
+    {
+        PosixFileSystem fs;
+        // One file under two names (link made, unlink not yet).
+        writeFile(path("a.txt"), "same");
+        std::filesystem::create_directory(path("t"));
+        QCOMPARE(::link(path("a.txt").c_str(), (path("t") / "a.txt").c_str()), 0);
+        QVERIFY(fs.finishInterruptedMove(path("a.txt"), path("t") / "a.txt"));
+        QVERIFY(!std::filesystem::exists(path("a.txt")));
+        QCOMPARE(readFile(path("t") / "a.txt"), QByteArray("same"));
+        // An equal but separate file on the same drive is someone else's: keep both.
+        writeFile(path("b.txt"), "equal", QDateTime(QDate(2024, 1, 1), QTime(1, 2), Qt::UTC));
+        writeFile(path("t") / "b.txt", "equal", QDateTime(QDate(2024, 1, 1), QTime(1, 2), Qt::UTC));
+        QVERIFY(!fs.finishInterruptedMove(path("b.txt"), path("t") / "b.txt"));
+        QVERIFY(std::filesystem::exists(path("b.txt")));
+        // Across drives: equal bytes and time finish the move; a difference keeps the source.
+        const auto other = otherFileSystemFolder(m_dir->path());
+        if (!other)
+            QSKIP("no second writable file system on this machine");
+        QTemporaryDir far(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
+        const QDateTime stamp(QDate(2024, 1, 1), QTime(1, 2, 3, 456), Qt::UTC);
+        writeFile(path("c.bin"), "payload", stamp);
+        writeFile(toPath(far.path()) / "c.bin", "payload", stamp);
+        writeFile(path("d.bin"), "payload", stamp);
+        writeFile(toPath(far.path()) / "d.bin", "paYload", stamp);
+        QVERIFY(!fs.finishInterruptedMove(path("d.bin"), toPath(far.path()) / "d.bin"));
+        QVERIFY(std::filesystem::exists(path("d.bin")));
+        QVERIFY(fs.finishInterruptedMove(path("c.bin"), toPath(far.path()) / "c.bin"));
+        QVERIFY(!std::filesystem::exists(path("c.bin")));
+        QCOMPARE(readFile(toPath(far.path()) / "c.bin"), QByteArray("payload"));
     }
 
     void createDirectoryReportsWhatBlocksIt()

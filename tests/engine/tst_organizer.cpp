@@ -13,6 +13,29 @@ using namespace sorvanel::test;
 
 namespace {
 const Calendar utc{QCalendar(), QTimeZone::utc()};
+
+// Faults the machine can't produce for root: a read-only drive, a file we may not move.
+class FaultyFileSystem : public PosixFileSystem
+{
+public:
+    int moveFault = 0;
+    int folderFault = 0;
+    std::string faultyName; // only this file's move fails; empty: every move
+
+    FileError createDirectory(const Path &directory, const Path &within) override
+    {
+        // The lock makes the root itself (no `within`); the fault hits the folders below it.
+        return folderFault && !within.empty() ? FileError(folderFault) : PosixFileSystem::createDirectory(directory, within);
+    }
+
+protected:
+    FileError renameNoReplace(const Path &source, int folder, const std::string &name) override
+    {
+        if (moveFault && (faultyName.empty() || source.filename().native() == faultyName))
+            return FileError(moveFault);
+        return PosixFileSystem::renameNoReplace(source, folder, name);
+    }
+};
 const QDateTime fixedNow(QDate(2024, 5, 10), QTime(12, 0), Qt::UTC);
 } // namespace
 
@@ -328,6 +351,50 @@ private slots:
         QCOMPARE(result.issues.size(), 1);
         QCOMPARE(readFile(m_source / longName), QByteArray("second"));
         QCOMPARE(readFile(plan.moves[0].destinationURL), QByteArray("first"));
+    }
+
+    void injectedFaultsBecomeIssuesAndMoveNothing_data()
+    {
+        QTest::addColumn<int>("moveFault");
+        QTest::addColumn<int>("folderFault");
+        QTest::addColumn<QString>("faultyName");
+        QTest::newRow("read-only destination") << EROFS << 0 << "";
+        QTest::newRow("folder can't be made") << 0 << EROFS << "";
+        QTest::newRow("permission denied on one file") << EACCES << 0 << "b.txt";
+        QTest::newRow("disk full") << ENOSPC << 0 << "";
+    }
+
+    void injectedFaultsBecomeIssuesAndMoveNothing()
+    {
+        QFETCH(int, moveFault);
+        QFETCH(int, folderFault);
+        QFETCH(QString, faultyName);
+        file("a.txt", "a");
+        file("b.txt", "b");
+        file("c.txt", "c");
+        auto fs = std::make_shared<FaultyFileSystem>();
+        fs->moveFault = moveFault;
+        fs->folderFault = folderFault;
+        fs->faultyName = faultyName.toStdString();
+        Organizer faulty(fs);
+        faulty.setCalendarProvider([] { return utc; });
+        const auto plan = faulty.makePlan(configuration());
+        // The root is made before any fault applies (the lock needs it).
+        std::filesystem::create_directories(std::filesystem::path(m_destination));
+        const auto result = faulty.execute(plan);
+        const int error = moveFault ? moveFault : folderFault;
+        const int failing = faultyName.isEmpty() ? 3 : 1;
+        QCOMPARE(result.issues.size(), failing);
+        QCOMPARE(result.moved, 3 - failing);
+        for (const auto &issue : result.issues)
+            QCOMPARE(issue.message, QString::fromLocal8Bit(strerror(error)));
+        if (!faultyName.isEmpty())
+            QCOMPARE(result.issues[0].filename, faultyName);
+        for (const auto &move : plan.moves) {
+            const bool failed = faultyName.isEmpty() || move.sourceURL.filename().native() == faultyName.toStdString();
+            QCOMPARE(std::filesystem::exists(std::filesystem::path(move.sourceURL)), failed);
+            QCOMPARE(std::filesystem::exists(std::filesystem::path(move.destinationURL)), !failed);
+        }
     }
 
     void deletedDateFolderIsMadeAgain()

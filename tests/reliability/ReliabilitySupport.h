@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "TestSupport.h"
+
+#include <QCryptographicHash>
+#include <QHash>
+#include <QProcess>
+#include <QRandomGenerator>
+
+#include <csignal>
+#include <sys/stat.h>
+
+namespace sorvanel::test {
+
+// A set of files with distinct contents, to be found again after any run.
+class Originals
+{
+public:
+    // Writes `count` files with unique contents (some large) into `folder`.
+    void create(const Path &folder, int count, quint32 seed, int largeEvery = 50)
+    {
+        QRandomGenerator random(seed);
+        const QDateTime old = QDateTime::currentDateTimeUtc().addDays(-2);
+        for (int i = 0; i < count; ++i) {
+            QByteArray content = "file " + QByteArray::number(i) + " of seed " + QByteArray::number(seed) + "\n";
+            const int extra = (i % largeEvery == 0) ? 1024 * 1024 + int(random.bounded(65536)) : int(random.bounded(8192));
+            content.append(QByteArray(extra, char('a' + i % 26)));
+            static const char *extensions[] = {".pdf", ".jpg", ".txt", ".zip", ""};
+            const std::string name = "f" + std::to_string(i) + extensions[i % 5];
+            writeFile(folder / name, content, old);
+            m_hashes.insert(hash(content), 0);
+        }
+    }
+
+    static QByteArray hash(const QByteArray &content)
+    {
+        return QCryptographicHash::hash(content, QCryptographicHash::Sha1);
+    }
+
+    struct Census
+    {
+        int foreign = 0;    // visible files whose content is no original (half-copied, changed)
+        int missing = 0;    // originals found nowhere
+        int duplicated = 0; // originals found more than once
+        int found = 0;
+    };
+
+    // Looks at every visible file in the given trees. Our own hidden partial
+    // files and the lock file are not visible files.
+    Census census(const std::vector<Path> &trees) const
+    {
+        QHash<QByteArray, int> seen;
+        Census result;
+        for (const Path &tree : trees) {
+            if (!std::filesystem::exists(std::filesystem::path(tree)))
+                continue;
+            for (const auto &entry : std::filesystem::recursive_directory_iterator(std::filesystem::path(tree))) {
+                if (entry.is_symlink() || !entry.is_regular_file())
+                    continue;
+                const std::string name = entry.path().filename().native();
+                if (name.empty() || name[0] == '.')
+                    continue;
+                const QByteArray digest = hash(readFile(Path(entry.path())));
+                if (!m_hashes.contains(digest))
+                    ++result.foreign;
+                else
+                    ++seen[digest];
+            }
+        }
+        for (auto it = m_hashes.constBegin(); it != m_hashes.constEnd(); ++it) {
+            const int times = seen.value(it.key());
+            result.missing += times == 0;
+            result.duplicated += times > 1;
+            result.found += times > 0;
+        }
+        return result;
+    }
+
+    int size() const { return int(m_hashes.size()); }
+
+private:
+    QHash<QByteArray, int> m_hashes;
+};
+
+// A folder on another file system than `near`, where the machine has one.
+inline std::optional<QString> otherFileSystem(const QString &near)
+{
+    struct stat here;
+    ::stat(QFile::encodeName(near).constData(), &here);
+    for (const char *candidate : {"/dev/shm", "/run/user", "/var/tmp"}) {
+        struct stat there;
+        if (::stat(candidate, &there) == 0 && there.st_dev != here.st_dev && ::access(candidate, W_OK) == 0)
+            return QString::fromLatin1(candidate);
+    }
+    return std::nullopt;
+}
+
+inline int cli(const QStringList &arguments, QByteArray *output = nullptr)
+{
+    QProcess process;
+    process.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), arguments);
+    process.waitForFinished(120000);
+    if (output)
+        *output = process.readAllStandardOutput();
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+} // namespace sorvanel::test

@@ -6,6 +6,7 @@
 #include <QLocale>
 #include <QTranslator>
 
+#include <algorithm>
 #include <vector>
 
 namespace sorvanel {
@@ -60,8 +61,11 @@ QString L10n::formatTranslated(const QString &format, std::initializer_list<QVar
         std::size_t index = next;
         qsizetype k = j;
         int position = 0;
+        // Digits beyond any real position or precision are read but capped:
+        // a translation with "%99999999999$d" must not overflow.
+        constexpr int cap = 1000;
         while (k < format.size() && format.at(k).isDigit())
-            position = position * 10 + format.at(k++).digitValue();
+            position = std::min(cap, position * 10 + format.at(k++).digitValue());
         bool positional = false;
         if (k > j && k < format.size() && format.at(k) == u'$') {
             index = std::size_t(position - 1);
@@ -74,7 +78,7 @@ QString L10n::formatTranslated(const QString &format, std::initializer_list<QVar
             precision = 0;
             ++j;
             while (j < format.size() && format.at(j).isDigit())
-                precision = precision * 10 + format.at(j++).digitValue();
+                precision = std::min(cap, precision * 10 + format.at(j++).digitValue());
         }
         // Length modifiers are accepted and ignored.
         while (j < format.size() && (format.at(j) == u'l' || format.at(j) == u'q'))

@@ -174,6 +174,8 @@ private slots:
         QCOMPARE(L10n::formatTranslated(u"Last run: %d moved, %d failed"_qs, {3, 1}), u"Last run: 3 moved, 1 failed"_qs);
         QCOMPARE(L10n::formatTranslated(u"%2$d then %1$d, 100%%"_qs, {1, 2}), u"2 then 1, 100%"_qs);
         QCOMPARE(L10n::formatTranslated(u"50% off %@"_qs, {u"x"_qs}), u"50% off x"_qs);
+        // Found by fuzzing: huge positions and precisions are capped, not overflowed.
+        QCOMPARE(L10n::formatTranslated(u"%4444444444$d|%.4444444444f"_qs, {1}).left(1), u"|"_qs);
         QLocale::setDefault(QLocale::system());
     }
 };

@@ -11,6 +11,7 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -68,6 +69,19 @@ inline QByteArray readFile(const Path &path)
 inline Path toPath(const QString &text)
 {
     return pathFromText(text);
+}
+
+// A folder on another file system than `near`, where the machine has one.
+inline std::optional<QString> otherFileSystem(const QString &near)
+{
+    struct stat here;
+    ::stat(QFile::encodeName(near).constData(), &here);
+    for (const char *candidate : {"/dev/shm", "/run/user", "/var/tmp"}) {
+        struct stat there;
+        if (::stat(candidate, &there) == 0 && there.st_dev != here.st_dev && ::access(candidate, W_OK) == 0)
+            return QString::fromLatin1(candidate);
+    }
+    return std::nullopt;
 }
 
 // A moment well in the past, so files written now pass the two-second age test.

@@ -226,7 +226,8 @@ FileCategory categoryFor(std::int64_t size, std::int64_t threshold, Organizer::E
 
 FileCategory Organizer::category(const Path &url, std::int64_t size, std::int64_t threshold)
 {
-    return size >= threshold ? FileCategory::big : categoryFor(size, threshold, extensionKind(url));
+    // The extension is only read when size doesn't decide.
+    return categoryFor(size, threshold, size >= threshold ? ExtensionKind::other : extensionKind(url));
 }
 
 bool Organizer::isIncomplete(const Path &url)

@@ -27,27 +27,6 @@ private slots:
         QVERIFY(!entry.id.isNull());
     }
 
-    void rawValues()
-    {
-        QCOMPARE(fileCategoryFromRawValue(u"docs"_qs), FileCategory::docs);
-        QVERIFY(!fileCategoryFromRawValue(u"Docs"_qs));
-        QVERIFY(!fileCategoryFromRawValue(u"music"_qs));
-        QVERIFY(!directoryName(FileCategory::other));
-        QCOMPARE(*directoryName(FileCategory::big), u"big"_qs);
-        QCOMPARE(*directoryName(FileCategory::graphic), u"graphic"_qs);
-        QCOMPARE(runModeFromRawValue(u"automatic"_qs), OrganizationRunMode::automatic);
-        QVERIFY(!runModeFromRawValue(u"Manual"_qs));
-    }
-
-    void movesFromTwoPlansDiffer()
-    {
-        PlannedMove a{QUuid::createUuid(), "/s/x", "/d/x", FileCategory::other, QDateTime::currentDateTimeUtc()};
-        PlannedMove b = a;
-        QCOMPARE(a, b);
-        b.id = QUuid::createUuid();
-        QVERIFY(!(a == b));
-    }
-
     void issuesRoundTripWithNewIds()
     {
         const QList<OrganizationIssue> issues{OrganizationIssue(u"ä.pdf"_qs, u"No such file or directory"_qs),

@@ -46,14 +46,6 @@ private slots:
         QCOMPARE(rawValue(Organizer::category(pathFromText(u"/d/"_qs + name), size, threshold)), expected);
     }
 
-    void extensionSets()
-    {
-        QCOMPARE(Organizer::graphicExtensions().size(), 13);
-        QCOMPARE(Organizer::documentExtensions().size(), 18);
-        QCOMPARE(Organizer::incompleteExtensions().size(), 5);
-        QVERIFY(!Organizer::graphicExtensions().intersects(Organizer::documentExtensions()));
-    }
-
     void incomplete_data()
     {
         QTest::addColumn<QString>("name");

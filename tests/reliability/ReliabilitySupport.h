@@ -83,19 +83,6 @@ private:
     QHash<QByteArray, int> m_hashes;
 };
 
-// A folder on another file system than `near`, where the machine has one.
-inline std::optional<QString> otherFileSystem(const QString &near)
-{
-    struct stat here;
-    ::stat(QFile::encodeName(near).constData(), &here);
-    for (const char *candidate : {"/dev/shm", "/run/user", "/var/tmp"}) {
-        struct stat there;
-        if (::stat(candidate, &there) == 0 && there.st_dev != here.st_dev && ::access(candidate, W_OK) == 0)
-            return QString::fromLatin1(candidate);
-    }
-    return std::nullopt;
-}
-
 inline int cli(const QStringList &arguments, QByteArray *output = nullptr)
 {
     QProcess process;

@@ -44,15 +44,6 @@ private slots:
         m_fixture.reset();
     }
 
-    void windowKeepsItsMinimumSize()
-    {
-        QCOMPARE(m_window->windowTitle(), u"Sorvanel"_qs);
-        QVERIFY(m_window->minimumWidth() >= 590);
-        QVERIFY(m_window->minimumHeight() >= 470);
-        m_window->resize(300, 200);
-        QVERIFY(m_window->width() >= 590 && m_window->height() >= 470);
-    }
-
     void busyWhileRunning()
     {
         QCOMPARE(view()->previewButton()->text(), L10n::text("Preview Changes"));
@@ -183,14 +174,6 @@ private slots:
         QCOMPARE(QGuiApplication::clipboard()->text(), longPath);
     }
 
-    void organizeFromTheWindow()
-    {
-        writeFile(toPath(m_fixture->home.downloads()) / "a.txt", "x", longAgo());
-        view()->organizeButton()->click();
-        QTRY_VERIFY(!model().isRunning());
-        QCOMPARE(model().lastResult()->moved, 1);
-        QVERIFY(visibleTexts(view()->summary()).contains(L10n::format("Moved: %d", {1})));
-    }
 };
 
 QTEST_MAIN(TestContentView)

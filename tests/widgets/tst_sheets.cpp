@@ -66,21 +66,16 @@ private slots:
         QVERIFY(texts.contains(L10n::format("Problems: %d", {1})));
     }
 
-    void previewListsEveryMoveCheaply()
+    void previewListsEveryMove()
     {
         PreviewView view(model(), nullptr);
         view.show();
-        QElapsedTimer timer;
-        timer.start();
         model().setPreviewPlan(planWith(100000));
         QCOMPARE(view.list()->model()->rowCount(), 100000);
         QVERIFY(view.list()->uniformItemSizes());
         QCOMPARE(rowText(view.list(), 99999), u"file99999.bin"_qs);
         QCOMPARE(rowText(view.list(), 0, SheetDialog::SecondaryTextRole), u"/d/2024-01-01/file0.bin"_qs);
         QVERIFY(view.moveButton()->isEnabled());
-        view.list()->scrollToBottom();
-        QTest::qWait(10);
-        qInfo() << "100000 moves shown in" << timer.elapsed() << "ms";
         // Cancel leaves the plan in the model and closes the sheet.
         model().setShowsPreview(true);
         QObject::connect(&view, &QDialog::finished, &model(), [this] { model().setShowsPreview(false); });

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "NameCollator.h"
 
+#include "Parallel.h"
+
 #include <unicode/ucol.h>
 
 #include <algorithm>
 #include <cstring>
 #include <numeric>
-#include <thread>
 
 namespace sorvanel {
 
@@ -41,36 +42,26 @@ const UChar *utf16(const QString &text)
     return reinterpret_cast<const UChar *>(text.utf16());
 }
 
-// All sort keys of a list in one block, with the first eight bytes of each as
-// a number: most comparisons end there without touching the block.
-struct SortKeys
+// A name's sort key, with its first eight bytes as a number: most
+// comparisons end there without touching the key itself.
+struct Item
 {
-    std::vector<std::uint64_t> prefix;
-    std::vector<std::uint32_t> offset;
-    std::vector<std::uint32_t> length;
-    std::vector<std::uint8_t> bytes;
+    std::uint64_t prefix;
+    const std::uint8_t *key;
+    std::uint32_t length;
+    std::uint32_t index;
 };
 
-void makeKeys(const UCollator *collator, const std::vector<QString> &names, std::size_t from, std::size_t to,
-              SortKeys &keys)
+bool operator<(const Item &a, const Item &b)
 {
-    std::vector<std::uint8_t> buffer(256);
-    for (std::size_t i = from; i < to; ++i) {
-        const QString &name = names[i];
-        int32_t needed = ucol_getSortKey(collator, utf16(name), int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
-        if (needed > int32_t(buffer.size())) {
-            buffer.resize(std::size_t(needed));
-            needed = ucol_getSortKey(collator, utf16(name), int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
-        }
-        const std::size_t length = std::size_t(std::max(needed, 0));
-        std::uint64_t prefix = 0;
-        for (std::size_t b = 0; b < 8; ++b)
-            prefix = (prefix << 8) | (b < length ? buffer[b] : 0);
-        keys.prefix[i] = prefix;
-        keys.offset[i] = std::uint32_t(keys.bytes.size());
-        keys.length[i] = std::uint32_t(length);
-        keys.bytes.insert(keys.bytes.end(), buffer.begin(), buffer.begin() + std::ptrdiff_t(length));
-    }
+    if (a.prefix != b.prefix)
+        return a.prefix < b.prefix;
+    const int byKey = std::memcmp(a.key, b.key, std::min(a.length, b.length));
+    if (byKey != 0)
+        return byKey < 0;
+    if (a.length != b.length)
+        return a.length < b.length;
+    return a.index < b.index; // equal names keep their listing order
 }
 
 } // namespace
@@ -95,70 +86,69 @@ int NameCollator::compare(const QString &a, const QString &b) const
 
 std::vector<std::size_t> NameCollator::stableOrder(const std::vector<QString> &names) const
 {
-    const std::size_t count = names.size();
+    return stableOrder(names.size(), [&](std::size_t i) { return names[i]; });
+}
+
+std::vector<std::size_t> NameCollator::stableOrder(std::size_t count, const std::function<QString(std::size_t)> &nameAt) const
+{
     std::vector<std::size_t> order(count);
     std::iota(order.begin(), order.end(), std::size_t(0));
     if (!m_collator) {
+        std::vector<QString> names(count);
+        for (std::size_t i = 0; i < count; ++i)
+            names[i] = nameAt(i);
         std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return compare(names[a], names[b]) < 0; });
         return order;
     }
 
-    // Each thread writes its own block of keys, with a collator of its own.
-    const std::size_t threads = count < 4096 ? 1 : std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 8);
-    const std::size_t share = (count + threads - 1) / threads;
-    std::vector<SortKeys> parts(threads);
-    std::vector<std::thread> workers;
-    for (std::size_t t = 0; t < threads; ++t) {
-        SortKeys &part = parts[t];
-        part.prefix.resize(count);
-        part.offset.resize(count);
-        part.length.resize(count);
-        part.bytes.reserve(std::min(count, share) * 48);
-    }
-    for (std::size_t t = 1; t < threads; ++t) {
-        workers.emplace_back([&, t] {
-            UErrorCode status = U_ZERO_ERROR;
-            UCollator *clone = ucol_clone(m_collator, &status);
-            makeKeys(clone ? clone : m_collator, names, std::min(count, t * share), std::min(count, (t + 1) * share), parts[t]);
-            if (clone)
-                ucol_close(clone);
-        });
-    }
-    makeKeys(m_collator, names, 0, std::min(count, share), parts[0]);
-    for (auto &worker : workers)
-        worker.join();
-
-    // Sort (prefix, index) pairs packed together; only names whose keys share
-    // the first eight bytes are then compared in full.
-    struct Item
-    {
-        std::uint64_t prefix;
-        std::uint32_t index;
-    };
+    // Each part of the list gets its keys (in a block of its own, made with a
+    // collator of its own) and is sorted on its own core; the sorted parts
+    // are then merged.
     std::vector<Item> items(count);
-    for (std::size_t i = 0; i < count; ++i)
-        items[i] = {parts[i / share].prefix[i], std::uint32_t(i)};
-    std::sort(items.begin(), items.end(), [](const Item &a, const Item &b) {
-        return a.prefix != b.prefix ? a.prefix < b.prefix : a.index < b.index;
+    std::vector<std::vector<std::uint8_t>> keyBlocks(parallelParts(count));
+    std::vector<std::pair<std::size_t, std::size_t>> ranges(keyBlocks.size());
+    parallelFor(count, [&](std::size_t part, std::size_t from, std::size_t to) {
+        ranges[part] = {from, to};
+        UCollator *clone = nullptr;
+        if (part > 0) {
+            UErrorCode status = U_ZERO_ERROR;
+            clone = ucol_clone(m_collator, &status);
+        }
+        const UCollator *collator = clone ? clone : m_collator;
+        std::vector<std::uint8_t> &block = keyBlocks[part];
+        block.reserve((to - from) * 48);
+        std::vector<std::uint8_t> buffer(256);
+        std::vector<std::size_t> offsets(to - from);
+        for (std::size_t i = from; i < to; ++i) {
+            const QString name = nameAt(i);
+            const UChar *text = utf16(name);
+            int32_t needed = ucol_getSortKey(collator, text, int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
+            if (needed > int32_t(buffer.size())) {
+                buffer.resize(std::size_t(needed));
+                needed = ucol_getSortKey(collator, text, int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
+            }
+            const std::size_t length = std::size_t(std::max(needed, 0));
+            std::uint64_t prefix = 0;
+            for (std::size_t b = 0; b < 8; ++b)
+                prefix = (prefix << 8) | (b < length ? buffer[b] : 0);
+            items[i] = {prefix, nullptr, std::uint32_t(length), std::uint32_t(i)};
+            offsets[i - from] = block.size(); // the block may still move as it grows
+            block.insert(block.end(), buffer.begin(), buffer.begin() + std::ptrdiff_t(length));
+        }
+        if (clone)
+            ucol_close(clone);
+        for (std::size_t i = from; i < to; ++i)
+            items[i].key = block.data() + offsets[i - from];
+        std::sort(items.begin() + std::ptrdiff_t(from), items.begin() + std::ptrdiff_t(to));
     });
-    const auto fullKeyLess = [&](const Item &a, const Item &b) {
-        const SortKeys &ka = parts[a.index / share];
-        const SortKeys &kb = parts[b.index / share];
-        const int byKey = std::memcmp(ka.bytes.data() + ka.offset[a.index], kb.bytes.data() + kb.offset[b.index],
-                                      std::min(ka.length[a.index], kb.length[b.index]));
-        if (byKey != 0)
-            return byKey < 0;
-        if (ka.length[a.index] != kb.length[b.index])
-            return ka.length[a.index] < kb.length[b.index];
-        return a.index < b.index; // equal names keep their listing order
-    };
-    for (std::size_t first = 0; first < count;) {
-        std::size_t last = first + 1;
-        while (last < count && items[last].prefix == items[first].prefix)
-            ++last;
-        if (last - first > 1)
-            std::sort(items.begin() + std::ptrdiff_t(first), items.begin() + std::ptrdiff_t(last), fullKeyLess);
-        first = last;
+    // Merge neighbouring sorted parts, pairwise, until one is left.
+    for (std::size_t width = 1; width < ranges.size(); width *= 2) {
+        for (std::size_t left = 0; left + width < ranges.size(); left += 2 * width) {
+            const auto first = items.begin() + std::ptrdiff_t(ranges[left].first);
+            const auto middle = items.begin() + std::ptrdiff_t(ranges[left + width].first);
+            const auto last = items.begin() + std::ptrdiff_t(ranges[std::min(ranges.size(), left + 2 * width) - 1].second);
+            std::inplace_merge(first, middle, last);
+        }
     }
     for (std::size_t i = 0; i < count; ++i)
         order[i] = items[i].index;

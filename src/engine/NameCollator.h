@@ -4,6 +4,7 @@
 #include <QLocale>
 #include <QString>
 
+#include <functional>
 #include <vector>
 
 struct UCollator;
@@ -26,6 +27,9 @@ public:
     // The stable order of the names: indices into `names`, equal names keep
     // their order. One sort key per name, made on every core for big lists.
     std::vector<std::size_t> stableOrder(const std::vector<QString> &names) const;
+    // The same for `count` names handed out by `nameAt`, which is called from
+    // several threads at once, once per name.
+    std::vector<std::size_t> stableOrder(std::size_t count, const std::function<QString(std::size_t)> &nameAt) const;
 
 private:
     UCollator *m_collator = nullptr;

@@ -4,108 +4,109 @@
 #include "Localization.h"
 #include "NameCollator.h"
 #include "OrganizerExecutionLock.h"
+#include "Parallel.h"
 
 #include <QFile>
 
+#include <algorithm>
 #include <cerrno>
+#include <limits>
+#include <mutex>
 #include <unordered_set>
 
 namespace sorvanel {
 
 namespace {
 
-// The names taken in each target folder of one plan: what is on disk (read
-// once per folder) and the counter names the plan has handed out. A source
-// file's own name never clashes with another source file's (one folder holds
-// each name once); only a counter name could, so a counter candidate must also
-// be free in the source folder. No set of every planned name is kept.
-class PlannedNames
-{
-public:
-    PlannedNames(FileSystem &fileSystem, Path sourceFolder)
-        : m_fileSystem(fileSystem)
-        , m_sourceFolder(std::move(sourceFolder))
-    {
-    }
-
-    Path reserve(const Path &source, const Path &directory)
-    {
-        if (directory.native() != m_lastDirectory) {
-            m_lastDirectory = directory.native();
-            m_folder = &m_folders[m_lastDirectory];
-            if (!m_folder->loaded) {
-                m_folder->loaded = true;
-                if (auto names = m_fileSystem.namesInDirectory(directory))
-                    m_folder->taken = std::move(*names);
-            }
-        }
-        Folder &folder = *m_folder;
-        const std::string &path = source.native();
-        const std::string_view filename = std::string_view(path).substr(path.rfind('/') + 1);
-        if (folder.taken.empty() || !folder.taken.count(std::string(filename)))
-            return directory / filename; // the usual case: the name is free
-        const Path destination = Organizer::uniqueDestination(
-            std::string(filename), directory,
-            [&](const Path &candidate) {
-                const std::string name = candidate.native().substr(candidate.native().rfind('/') + 1);
-                return folder.taken.count(name) > 0 || m_fileSystem.itemExists(m_sourceFolder / name);
-            },
-            &folder.hints);
-        folder.taken.insert(destination.filename().native());
-        return destination;
-    }
-
-private:
-    struct Folder
-    {
-        bool loaded = false;
-        std::unordered_set<std::string> taken; // on disk, and counter names handed out
-        Organizer::CounterHints hints;
-    };
-
-    FileSystem &m_fileSystem;
-    Path m_sourceFolder;
-    std::unordered_map<std::string, Folder> m_folders;
-    std::string m_lastDirectory;
-    Folder *m_folder = nullptr;
-};
-
 // Day folder names by quarter hour: every zone's offset is a whole number of
 // quarter hours today, so a quarter hour that starts and ends on one local
-// day lies wholly in it, and its name is worked out once per plan.
+// day lies wholly in it, and its name is worked out once per plan. Each
+// planning thread keeps its own cache; the calendar itself is only asked
+// under a lock shared by all of them.
 class DayFolders
 {
 public:
-    explicit DayFolders(const Calendar &calendar) : m_calendar(calendar) {}
+    DayFolders(const Calendar &calendar, std::mutex &calendarLock)
+        : m_calendar(calendar)
+        , m_calendarLock(calendarLock)
+    {
+    }
 
-    const std::string &name(const QDateTime &date)
+    // The index of the date's day in names().
+    std::uint32_t index(const QDateTime &date)
     {
         constexpr qint64 quarter = 15 * 60 * 1000;
         const qint64 ms = date.toMSecsSinceEpoch();
         const qint64 bucket = ms >= 0 ? ms / quarter : (ms - quarter + 1) / quarter;
-        m_lastUncached = false;
-        const auto found = m_names.find(bucket);
-        if (found != m_names.end())
-            return found->second;
+        if (bucket == m_lastBucket)
+            return m_lastIndex;
+        const auto found = m_buckets.find(bucket);
+        if (found != m_buckets.end()) {
+            m_lastBucket = bucket;
+            m_lastIndex = found->second;
+            return m_lastIndex;
+        }
+        const std::lock_guard lock(m_calendarLock);
         const QDateTime start = QDateTime::fromMSecsSinceEpoch(bucket * quarter, Qt::UTC);
         const QString first = Organizer::dateFolderName(start, m_calendar);
-        if (first == Organizer::dateFolderName(start.addMSecs(quarter - 1), m_calendar))
-            return m_names.emplace(bucket, first.toStdString()).first->second;
-        // A quarter hour across local midnight (an odd historical offset): this file alone.
-        m_uncached = Organizer::dateFolderName(date, m_calendar).toStdString();
-        m_lastUncached = true;
-        return m_uncached;
+        if (first != Organizer::dateFolderName(start.addMSecs(quarter - 1), m_calendar)) {
+            // A quarter hour across local midnight (an odd historical offset): this file alone.
+            return add(Organizer::dateFolderName(date, m_calendar));
+        }
+        m_lastBucket = bucket;
+        m_lastIndex = add(first);
+        m_buckets.emplace(bucket, m_lastIndex);
+        return m_lastIndex;
     }
 
-    // The last name came from the one-off slot, whose content changes.
-    bool lastWasUncached() const { return m_lastUncached; }
+    const std::vector<std::string> &names() const { return m_names; }
 
 private:
+    std::uint32_t add(const QString &name)
+    {
+        const std::string text = name.toStdString();
+        const auto found = std::find(m_names.begin(), m_names.end(), text);
+        if (found != m_names.end())
+            return std::uint32_t(found - m_names.begin());
+        m_names.push_back(text);
+        return std::uint32_t(m_names.size() - 1);
+    }
+
     const Calendar &m_calendar;
-    std::unordered_map<qint64, std::string> m_names;
-    std::string m_uncached;
-    bool m_lastUncached = false;
+    std::mutex &m_calendarLock;
+    std::unordered_map<qint64, std::uint32_t> m_buckets;
+    std::vector<std::string> m_names;
+    qint64 m_lastBucket = std::numeric_limits<qint64>::min();
+    std::uint32_t m_lastIndex = 0;
 };
+
+// What the first pass over the listing decides for one entry.
+struct Sorting
+{
+    enum Verdict : std::uint8_t { move, skip, issue };
+    Verdict verdict = skip;
+    FileCategory category = FileCategory::other;
+    std::uint16_t part = 0; // the planning thread, whose day names `day` indexes
+    std::uint32_t day = 0;
+};
+
+// One folder files are planned into, and the names taken in it: what is on
+// disk (read once) and the counter names handed out.
+struct TargetFolder
+{
+    Path path;
+    bool needed = false;
+    std::unordered_set<std::string> taken;
+    Organizer::CounterHints hints;
+    bool hasClash = false;
+    std::unordered_set<std::string> ownNames; // of the files planned into it, once a name clashes
+};
+
+std::string_view filenameOf(const Path &path)
+{
+    const std::string &text = path.native();
+    return std::string_view(text).substr(text.rfind('/') + 1);
+}
 
 std::vector<QString> pathComponents(const Path &path)
 {
@@ -303,70 +304,149 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
     plan.destinationRoot = configuration.destinationURL;
 
     std::vector<DirectoryEntry> entries = m_fileManager->contentsOfDirectory(configuration.sourceURL);
-    std::vector<QString> names;
-    names.reserve(entries.size());
-    for (const auto &entry : entries)
-        names.push_back(displayName(entry.url));
-    const std::vector<std::size_t> order = NameCollator().stableOrder(names);
+    const std::vector<std::size_t> order =
+        NameCollator().stableOrder(entries.size(), [&](std::size_t i) { return displayName(entries[i].url); });
 
+    // First, on every core: what becomes of each entry, and for a move its
+    // category and day.
     const Calendar calendar = m_calendarProvider();
+    std::mutex calendarLock;
+    std::vector<DayFolders> dayFolders;
+    const std::size_t parts = parallelParts(entries.size());
+    dayFolders.reserve(parts);
+    for (std::size_t part = 0; part < parts; ++part)
+        dayFolders.emplace_back(calendar, calendarLock);
     const qint64 nowMs = now.toMSecsSinceEpoch();
-    DayFolders dayFolders(calendar);
-    PlannedNames plannedNames(*m_fileManager, configuration.sourceURL);
-    const auto recordIssue = [&](std::size_t index, const FileError &error) {
-        plan.issues.append(OrganizationIssue(names[index], error.localizedDescription()));
-    };
-    // The four target folders of the last day seen: most files share a day.
-    const std::string *lastDay = nullptr;
-    Path lastTargets[4];
-
-    plan.moves.reserve(entries.size());
-    for (const std::size_t index : order) {
-        DirectoryEntry &entry = entries[index];
-        if (entry.error) {
-            recordIssue(index, entry.error);
-            continue;
-        }
-        const FileProperties &p = entry.properties;
-        if (!p.isRegularFile || p.isSymbolicLink || p.isHidden) {
-            ++plan.skipped;
-            continue;
-        }
-        const ExtensionKind kind = extensionKind(entry.url);
-        if (kind == ExtensionKind::incomplete) {
-            ++plan.skipped;
-            continue;
-        }
-        if (configuration.minimumFileAge > 0 && p.modificationDate) {
-            const double age = double(nowMs - p.modificationDate->toMSecsSinceEpoch()) / 1000.0;
-            if (age < configuration.minimumFileAge) {
-                ++plan.skipped;
+    std::vector<Sorting> sortings(entries.size());
+    parallelFor(entries.size(), [&](std::size_t part, std::size_t from, std::size_t to) {
+        for (std::size_t i = from; i < to; ++i) {
+            const DirectoryEntry &entry = entries[i];
+            Sorting &sorting = sortings[i];
+            sorting.part = std::uint16_t(part);
+            if (entry.error) {
+                sorting.verdict = Sorting::issue;
                 continue;
             }
+            const FileProperties &p = entry.properties;
+            if (!p.isRegularFile || p.isSymbolicLink || p.isHidden)
+                continue;
+            const ExtensionKind kind = extensionKind(entry.url);
+            if (kind == ExtensionKind::incomplete)
+                continue;
+            if (configuration.minimumFileAge > 0 && p.modificationDate) {
+                const double age = double(nowMs - p.modificationDate->toMSecsSinceEpoch()) / 1000.0;
+                if (age < configuration.minimumFileAge)
+                    continue;
+            }
+            const auto date = effectiveFileDate(p.creationDate, p.modificationDate);
+            if (!date || !p.size) {
+                sorting.verdict = Sorting::issue;
+                continue;
+            }
+            sorting.verdict = Sorting::move;
+            sorting.day = dayFolders[part].index(*date);
+            sorting.category = categoryFor(*p.size, configuration.largeFileThresholdBytes, kind);
         }
-        const auto date = effectiveFileDate(p.creationDate, p.modificationDate);
-        if (!date || !p.size) {
-            recordIssue(index, FileError(FileError::unknownRead));
-            continue;
-        }
-        const std::string &day = dayFolders.name(*date);
-        if (&day != lastDay || dayFolders.lastWasUncached()) {
-            lastDay = &day;
-            const Path dateFolder = configuration.destinationURL / day;
-            for (auto category : {FileCategory::big, FileCategory::graphic, FileCategory::docs, FileCategory::other}) {
-                const auto folderName = directoryName(category);
-                lastTargets[int(category)] = folderName ? dateFolder / folderName->toStdString() : dateFolder;
+    });
+
+    // The target folders: four per day (three categories and the day itself).
+    std::vector<TargetFolder> folders;
+    std::vector<std::vector<std::uint32_t>> firstFolderOfDay(parts); // by part, then that part's day index
+    {
+        std::unordered_map<std::string, std::uint32_t> firstFolderByName;
+        for (std::size_t part = 0; part < parts; ++part) {
+            for (const std::string &day : dayFolders[part].names()) {
+                const auto [found, added] = firstFolderByName.emplace(day, std::uint32_t(folders.size()));
+                if (added) {
+                    const Path dateFolder = configuration.destinationURL / day;
+                    for (auto category : {FileCategory::big, FileCategory::graphic, FileCategory::docs, FileCategory::other}) {
+                        const auto folderName = directoryName(category);
+                        folders.emplace_back().path = folderName ? dateFolder / folderName->toStdString() : dateFolder;
+                    }
+                }
+                firstFolderOfDay[part].push_back(found->second);
             }
         }
-        const FileCategory fileCategory = categoryFor(*p.size, configuration.largeFileThresholdBytes, kind);
+    }
+    const auto folderOf = [&](std::size_t index) {
+        const Sorting &sorting = sortings[index];
+        return firstFolderOfDay[sorting.part][sorting.day] + std::uint32_t(sorting.category);
+    };
 
-        PlannedMove move;
-        move.id = newIdentifier();
-        move.destinationURL = plannedNames.reserve(entry.url, lastTargets[int(fileCategory)]);
-        move.sourceURL = std::move(entry.url);
-        move.category = fileCategory;
-        move.fileDate = *date;
-        plan.moves.push_back(std::move(move));
+    // In name order: the issues, the skipped count, and which entries move.
+    std::vector<std::uint32_t> movers;
+    movers.reserve(entries.size());
+    for (const std::size_t index : order) {
+        switch (sortings[index].verdict) {
+        case Sorting::skip:
+            ++plan.skipped;
+            break;
+        case Sorting::issue: {
+            const FileError error = entries[index].error ? entries[index].error : FileError(FileError::unknownRead);
+            plan.issues.append(OrganizationIssue(displayName(entries[index].url), error.localizedDescription()));
+            break;
+        }
+        case Sorting::move:
+            movers.push_back(std::uint32_t(index));
+            folders[folderOf(index)].needed = true;
+            break;
+        }
+    }
+    for (TargetFolder &folder : folders) {
+        if (folder.needed) {
+            if (auto names = m_fileManager->namesInDirectory(folder.path))
+                folder.taken = std::move(*names);
+        }
+    }
+
+    // The moves, on every core. A file keeps its name unless the folder
+    // already holds it: files of one source folder never share a name, and
+    // a counter name handed out below is never the name of a file in it.
+    plan.moves.resize(movers.size());
+    std::vector<std::uint8_t> clashes(movers.size());
+    parallelFor(movers.size(), [&](std::size_t, std::size_t from, std::size_t to) {
+        for (std::size_t k = from; k < to; ++k) {
+            DirectoryEntry &entry = entries[movers[k]];
+            const TargetFolder &folder = folders[folderOf(movers[k])];
+            const std::string_view filename = filenameOf(entry.url);
+            clashes[k] = !folder.taken.empty() && folder.taken.count(std::string(filename));
+            PlannedMove &move = plan.moves[k];
+            move.id = newIdentifier();
+            move.destinationURL = folder.path / filename;
+            move.category = sortings[movers[k]].category;
+            move.fileDate = *effectiveFileDate(entry.properties.creationDate, entry.properties.modificationDate);
+            move.sourceURL = std::move(entry.url);
+        }
+    });
+
+    // The clashes, in name order: each gets the first counter name that is
+    // free on disk, among the files planned into its folder and in the
+    // source folder.
+    if (std::find(clashes.begin(), clashes.end(), 1) == clashes.end())
+        return plan;
+    for (std::size_t k = 0; k < movers.size(); ++k) {
+        if (clashes[k])
+            folders[folderOf(movers[k])].hasClash = true;
+    }
+    for (std::size_t k = 0; k < movers.size(); ++k) {
+        TargetFolder &folder = folders[folderOf(movers[k])];
+        if (folder.hasClash && !clashes[k])
+            folder.ownNames.emplace(filenameOf(plan.moves[k].sourceURL));
+    }
+    for (std::size_t k = 0; k < movers.size(); ++k) {
+        if (!clashes[k])
+            continue;
+        TargetFolder &folder = folders[folderOf(movers[k])];
+        PlannedMove &move = plan.moves[k];
+        move.destinationURL = uniqueDestination(
+            std::string(filenameOf(move.sourceURL)), folder.path,
+            [&](const Path &candidate) {
+                const std::string name(filenameOf(candidate));
+                return folder.taken.count(name) > 0 || folder.ownNames.count(name) > 0
+                    || m_fileManager->itemExists(configuration.sourceURL / name);
+            },
+            &folder.hints);
+        folder.taken.emplace(filenameOf(move.destinationURL));
     }
     return plan;
 }

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Localization.h"
+#include "NameCollator.h"
 #include "Organizer.h"
 #include "OrganizerExecutionLock.h"
 #include "TestSupport.h"
 
 #include <QtTest>
+
+#include <set>
 
 #include <sys/stat.h>
 
@@ -155,6 +158,42 @@ private slots:
         // "notes" is taken on disk; its counter skips "notes-2", which another file of the plan keeps.
         QCOMPARE(plan.moves[0].destinationURL.filename().native(), std::string("notes-3"));
         QCOMPARE(plan.moves[1].destinationURL.filename().native(), std::string("notes-2"));
+    }
+
+    void bigFolderPlansLikeASmallOne()
+    {
+        // Enough files for planning to be shared out over the cores. Odd
+        // numbers are already taken in the target folder; every third file
+        // also has a "-2" sibling in the source, which keeps its own name, so
+        // the clashing file gets "-3".
+        constexpr int count = 6000;
+        for (int i = 0; i < count; ++i) {
+            file("f" + std::to_string(i) + ".txt");
+            if (i % 3 == 0)
+                file("f" + std::to_string(i) + "-2.txt");
+        }
+        const Path folder = organizer().makePlan(configuration()).moves[0].destinationURL.parent_path();
+        std::filesystem::create_directories(folder);
+        for (int i = 1; i < count; i += 2)
+            writeFile(folder / ("f" + std::to_string(i) + ".txt"));
+
+        const auto plan = organizer().makePlan(configuration());
+        QCOMPARE(plan.moves.size(), std::size_t(count + count / 3));
+        std::set<std::string> destinations;
+        std::vector<QString> sources;
+        for (const auto &move : plan.moves) {
+            QCOMPARE(move.destinationURL.parent_path(), folder);
+            QVERIFY(destinations.insert(move.destinationURL.filename().native()).second);
+            sources.push_back(displayName(move.sourceURL));
+            const std::string name = move.sourceURL.filename().native();
+            const int i = std::stoi(name.substr(1));
+            std::string expected = name;
+            if (i % 2 == 1 && name.find('-') == std::string::npos)
+                expected = "f" + std::to_string(i) + (i % 3 == 0 ? "-3.txt" : "-2.txt");
+            QCOMPARE(move.destinationURL.filename().native(), expected);
+        }
+        for (std::size_t k = 1; k < sources.size(); ++k)
+            QVERIFY2(NameCollator().compare(sources[k - 1], sources[k]) <= 0, qPrintable(sources[k]));
     }
 
     void validation_data()

@@ -5,6 +5,7 @@
 
 #include <QtTest>
 
+#include <numeric>
 #include <set>
 
 using namespace sorvanel;
@@ -153,6 +154,27 @@ private slots:
             for (auto i : order)
                 sorted << names[i];
             QCOMPARE(sorted, (QStringList{u"A2.txt"_qs, u"a9.txt"_qs, u"a10.txt"_qs, u"B.txt"_qs, u"b.txt"_qs}));
+        }
+    }
+
+    void bigListsSortAsOneAndStayStable()
+    {
+        // Big lists are cut in parts sorted on separate cores and merged; the
+        // result must be the plain stable sort, duplicates in listing order.
+        std::vector<QString> names;
+        for (int i = 0; i < 20000; ++i) {
+            const int n = (i * 7919) % 5000; // each name four times, scattered
+            names.push_back((n % 3 ? u"File "_qs : u"file "_qs) + QString::number(n % 1250) + (n % 2 ? u".txt"_qs : u".TXT"_qs));
+        }
+        names.push_back(u"\u00c4rger.pdf"_qs);
+        names.push_back(u"Zebra.pdf"_qs);
+        for (const QLocale &locale : {QLocale::c(), QLocale(QLocale::German)}) {
+            const NameCollator collator(locale);
+            std::vector<std::size_t> expected(names.size());
+            std::iota(expected.begin(), expected.end(), std::size_t(0));
+            std::stable_sort(expected.begin(), expected.end(),
+                             [&](std::size_t a, std::size_t b) { return collator.compare(names[a], names[b]) < 0; });
+            QCOMPARE(collator.stableOrder(names), expected);
         }
     }
 

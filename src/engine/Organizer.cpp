@@ -373,8 +373,9 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
         return firstFolderOfDay[sorting.part][sorting.day] + std::uint32_t(sorting.category);
     };
 
-    // In name order: the issues, the skipped count, and which entries move.
-    std::vector<std::uint32_t> movers;
+    // In name order: the issues, the skipped count, and each move's place.
+    std::vector<std::uint32_t> movers; // entry indices, in name order
+    std::vector<std::uint32_t> placeOf(entries.size());
     movers.reserve(entries.size());
     for (const std::size_t index : order) {
         switch (sortings[index].verdict) {
@@ -387,6 +388,7 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
             break;
         }
         case Sorting::move:
+            placeOf[index] = std::uint32_t(movers.size());
             movers.push_back(std::uint32_t(index));
             folders[folderOf(index)].needed = true;
             break;
@@ -399,21 +401,25 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
         }
     }
 
-    // The moves, on every core. A file keeps its name unless the folder
-    // already holds it: files of one source folder never share a name, and
-    // a counter name handed out below is never the name of a file in it.
+    // The moves, on every core, in listing order (the paths lie in memory in
+    // that order). A file keeps its name unless the folder already holds it:
+    // files of one source folder never share a name, and a counter name
+    // handed out below is never the name of a file in it.
     plan.moves.resize(movers.size());
     std::vector<std::uint8_t> clashes(movers.size());
-    parallelFor(movers.size(), [&](std::size_t, std::size_t from, std::size_t to) {
-        for (std::size_t k = from; k < to; ++k) {
-            DirectoryEntry &entry = entries[movers[k]];
-            const TargetFolder &folder = folders[folderOf(movers[k])];
+    parallelFor(entries.size(), [&](std::size_t, std::size_t from, std::size_t to) {
+        for (std::size_t index = from; index < to; ++index) {
+            if (sortings[index].verdict != Sorting::move)
+                continue;
+            DirectoryEntry &entry = entries[index];
+            const TargetFolder &folder = folders[folderOf(index)];
             const std::string_view filename = filenameOf(entry.url);
-            clashes[k] = !folder.taken.empty() && folder.taken.count(std::string(filename));
-            PlannedMove &move = plan.moves[k];
+            const std::uint32_t place = placeOf[index];
+            clashes[place] = !folder.taken.empty() && folder.taken.count(std::string(filename));
+            PlannedMove &move = plan.moves[place];
             move.id = newIdentifier();
             move.destinationURL = folder.path / filename;
-            move.category = sortings[movers[k]].category;
+            move.category = sortings[index].category;
             move.fileDate = *effectiveFileDate(entry.properties.creationDate, entry.properties.modificationDate);
             move.sourceURL = std::move(entry.url);
         }

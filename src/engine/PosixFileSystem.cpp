@@ -2,6 +2,7 @@
 #include "FileSystem.h"
 
 #include "Localization.h"
+#include "Parallel.h"
 
 #include <QRandomGenerator>
 
@@ -11,7 +12,6 @@
 #include <fcntl.h>
 #include <algorithm>
 #include <memory>
-#include <thread>
 #include <utility>
 #include <sys/stat.h>
 #include <sys/sendfile.h>
@@ -223,14 +223,7 @@ std::vector<DirectoryEntry> PosixFileSystem::contentsOfDirectory(const Path &dir
                 p.modificationDate = dateFrom(info.stx_mtime);
         }
     };
-    const std::size_t threads = names.size() < 4096 ? 1 : std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 8);
-    const std::size_t share = (names.size() + threads - 1) / threads;
-    std::vector<std::thread> workers;
-    for (std::size_t t = 1; t < threads; ++t)
-        workers.emplace_back(readProperties, std::min(names.size(), t * share), std::min(names.size(), (t + 1) * share));
-    readProperties(0, std::min(names.size(), share));
-    for (auto &worker : workers)
-        worker.join();
+    parallelFor(names.size(), [&](std::size_t, std::size_t from, std::size_t to) { readProperties(from, to); });
     return entries;
 }
 

@@ -93,6 +93,13 @@ public:
     // says so; the move is then finished, not repeated.
     virtual bool finishInterruptedMove(const Path &source, const Path &earlierCopy) = 0;
 
+    // Where a file system can't make anonymous files, a copy to another drive
+    // is written under a hidden ".sorvanel-NUMBER.partial" name in the `within`
+    // root. A crash can leave one behind; it is never the only copy of a file
+    // (the source goes only once the copy is published). Removes those in
+    // `root`; call it holding the root's lock.
+    virtual void removeLeftoverCopies(const Path &root) { (void)root; }
+
     // Lets go of the folders a run kept open.
     virtual void closeFolders() {}
 
@@ -116,6 +123,7 @@ public:
     FileError createDirectory(const Path &directory, const Path &within = {}) override;
     FileError moveItem(const Path &source, const Path &target, const Path &within = {}) override;
     bool finishInterruptedMove(const Path &source, const Path &earlierCopy) override;
+    void removeLeftoverCopies(const Path &root) override;
     void closeFolders() override;
     Path resolvingSymlinks(const Path &path) override;
 
@@ -127,11 +135,15 @@ protected:
     virtual FileError copyAcrossDevices(const Path &source, int folder, const std::string &name);
     // Copies the bytes of one open file into another; tests make it fail.
     virtual int copyContents(int from, int to);
+    // An unnamed file in the folder (O_TMPFILE), or -1 with errno set where
+    // the file system has none; tests take it away.
+    virtual int openAnonymousFile(int folder);
     // The folder, opened for moves (-1 with `error` set when it can't be).
     int openFolder(const Path &directory, const Path &within, bool create, int *error);
 
 private:
     std::unordered_map<std::string, int> m_folders; // folders opened below a `within` root
+    int m_stagingFolder = -1; // during a move below a root: the root, where named partial copies go
 };
 
 } // namespace sorvanel

@@ -471,6 +471,7 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
         result.issues.append(OrganizationIssue(L10n::text("Cleanup"), failure.errorDescription()));
         return result;
     }
+    m_fileManager->removeLeftoverCopies(plan.destinationRoot);
 
     // Folders made or found in this run; re-checked when a move reports them gone.
     std::unordered_set<std::string> readyFolders;

@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <algorithm>
 #include <memory>
+#include <string_view>
 #include <utility>
 #include <sys/stat.h>
 #include <sys/sendfile.h>
@@ -144,9 +145,21 @@ void copyExtendedAttributes(int from, int to)
     }
 }
 
+constexpr std::string_view partialPrefix = ".sorvanel-";
+constexpr std::string_view partialSuffix = ".partial";
+
 std::string partialName()
 {
-    return ".sorvanel-" + std::to_string(QRandomGenerator::global()->generate64()) + ".partial";
+    return std::string(partialPrefix) + std::to_string(QRandomGenerator::global()->generate64()) + std::string(partialSuffix);
+}
+
+bool isPartialName(std::string_view name)
+{
+    if (name.size() <= partialPrefix.size() + partialSuffix.size() || !name.starts_with(partialPrefix)
+        || !name.ends_with(partialSuffix))
+        return false;
+    const std::string_view number = name.substr(partialPrefix.size(), name.size() - partialPrefix.size() - partialSuffix.size());
+    return std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 } // namespace
@@ -342,6 +355,11 @@ FileError PosixFileSystem::moveItem(const Path &source, const Path &target, cons
         folder = openFolder(target.parent_path(), within, false, &error);
         if (folder < 0)
             return FileError(error);
+        const int root = openFolder(within, within, false, &error);
+        m_stagingFolder = root;
+        const FileError result = renameNoReplace(source, folder, name);
+        m_stagingFolder = -1;
+        return result;
     } else {
         owned = Descriptor(::open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (!owned)
@@ -392,6 +410,34 @@ FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const 
 int PosixFileSystem::copyContents(int from, int to)
 {
     return copyData(from, to);
+}
+
+int PosixFileSystem::openAnonymousFile(int folder)
+{
+    return ::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+}
+
+void PosixFileSystem::removeLeftoverCopies(const Path &root)
+{
+    const int fd = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return;
+    DIR *dir = ::fdopendir(fd);
+    if (!dir) {
+        ::close(fd);
+        return;
+    }
+    std::unique_ptr<DIR, int (*)(DIR *)> closer(dir, ::closedir);
+    std::vector<std::string> leftovers;
+    while (const dirent *item = ::readdir(dir)) {
+        if (isPartialName(item->d_name))
+            leftovers.emplace_back(item->d_name);
+    }
+    for (const std::string &name : leftovers) {
+        struct stat info;
+        if (::fstatat(fd, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode))
+            ::unlinkat(fd, name.c_str(), 0);
+    }
 }
 
 bool PosixFileSystem::finishInterruptedMove(const Path &source, const Path &earlierCopy)
@@ -459,14 +505,22 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     if (::fstatat(dir.get(), name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0)
         return FileError(EEXIST);
 
-    // Write the copy where no one sees it: an anonymous file, or a hidden
-    // ".partial" name that planning never picks up.
+    // Write the copy where no one sees it: an anonymous file, or else a
+    // hidden ".partial" name that planning never picks up, in the root of the
+    // move (where the next run looks for leftovers) or in the target folder.
     std::string partial;
-    int tmpfd = ::openat(dir.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    int partialFolder = dir.get();
+    int tmpfd = openAnonymousFile(dir.get());
     if (tmpfd < 0) {
+        struct stat target;
+        struct stat staging;
+        // Only a root on the target's own file system can hand the copy over by renaming.
+        if (m_stagingFolder >= 0 && ::fstat(dir.get(), &target) == 0 && ::fstat(m_stagingFolder, &staging) == 0
+            && target.st_dev == staging.st_dev)
+            partialFolder = m_stagingFolder;
         for (int attempt = 0; attempt < 100 && tmpfd < 0; ++attempt) {
             partial = partialName();
-            tmpfd = ::openat(dir.get(), partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+            tmpfd = ::openat(partialFolder, partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
             if (tmpfd < 0 && errno != EEXIST)
                 return FileError(errno);
         }
@@ -476,7 +530,7 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     const Descriptor copy(tmpfd);
     const auto discard = [&] {
         if (!partial.empty())
-            ::unlinkat(dir.get(), partial.c_str(), 0);
+            ::unlinkat(partialFolder, partial.c_str(), 0);
     };
 
     if (const int error = copyContents(from.get(), copy.get())) {
@@ -512,20 +566,22 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
             publishError = errno;
         }
     } else {
-        published = ::renameat2(dir.get(), partial.c_str(), dir.get(), name.c_str(), RENAME_NOREPLACE);
+        published = ::renameat2(partialFolder, partial.c_str(), dir.get(), name.c_str(), RENAME_NOREPLACE);
         publishError = errno;
         if (published != 0 && (publishError == EINVAL || publishError == ENOSYS)) {
-            published = ::linkat(dir.get(), partial.c_str(), dir.get(), name.c_str(), 0);
+            published = ::linkat(partialFolder, partial.c_str(), dir.get(), name.c_str(), 0);
             publishError = errno;
         }
         if (published == 0)
-            ::unlinkat(dir.get(), partial.c_str(), 0); // no-op after a rename
+            ::unlinkat(partialFolder, partial.c_str(), 0); // no-op after a rename
     }
     if (published != 0) {
         discard();
         return FileError(publishError);
     }
     ::fsync(dir.get());
+    if (partialFolder != dir.get())
+        ::fsync(partialFolder); // the partial name is gone for good before the source goes
 
     // Take back our published copy, but only if the name still holds it.
     const auto unpublish = [&] {

@@ -277,6 +277,16 @@ private slots:
         QCOMPARE(info.st_mode & 0777, 0600u);
     }
 
+    void aRunRemovesCopiesLeftByACrash()
+    {
+        std::filesystem::create_directories(m_destination);
+        writeFile(m_destination / ".sorvanel-4711.partial", "half a copy");
+        file("a.txt");
+        const auto result = organizer().organize(configuration());
+        QCOMPARE(result.moved, 1);
+        QVERIFY(!std::filesystem::exists(m_destination / ".sorvanel-4711.partial"));
+    }
+
     void emptyPlanStillCreatesRootAndLock()
     {
         m_destination = toPath(m_dir->path()) / "deep" / "er" / "root";

@@ -2,7 +2,10 @@
 #include "FileSystem.h"
 #include "TestSupport.h"
 
+#include <QRegularExpression>
 #include <QtTest>
+
+#include <functional>
 
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -23,12 +26,37 @@ public:
         return error;
     }
 
+    bool anonymousFiles = true; // false: a file system without O_TMPFILE (FAT, NFS)
+    std::function<void()> duringCopy;
+
 protected:
     FileError renameNoReplace(const Path &source, int folder, const std::string &name) override
     {
         return copyAcrossDevices(source, folder, name);
     }
+    int openAnonymousFile(int folder) override
+    {
+        if (anonymousFiles)
+            return PosixFileSystem::openAnonymousFile(folder);
+        errno = EOPNOTSUPP;
+        return -1;
+    }
+    int copyContents(int from, int to) override
+    {
+        if (duringCopy)
+            duringCopy();
+        return PosixFileSystem::copyContents(from, to);
+    }
 };
+
+std::vector<std::string> namesIn(const Path &folder)
+{
+    std::vector<std::string> names;
+    for (const auto &item : std::filesystem::directory_iterator(std::filesystem::path(folder)))
+        names.push_back(item.path().filename().native());
+    std::sort(names.begin(), names.end());
+    return names;
+}
 
 // A drive that fills up after the first few bytes of a copy.
 class FullDiskFileSystem : public CrossDeviceFileSystem
@@ -178,6 +206,52 @@ private slots:
         QCOMPARE(error.localizedDescription(), QString::fromLocal8Bit(strerror(ENOSPC)));
         QCOMPARE(readFile(path("a.iso")), QByteArray(5000, 'z'));
         QVERIFY(std::filesystem::is_empty(path("t")));
+    }
+
+    void withoutAnonymousFilesTheCopyIsStagedInTheRoot()
+    {
+        writeFile(path("a.iso"), QByteArray(5000, 'z'));
+        const Path root = path("root");
+        std::filesystem::create_directories(root / "day" / "big");
+        CrossDeviceFileSystem fs;
+        fs.anonymousFiles = false;
+        std::vector<std::string> rootWhileCopying, targetWhileCopying;
+        fs.duringCopy = [&] {
+            rootWhileCopying = namesIn(root);
+            targetWhileCopying = namesIn(root / "day" / "big");
+        };
+        QVERIFY(!fs.moveItem(path("a.iso"), root / "day" / "big" / "a.iso", root));
+        QCOMPARE(rootWhileCopying.size(), std::size_t(2));
+        QVERIFY(QRegularExpression(u"^\\.sorvanel-\\d+\\.partial$"_qs).match(QString::fromStdString(rootWhileCopying[0])).hasMatch());
+        QVERIFY(targetWhileCopying.empty());
+        QCOMPARE(namesIn(root), std::vector<std::string>{"day"});
+        QCOMPARE(readFile(root / "day" / "big" / "a.iso"), QByteArray(5000, 'z'));
+        QVERIFY(!std::filesystem::exists(path("a.iso")));
+
+        // A full disk takes the staged copy away again and leaves the source.
+        writeFile(path("b.iso"), QByteArray(5000, 'y'));
+        FullDiskFileSystem full;
+        full.anonymousFiles = false;
+        QCOMPARE(full.moveItem(path("b.iso"), root / "day" / "big" / "b.iso", root).code(), ENOSPC);
+        QCOMPARE(namesIn(root), std::vector<std::string>{"day"});
+        QCOMPARE(namesIn(root / "day" / "big"), std::vector<std::string>{"a.iso"});
+        QCOMPARE(readFile(path("b.iso")), QByteArray(5000, 'y'));
+    }
+
+    void leftoverCopiesAreRemovedAndNothingElse()
+    {
+        const Path root = path("root");
+        std::filesystem::create_directories(root / ".sorvanel-9.partial"); // a folder: not ours
+        writeFile(root / ".sorvanel-123.partial", "leftover");
+        writeFile(root / ".sorvanel-.partial");
+        writeFile(root / ".sorvanel-12a.partial");
+        writeFile(root / "x.partial");
+        writeFile(root / ".sorvanel.lock");
+        std::filesystem::create_symlink("/etc/hostname", root / ".sorvanel-7.partial");
+        PosixFileSystem().removeLeftoverCopies(root);
+        QCOMPARE(namesIn(root), (std::vector<std::string>{".sorvanel-.partial", ".sorvanel-12a.partial", ".sorvanel-7.partial",
+                                                          ".sorvanel-9.partial", ".sorvanel.lock", "x.partial"}));
+        PosixFileSystem().removeLeftoverCopies(path("missing")); // nothing to do, no harm
     }
 
     void foldersBelowTheRootAreNeverFollowedThroughLinks()

@@ -64,17 +64,16 @@ public:
 private:
     std::uint32_t add(const QString &name)
     {
-        const std::string text = name.toStdString();
-        const auto found = std::find(m_names.begin(), m_names.end(), text);
-        if (found != m_names.end())
-            return std::uint32_t(found - m_names.begin());
-        m_names.push_back(text);
-        return std::uint32_t(m_names.size() - 1);
+        const auto [found, added] = m_indices.emplace(name.toStdString(), std::uint32_t(m_names.size()));
+        if (added)
+            m_names.push_back(found->first);
+        return found->second;
     }
 
     const Calendar &m_calendar;
     std::mutex &m_calendarLock;
     std::unordered_map<qint64, std::uint32_t> m_buckets;
+    std::unordered_map<std::string, std::uint32_t> m_indices; // of the names
     std::vector<std::string> m_names;
     qint64 m_lastBucket = std::numeric_limits<qint64>::min();
     std::uint32_t m_lastIndex = 0;

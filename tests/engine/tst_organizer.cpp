@@ -40,6 +40,22 @@ protected:
     }
 };
 const QDateTime fixedNow(QDate(2024, 5, 10), QTime(12, 0), Qt::UTC);
+
+// Birth times can't be set; this one reports the file's number in days
+// (plus its number in minutes) before fixedNow as its birth time.
+class BackdatingFileSystem : public PosixFileSystem
+{
+public:
+    std::vector<DirectoryEntry> contentsOfDirectory(const Path &directory) override
+    {
+        auto entries = PosixFileSystem::contentsOfDirectory(directory);
+        for (auto &entry : entries) {
+            const int n = std::stoi(entry.url.filename().native().substr(1));
+            entry.properties.creationDate = fixedNow.addDays(-n).addSecs(-60 * n);
+        }
+        return entries;
+    }
+};
 } // namespace
 
 class TestOrganizer : public QObject
@@ -194,6 +210,27 @@ private slots:
         }
         for (std::size_t k = 1; k < sources.size(); ++k)
             QVERIFY2(NameCollator().compare(sources[k - 1], sources[k]) <= 0, qPrintable(sources[k]));
+    }
+
+    void bigFolderOverManyDaysGoesToEachFilesDay()
+    {
+        // Each planning thread names days on its own; the folders must agree.
+        for (int i = 0; i < 6000; ++i)
+            file("f" + std::to_string(i) + (i % 2 ? ".png" : ".bin"));
+        Organizer o(std::make_shared<BackdatingFileSystem>());
+        const Calendar berlin{QCalendar(), QTimeZone("Europe/Berlin")};
+        o.setCalendarProvider([&] { return berlin; });
+        const auto plan = o.makePlan(configuration());
+        QCOMPARE(plan.moves.size(), std::size_t(6000));
+        std::set<std::string> folders;
+        for (const auto &move : plan.moves) {
+            const int i = std::stoi(move.sourceURL.filename().native().substr(1));
+            QCOMPARE(move.fileDate, fixedNow.addDays(-i).addSecs(-60 * i));
+            const Path day = m_destination / Organizer::dateFolderName(move.fileDate, berlin).toStdString();
+            QCOMPARE(move.destinationURL.parent_path(), i % 2 ? day / "graphic" : day);
+            folders.insert(move.destinationURL.parent_path().native());
+        }
+        QCOMPARE(folders.size(), std::size_t(6000)); // one day each
     }
 
     void validation_data()

@@ -196,6 +196,10 @@
         <translation>Führt das tägliche automatische Aufräumen aus, wenn es eingeschaltet und fällig ist. --force führt es sofort aus, unabhängig von Schalter und Zeitplan.</translation>
     </message>
     <message>
+        <source>In JSON, a path that is not valid UTF-8 also comes as hexadecimal bytes (&quot;sourceHex&quot;, &quot;destinationHex&quot;).</source>
+        <translation>In JSON kommt ein Pfad, der kein gültiges UTF-8 ist, zusätzlich als hexadezimale Bytes (&quot;sourceHex&quot;, &quot;destinationHex&quot;).</translation>
+    </message>
+    <message>
         <source>Plans a cleanup with the stored settings and prints every planned move, the skipped count and the problems. Nothing is moved.</source>
         <translation>Plant ein Aufräumen mit den gespeicherten Einstellungen und gibt jede geplante Verschiebung, die Zahl der übersprungenen Einträge und die Probleme aus. Es wird nichts verschoben.</translation>
     </message>

@@ -146,6 +146,9 @@ void CommandLine::printHelp(const QString &command)
         m_out << L10n::text("Usage: sorvanel-cli preview [--json]") << "\n\n"
               << L10n::text("Plans a cleanup with the stored settings and prints every planned move, the skipped count "
                             "and the problems. Nothing is moved.")
+              << '\n'
+              << L10n::text("In JSON, a path that is not valid UTF-8 also comes as hexadecimal bytes (\"sourceHex\", "
+                            "\"destinationHex\").")
               << '\n';
     } else if (command == u"organize") {
         m_out << L10n::text("Usage: sorvanel-cli organize [--json]") << "\n\n"
@@ -229,6 +232,19 @@ std::optional<OrganizerConfiguration> configurationFrom(const StoredSettings &se
 }
 } // namespace
 
+namespace {
+// JSON text is Unicode, a path is bytes: a path that is not UTF-8 is also
+// given as its exact bytes in hexadecimal, under KEY + "Hex".
+void addPath(QJsonObject &object, const QString &key, const Path &path)
+{
+    const QString text = displayPath(path);
+    object.insert(key, text);
+    const QByteArray bytes = QByteArray::fromStdString(path.native());
+    if (text.toUtf8() != bytes)
+        object.insert(key + u"Hex"_qs, QString::fromLatin1(bytes.toHex()));
+}
+} // namespace
+
 int CommandLine::preview(SettingsStore &store, bool json)
 {
     const auto configuration = configurationFrom(store.load(), m_err);
@@ -244,10 +260,10 @@ int CommandLine::preview(SettingsStore &store, bool json)
     if (json) {
         QJsonArray moves;
         for (const auto &move : plan.moves) {
-            moves.append(QJsonObject{{u"source"_qs, displayPath(move.sourceURL)},
-                                     {u"destination"_qs, displayPath(move.destinationURL)},
-                                     {u"category"_qs, rawValue(move.category)},
-                                     {u"fileDate"_qs, isoDate(move.fileDate)}});
+            QJsonObject object{{u"category"_qs, rawValue(move.category)}, {u"fileDate"_qs, isoDate(move.fileDate)}};
+            addPath(object, u"source"_qs, move.sourceURL);
+            addPath(object, u"destination"_qs, move.destinationURL);
+            moves.append(object);
         }
         m_out << printJson(QJsonObject{{u"generatedAt"_qs, isoDate(plan.generatedAt)},
                                        {u"destinationRoot"_qs, displayPath(plan.destinationRoot)},

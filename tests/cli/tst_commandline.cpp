@@ -87,6 +87,18 @@ private slots:
         const Run text = cli({u"preview"_qs});
         QVERIFY(text.out.contains("a.pdf → "));
         QCOMPARE(cli({u"last"_qs, u"--json"_qs}).out.trimmed(), QByteArray("null"));
+        QVERIFY(!first.contains(u"sourceHex"_qs)); // only for paths that are not UTF-8
+    }
+
+    void jsonGivesExactBytesOfPathsThatAreNotUtf8()
+    {
+        const std::string name = "caf\xe9.txt"; // Latin-1, as an old archive names it
+        writeFile(downloads() / name, "x", longAgo());
+        const QJsonObject move = cli({u"preview"_qs, u"--json"_qs}).json().object().value(u"moves"_qs).toArray()[0].toObject();
+        QCOMPARE(QByteArray::fromHex(move.value(u"sourceHex"_qs).toString().toLatin1()),
+                 QByteArray::fromStdString((downloads() / name).native()));
+        QVERIFY(QByteArray::fromHex(move.value(u"destinationHex"_qs).toString().toLatin1()).endsWith("/caf\xe9.txt"));
+        QVERIFY(move.value(u"source"_qs).toString().endsWith(u"caf\ufffd.txt"_qs));
     }
 
     void organizeRecordsAManualRun()

@@ -73,15 +73,9 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
     , m_model(model)
 {
     resize(600, 460);
-    m_list = new QListView(this);
-    m_list->setObjectName(u"history"_qs);
-    m_list->setUniformItemSizes(true);
-    m_list->setSelectionMode(QAbstractItemView::NoSelection);
-    m_list->setItemDelegate(new RowDelegate({24, 14, 3, true, Qt::ElideRight}, m_list));
+    addList(u"history"_qs, {24, 14, 3, true, Qt::ElideRight}, L10n::text("No Runs Yet"), u"clock.arrow.circlepath"_qs);
     m_entries = new HistoryListModel(model, m_list);
     m_list->setModel(m_entries);
-    m_stack = listWithPlaceholder(m_list, L10n::text("No Runs Yet"), u"clock.arrow.circlepath"_qs);
-    contentLayout()->addWidget(m_stack, 1);
 
     auto *footer = new QHBoxLayout;
     auto *note = new QLabel(L10n::text("The latest 50 runs are retained."), this);
@@ -101,15 +95,10 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
     update();
 }
 
-bool HistoryView::showsPlaceholder() const
-{
-    return m_stack->currentIndex() == 1;
-}
-
 void HistoryView::update()
 {
     m_entries->reload();
-    showPlaceholder(m_stack, m_entries->rowCount({}) == 0);
+    showPlaceholder(m_entries->rowCount({}) == 0);
 }
 
 } // namespace sorvanel

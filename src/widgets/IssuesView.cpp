@@ -62,15 +62,9 @@ IssuesView::IssuesView(AppModel &model, QWidget *parent)
     , m_model(model)
 {
     resize(560, 420);
-    m_list = new QListView(this);
-    m_list->setObjectName(u"issues"_qs);
-    m_list->setUniformItemSizes(true);
-    m_list->setSelectionMode(QAbstractItemView::NoSelection);
-    m_list->setItemDelegate(new RowDelegate({0, 0, 3, true, Qt::ElideRight}, m_list));
+    addList(u"issues"_qs, {0, 0, 3, true, Qt::ElideRight}, L10n::text("No Problems"), u"checkmark.circle"_qs);
     m_issues = new IssuesListModel(model, m_list);
     m_list->setModel(m_issues);
-    m_stack = listWithPlaceholder(m_list, L10n::text("No Problems"), u"checkmark.circle"_qs);
-    contentLayout()->addWidget(m_stack, 1);
 
     auto *buttons = new QDialogButtonBox(this);
     auto *done = buttons->addButton(L10n::text("Done"), QDialogButtonBox::AcceptRole);
@@ -83,15 +77,10 @@ IssuesView::IssuesView(AppModel &model, QWidget *parent)
     update();
 }
 
-bool IssuesView::showsPlaceholder() const
-{
-    return m_stack->currentIndex() == 1;
-}
-
 void IssuesView::update()
 {
     m_issues->reload();
-    showPlaceholder(m_stack, m_issues->rowCount({}) == 0);
+    showPlaceholder(m_issues->rowCount({}) == 0);
 }
 
 } // namespace sorvanel

@@ -3,9 +3,6 @@
 
 #include "SheetDialog.h"
 
-class QListView;
-class QStackedWidget;
-
 namespace sorvanel {
 
 class AppModel;
@@ -18,16 +15,11 @@ class IssuesView : public SheetDialog
 
 public:
     IssuesView(AppModel &model, QWidget *parent);
-    QListView *list() const { return m_list; }
-    bool showsPlaceholder() const;
-
 private:
     void update();
 
     AppModel &m_model;
-    QListView *m_list;
     IssuesListModel *m_issues;
-    QStackedWidget *m_stack;
 };
 
 } // namespace sorvanel

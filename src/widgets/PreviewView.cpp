@@ -93,12 +93,8 @@ PreviewView::PreviewView(AppModel &model, QWidget *parent)
     counts->addStretch();
     planLayout->addLayout(counts);
 
-    m_list = new QListView(m_planArea);
-    m_list->setObjectName(u"moves"_qs);
+    m_list = makeList(u"moves"_qs, {22, 12, 2, false, Qt::ElideMiddle}, m_planArea);
     m_list->setMinimumHeight(260);
-    m_list->setUniformItemSizes(true);
-    m_list->setSelectionMode(QAbstractItemView::NoSelection);
-    m_list->setItemDelegate(new RowDelegate({22, 12, 2, false, Qt::ElideMiddle}, m_list));
     m_moves = new PlanMovesModel(model, m_list);
     m_list->setModel(m_moves);
     planLayout->addWidget(m_list, 1);

@@ -21,7 +21,6 @@ public:
     PreviewView(AppModel &model, QWidget *parent);
 
     QPushButton *moveButton() const { return m_moveButton; }
-    QListView *list() const { return m_list; }
 
 private:
     void update();
@@ -31,7 +30,6 @@ private:
     QLabel *m_moveCount;
     QLabel *m_skipCount;
     QLabel *m_problemCount;
-    QListView *m_list;
     PlanMovesModel *m_moves;
     QPushButton *m_moveButton;
 };

@@ -24,12 +24,23 @@ SheetDialog::SheetDialog(const QString &title, QWidget *parent)
     m_layout->addWidget(heading);
 }
 
-QStackedWidget *SheetDialog::listWithPlaceholder(QListView *list, const QString &placeholderTitle,
-                                                 const QString &symbolName)
+QListView *SheetDialog::makeList(const QString &name, const RowDelegate::Layout &rows, QWidget *parent)
 {
-    auto *stack = new QStackedWidget(this);
-    stack->addWidget(list);
-    auto *placeholder = new QWidget(stack);
+    auto *list = new QListView(parent);
+    list->setObjectName(name);
+    list->setUniformItemSizes(true);
+    list->setSelectionMode(QAbstractItemView::NoSelection);
+    list->setItemDelegate(new RowDelegate(rows, list));
+    return list;
+}
+
+QListView *SheetDialog::addList(const QString &name, const RowDelegate::Layout &rows, const QString &placeholderTitle,
+                                const QString &symbolName)
+{
+    m_stack = new QStackedWidget(this);
+    m_list = makeList(name, rows, m_stack);
+    m_stack->addWidget(m_list);
+    auto *placeholder = new QWidget(m_stack);
     placeholder->setObjectName(u"placeholder"_qs);
     auto *layout = new QVBoxLayout(placeholder);
     layout->addStretch();
@@ -44,13 +55,19 @@ QStackedWidget *SheetDialog::listWithPlaceholder(QListView *list, const QString 
     Style::makeSecondary(text);
     layout->addWidget(text);
     layout->addStretch();
-    stack->addWidget(placeholder);
-    return stack;
+    m_stack->addWidget(placeholder);
+    m_layout->addWidget(m_stack, 1);
+    return m_list;
 }
 
-void SheetDialog::showPlaceholder(QStackedWidget *stack, bool empty)
+void SheetDialog::showPlaceholder(bool empty)
 {
-    stack->setCurrentIndex(empty ? 1 : 0);
+    m_stack->setCurrentIndex(empty ? 1 : 0);
+}
+
+bool SheetDialog::showsPlaceholder() const
+{
+    return m_stack && m_stack->currentIndex() == 1;
 }
 
 } // namespace sorvanel

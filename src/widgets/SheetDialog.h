@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "RowDelegate.h"
+
 #include <QDialog>
 
 class QLabel;
@@ -21,14 +23,24 @@ public:
 
     SheetDialog(const QString &title, QWidget *parent);
 
+    QListView *list() const { return m_list; }
+    bool showsPlaceholder() const;
+
 protected:
     QVBoxLayout *contentLayout() const { return m_layout; }
-    // A list with its empty-content placeholder ("No Problems" and the like).
-    QStackedWidget *listWithPlaceholder(QListView *list, const QString &placeholderTitle, const QString &symbolName);
-    void showPlaceholder(QStackedWidget *stack, bool empty);
+    // A list of uniform rows drawn by a RowDelegate, nothing selectable.
+    static QListView *makeList(const QString &name, const RowDelegate::Layout &rows, QWidget *parent);
+    // The sheet's list, added to the content, with the placeholder shown
+    // while it is empty ("No Problems" and the like).
+    QListView *addList(const QString &name, const RowDelegate::Layout &rows, const QString &placeholderTitle,
+                       const QString &symbolName);
+    void showPlaceholder(bool empty);
+
+    QListView *m_list = nullptr;
 
 private:
     QVBoxLayout *m_layout;
+    QStackedWidget *m_stack = nullptr;
 };
 
 } // namespace sorvanel

@@ -74,20 +74,6 @@ private slots:
         QCOMPARE(info.st_size, 0);
     }
 
-    void secondHolderInTheSameProcessIsRefused()
-    {
-        PosixFileSystem fs;
-        {
-            OrganizerExecutionLock first(root(), fs);
-            const auto failure = lockFailure(root());
-            QCOMPARE(failure.organizerError(), OrganizerError::alreadyRunning);
-            // Another destination is unaffected.
-            OrganizerExecutionLock other(toPath(m_dir.path()) / "other", fs);
-        }
-        OrganizerExecutionLock again(root(), fs);
-        QVERIFY(std::filesystem::exists(root() / ".sorvanel.lock"));
-    }
-
     void anotherProcessHoldsIt()
     {
         auto holder = startHolder();

@@ -13,19 +13,6 @@ class TestOrganizationModels : public QObject
     Q_OBJECT
 
 private slots:
-    void failedCountsIssues()
-    {
-        OrganizationResult result;
-        result.runDate = QDateTime::currentDateTimeUtc();
-        result.moved = 5;
-        result.issues = {OrganizationIssue(u"a"_qs, u"x"_qs), OrganizationIssue(u"b"_qs, u"y"_qs)};
-        QCOMPARE(result.failed(), 2);
-        const RunHistoryEntry entry(result, OrganizationRunMode::automatic, 1.5);
-        QCOMPARE(entry.failed, 2);
-        QCOMPARE(entry.moved, 5);
-        QCOMPARE(entry.date, result.runDate);
-        QVERIFY(!entry.id.isNull());
-    }
 
     void issuesRoundTripWithNewIds()
     {

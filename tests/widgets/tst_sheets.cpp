@@ -44,15 +44,6 @@ private slots:
     void init() { m_fixture = std::make_unique<ModelFixture>(); }
     void cleanup() { m_fixture.reset(); }
 
-    void previewWithoutAPlan()
-    {
-        PreviewView view(model(), nullptr);
-        QCOMPARE(view.findChild<QLabel *>(u"sheetTitle"_qs)->text(), L10n::text("Preview Changes"));
-        QVERIFY(!view.moveButton()->isEnabled());
-        QVERIFY(view.findChild<QPushButton *>(u"cancel"_qs)->isEnabled());
-        QVERIFY(!view.list()->isVisibleTo(&view));
-    }
-
     void previewOfAnEmptyPlan()
     {
         PreviewView view(model(), nullptr);

@@ -143,7 +143,7 @@ protected:
 
 private:
     std::unordered_map<std::string, int> m_folders; // folders opened below a `within` root
-    int m_stagingFolder = -1; // during a move below a root: the root, where named partial copies go
+    const Path *m_stagingRoot = nullptr; // during a move below a root: the root, where named partial copies go
 };
 
 } // namespace sorvanel

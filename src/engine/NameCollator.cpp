@@ -92,8 +92,8 @@ std::vector<std::size_t> NameCollator::stableOrder(const std::vector<QString> &n
 std::vector<std::size_t> NameCollator::stableOrder(std::size_t count, const std::function<QString(std::size_t)> &nameAt) const
 {
     std::vector<std::size_t> order(count);
-    std::iota(order.begin(), order.end(), std::size_t(0));
     if (!m_collator) {
+        std::iota(order.begin(), order.end(), std::size_t(0));
         std::vector<QString> names(count);
         for (std::size_t i = 0; i < count; ++i)
             names[i] = nameAt(i);

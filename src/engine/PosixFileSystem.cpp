@@ -355,10 +355,9 @@ FileError PosixFileSystem::moveItem(const Path &source, const Path &target, cons
         folder = openFolder(target.parent_path(), within, false, &error);
         if (folder < 0)
             return FileError(error);
-        const int root = openFolder(within, within, false, &error);
-        m_stagingFolder = root;
+        m_stagingRoot = &within;
         const FileError result = renameNoReplace(source, folder, name);
-        m_stagingFolder = -1;
+        m_stagingRoot = nullptr;
         return result;
     } else {
         owned = Descriptor(::open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -512,12 +511,13 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     int partialFolder = dir.get();
     int tmpfd = openAnonymousFile(dir.get());
     if (tmpfd < 0) {
+        int error = 0;
+        const int root = m_stagingRoot ? openFolder(*m_stagingRoot, *m_stagingRoot, false, &error) : -1;
         struct stat target;
         struct stat staging;
         // Only a root on the target's own file system can hand the copy over by renaming.
-        if (m_stagingFolder >= 0 && ::fstat(dir.get(), &target) == 0 && ::fstat(m_stagingFolder, &staging) == 0
-            && target.st_dev == staging.st_dev)
-            partialFolder = m_stagingFolder;
+        if (root >= 0 && ::fstat(dir.get(), &target) == 0 && ::fstat(root, &staging) == 0 && target.st_dev == staging.st_dev)
+            partialFolder = root;
         for (int attempt = 0; attempt < 100 && tmpfd < 0; ++attempt) {
             partial = partialName();
             tmpfd = ::openat(partialFolder, partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);

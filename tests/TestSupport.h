@@ -6,8 +6,10 @@
 #include <QByteArray>
 #include <QDateTime>
 #include <QDir>
+#include <QDirIterator>
 #include <QString>
 #include <QTemporaryDir>
+#include <QProcess>
 #include <QtTest>
 
 #include <fcntl.h>
@@ -88,6 +90,70 @@ inline std::optional<QString> otherFileSystem(const QString &near)
 inline QDateTime longAgo()
 {
     return QDateTime::currentDateTimeUtc().addDays(-3);
+}
+
+// A child process that holds a file open, as a downloader does, and writes
+// when told (the `slowwriter` program; SORVANEL_SLOWWRITER names it).
+class TestWriter
+{
+public:
+    // `mode`: append, truncate, readwrite or read.
+    bool start(const QString &mode, const Path &path)
+    {
+        m_process.start(QString::fromLocal8Bit(qgetenv("SORVANEL_SLOWWRITER")),
+                        {mode, QFile::decodeName(QByteArray::fromStdString(path.native()))});
+        return answer() == "open";
+    }
+    bool write(qint64 bytes) { return command("write " + QByteArray::number(bytes)) == "ok"; }
+    bool close() { return command("close") == "closed"; }
+    void stop()
+    {
+        if (m_process.state() != QProcess::NotRunning) {
+            m_process.closeWriteChannel();
+            if (!m_process.waitForFinished(5000))
+                m_process.kill();
+            m_process.waitForFinished(5000);
+        }
+    }
+    std::int64_t pid() const { return m_process.processId(); }
+    ~TestWriter() { stop(); }
+
+    // What the writer leaves in a file after writing `bytes` from its start.
+    static QByteArray content(qint64 bytes)
+    {
+        QByteArray data(bytes, Qt::Uninitialized);
+        for (qint64 k = 0; k < bytes; ++k)
+            data[k] = char(k % 251);
+        return data;
+    }
+
+private:
+    QByteArray command(const QByteArray &line)
+    {
+        m_process.write(line + '\n');
+        return answer();
+    }
+    QByteArray answer()
+    {
+        while (!m_process.canReadLine()) {
+            if (!m_process.waitForReadyRead(10000))
+                return {};
+        }
+        return m_process.readLine().trimmed();
+    }
+
+    QProcess m_process;
+};
+
+// Every regular file below `root`, as paths relative to it.
+inline QStringList regularFilesBelow(const QString &root)
+{
+    QStringList files;
+    QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        files << QDir(root).relativeFilePath(it.next());
+    files.sort();
+    return files;
 }
 
 } // namespace sorvanel::test

@@ -379,5 +379,61 @@
         <source>“%@” is not a valid %@ value.</source>
         <translation>„%@“ ist kein gültiger Wert vom Typ %@.</translation>
     </message>
+    <message>
+        <source>%@ (pid %@) is still writing this file; it stays where it is.</source>
+        <translation>%@ (PID %@) schreibt noch in diese Datei; sie bleibt, wo sie ist.</translation>
+    </message>
+    <message>
+        <source>Another program</source>
+        <translation>Ein anderes Programm</translation>
+    </message>
+    <message>
+        <source>Another program is still writing this file; it stays where it is.</source>
+        <translation>Ein anderes Programm schreibt noch in diese Datei; sie bleibt, wo sie ist.</translation>
+    </message>
+    <message>
+        <source>folder</source>
+        <translation>Ordner</translation>
+    </message>
+    <message>
+        <source>not a regular file</source>
+        <translation>keine normale Datei</translation>
+    </message>
+    <message>
+        <source>symbolic link</source>
+        <translation>symbolische Verknüpfung</translation>
+    </message>
+    <message>
+        <source>hidden</source>
+        <translation>versteckt</translation>
+    </message>
+    <message>
+        <source>unfinished download</source>
+        <translation>unvollständiger Download</translation>
+    </message>
+    <message>
+        <source>download in progress (%@ lies beside it)</source>
+        <translation>Download läuft (%@ liegt daneben)</translation>
+    </message>
+    <message>
+        <source>empty while a download in this folder is unfinished</source>
+        <translation>leer, solange ein Download in diesem Ordner unvollständig ist</translation>
+    </message>
+    <message>
+        <source>being written by %@ (pid %@)</source>
+        <translation>wird von %@ geschrieben (PID %@)</translation>
+    </message>
+    <message>
+        <source>being written by another program</source>
+        <translation>wird von einem anderen Programm geschrieben</translation>
+    </message>
+    <message>
+        <source>too recent</source>
+        <translation>zu neu</translation>
+    </message>
+    <message>
+        <source>Left where they are:</source>
+        <translation>Bleiben, wo sie sind:</translation>
+    </message>
 </context>
 </TS>

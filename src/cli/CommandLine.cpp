@@ -45,6 +45,35 @@ QJsonArray issuesJson(const QList<OrganizationIssue> &issues)
     return array;
 }
 
+// A file name fit for a terminal: control characters (escape sequences, a
+// newline that would split the line) are shown as escapes, not obeyed.
+QString terminalSafe(const QString &text)
+{
+    QString out;
+    out.reserve(text.size());
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u < 0x20 || u == 0x7f || (u >= 0x80 && u < 0xa0))
+            out += QStringLiteral("\\x%1").arg(int(u), 2, 16, QChar(u'0'));
+        else
+            out += c;
+    }
+    return out;
+}
+
+QJsonArray skippedJson(const std::vector<SkippedFile> &skipped)
+{
+    QJsonArray array;
+    for (const auto &file : skipped) {
+        QJsonObject object{{u"filename"_qs, displayName(file.url)}, {u"reason"_qs, localizedReason(file)}};
+        const std::string name = file.url.filename().native();
+        if (displayName(file.url).toUtf8() != QByteArray::fromStdString(name))
+            object.insert(u"filenameHex"_qs, QString::fromLatin1(QByteArray::fromStdString(name).toHex()));
+        array.append(object);
+    }
+    return array;
+}
+
 QJsonObject resultJson(const OrganizationResult &result)
 {
     return QJsonObject{{u"runDate"_qs, isoDate(result.runDate)},
@@ -269,6 +298,7 @@ int CommandLine::preview(SettingsStore &store, bool json)
                                        {u"destinationRoot"_qs, displayPath(plan.destinationRoot)},
                                        {u"moves"_qs, moves},
                                        {u"skipped"_qs, qint64(plan.skipped)},
+                                       {u"skippedFiles"_qs, skippedJson(plan.skippedFiles)},
                                        {u"issues"_qs, issuesJson(plan.issues)}});
     } else {
         // Paths go out as the bytes they are: exact even where a name is not UTF-8.
@@ -289,6 +319,10 @@ int CommandLine::preview(SettingsStore &store, bool json)
         m_out << L10n::format("Move: %d", {qint64(plan.moves.size())}) << "   "
               << L10n::format("Skip: %d", {qint64(plan.skipped)}) << "   "
               << L10n::format("Problems: %d", {qint64(plan.issues.size())}) << '\n';
+        if (!plan.skippedFiles.empty())
+            m_out << L10n::text("Left where they are:") << '\n';
+        for (const auto &file : plan.skippedFiles)
+            m_out << "  " << terminalSafe(displayName(file.url)) << ": " << localizedReason(file) << '\n';
         for (const auto &issue : plan.issues)
             m_out << issue.filename << ": " << issue.message << '\n';
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "OrganizationModels.h"
+#include "WriterProbe.h"
 
 #include <QDateTime>
 #include <QString>
@@ -23,17 +24,27 @@ public:
         none = 0,
         changedDuringCopy = -1, // the source changed while it was copied to another drive
         unknownRead = -2,       // a file whose date or size could not be read
+        beingWritten = -3,      // another program holds the file open for writing
     };
 
     FileError() = default;
     explicit FileError(int code) : m_code(code) {}
+    static FileError writtenBy(FileWriter writer)
+    {
+        FileError error(beingWritten);
+        error.m_writer = std::move(writer);
+        return error;
+    }
 
     int code() const { return m_code; }
+    // Who is writing the file, for beingWritten.
+    const FileWriter &writer() const { return m_writer; }
     explicit operator bool() const { return m_code != none; }
     QString localizedDescription() const;
 
 private:
     int m_code = none;
+    FileWriter m_writer;
 };
 
 // The properties read for each entry of a listing, from one statx call.
@@ -41,7 +52,9 @@ struct FileProperties
 {
     bool isRegularFile = false;
     bool isSymbolicLink = false;
+    bool isDirectory = false;
     bool isHidden = false;
+    FileIdentity identity;
     std::optional<std::int64_t> size;
     std::optional<QDateTime> creationDate;
     std::optional<QDateTime> modificationDate;
@@ -84,7 +97,12 @@ public:
     // target name is taken. Across file systems the copy is published only
     // when complete, and the source removed only after that. With a `within`
     // folder, the target's folders below it are reached without following links.
-    virtual FileError moveItem(const Path &source, const Path &target, const Path &within = {}) = 0;
+    // With `writers`, a source that another program holds open for writing
+    // stays where it is (FileError::beingWritten): checked right before the
+    // move, and across file systems once more after the copy, before the
+    // source is removed.
+    virtual FileError moveItem(const Path &source, const Path &target, const Path &within = {},
+                               WriterCheck *writers = nullptr) = 0;
 
     // A move cut short between publishing its copy and removing the source
     // (a crash, a kill) leaves the file twice. When `earlierCopy` is such a
@@ -121,7 +139,8 @@ public:
     bool itemExists(const Path &path) override;
     std::optional<std::unordered_set<std::string>> namesInDirectory(const Path &directory) override;
     FileError createDirectory(const Path &directory, const Path &within = {}) override;
-    FileError moveItem(const Path &source, const Path &target, const Path &within = {}) override;
+    FileError moveItem(const Path &source, const Path &target, const Path &within = {},
+                       WriterCheck *writers = nullptr) override;
     bool finishInterruptedMove(const Path &source, const Path &earlierCopy) override;
     void removeLeftoverCopies(const Path &root) override;
     void closeFolders() override;
@@ -144,6 +163,7 @@ protected:
 private:
     std::unordered_map<std::string, int> m_folders; // folders opened below a `within` root
     const Path *m_stagingRoot = nullptr; // during a move below a root: the root, where named partial copies go
+    WriterCheck *m_writers = nullptr;    // during a move: who may still be writing the source
 };
 
 } // namespace sorvanel

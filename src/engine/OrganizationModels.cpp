@@ -87,6 +87,34 @@ QString localizedName(OrganizationRunMode mode)
     return mode == OrganizationRunMode::automatic ? L10n::text("Automatic") : L10n::text("Manual");
 }
 
+QString localizedReason(const SkippedFile &file)
+{
+    switch (file.reason) {
+    case SkipReason::folder:
+        return L10n::text("folder");
+    case SkipReason::notRegularFile:
+        return L10n::text("not a regular file");
+    case SkipReason::symbolicLink:
+        return L10n::text("symbolic link");
+    case SkipReason::hidden:
+        return L10n::text("hidden");
+    case SkipReason::unfinishedDownload:
+        return L10n::text("unfinished download");
+    case SkipReason::downloadBeside:
+        return L10n::format("download in progress (%@ lies beside it)",
+                            {QFile::decodeName(QByteArray::fromStdString(file.companion))});
+    case SkipReason::emptyWhileDownloading:
+        return L10n::text("empty while a download in this folder is unfinished");
+    case SkipReason::beingWritten:
+        if (file.writer.pid > 0 && !file.writer.program.isEmpty())
+            return L10n::format("being written by %@ (pid %@)", {file.writer.program, QString::number(file.writer.pid)});
+        return L10n::text("being written by another program");
+    case SkipReason::tooRecent:
+        break;
+    }
+    return L10n::text("too recent");
+}
+
 QString errorDescription(OrganizerError error)
 {
     switch (error) {

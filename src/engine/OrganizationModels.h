@@ -8,6 +8,7 @@
 #include <QUuid>
 
 #include "Path.h"
+#include "WriterProbe.h"
 
 #include <cstdint>
 #include <exception>
@@ -104,12 +105,39 @@ struct PlannedMove
     bool operator==(const PlannedMove &) const = default;
 };
 
+// Why planning left a file where it is.
+enum class SkipReason : std::uint8_t {
+    folder,
+    notRegularFile,        // a socket, a device, a pipe
+    symbolicLink,
+    hidden,
+    unfinishedDownload,    // the name says so: .part, .crdownload, .!qB …
+    downloadBeside,        // a control file of a download lies beside it (NAME.part, NAME.aria2 …)
+    emptyWhileDownloading, // browsers create the final name empty and write elsewhere
+    beingWritten,          // a program holds it open for writing
+    tooRecent,             // modified within the minimum age (or in the future)
+};
+
+struct SkippedFile
+{
+    Path url;
+    SkipReason reason = SkipReason::notRegularFile;
+    FileWriter writer;     // for beingWritten
+    std::string companion; // for downloadBeside: the control file's name
+
+    bool operator==(const SkippedFile &) const = default;
+};
+
+// The reason in the user's language, for example "being written by curl (pid 4242)".
+QString localizedReason(const SkippedFile &file);
+
 struct OrganizationPlan
 {
     QDateTime generatedAt;
     Path destinationRoot;
     std::vector<PlannedMove> moves;
     std::int64_t skipped = 0;
+    std::vector<SkippedFile> skippedFiles; // each skipped entry with its reason, in name order
     QList<OrganizationIssue> issues;
 
     bool operator==(const OrganizationPlan &) const = default;

@@ -84,6 +84,7 @@ struct Sorting
 {
     enum Verdict : std::uint8_t { move, skip, issue };
     Verdict verdict = skip;
+    SkipReason reason = SkipReason::notRegularFile;
     FileCategory category = FileCategory::other;
     std::uint16_t part = 0; // the planning thread, whose day names `day` indexes
     std::uint32_t day = 0;
@@ -122,8 +123,9 @@ constexpr int maximumNameAttempts = 1000;
 
 } // namespace
 
-Organizer::Organizer(std::shared_ptr<FileSystem> fileManager)
+Organizer::Organizer(std::shared_ptr<FileSystem> fileManager, std::shared_ptr<WriterProbe> writerProbe)
     : m_fileManager(std::move(fileManager))
+    , m_writerProbe(std::move(writerProbe))
     , m_calendarProvider(Calendar::current)
 {
 }
@@ -150,7 +152,10 @@ const QSet<QString> &Organizer::documentExtensions()
 
 const QSet<QString> &Organizer::incompleteExtensions()
 {
-    static const QSet<QString> set{u"download"_qs, u"crdownload"_qs, u"part"_qs, u"partial"_qs, u"tmp"_qs};
+    // Browsers (Safari, Chrome, Firefox, GNOME Web), qBittorrent, yt-dlp and
+    // aria2 (whose ".aria2" control file lies beside the file it fills).
+    static const QSet<QString> set{u"download"_qs, u"crdownload"_qs, u"part"_qs,  u"partial"_qs, u"tmp"_qs,
+                                   u"wkdownload"_qs, u"!qb"_qs,      u"ytdl"_qs, u"aria2"_qs};
     return set;
 }
 
@@ -173,6 +178,12 @@ Organizer::ExtensionKind Organizer::extensionKind(const Path &url)
     if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size())
         return ExtensionKind::other;
     const std::string_view extension = name.substr(dot + 1);
+    // yt-dlp's fragments: "video.mp4.part-Frag12".
+    constexpr std::string_view fragment = "part-frag";
+    if (extension.size() >= fragment.size()
+        && std::equal(fragment.begin(), fragment.end(), extension.begin(),
+                      [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? char(b + ('a' - 'A')) : b); }))
+        return ExtensionKind::incomplete;
     // Every listed extension is short ASCII: lower-case it in place and look it up.
     char lower[12];
     if (extension.size() < sizeof lower) {
@@ -233,6 +244,14 @@ FileCategory Organizer::category(const Path &url, std::int64_t size, std::int64_
 bool Organizer::isIncomplete(const Path &url)
 {
     return extensionKind(url) == ExtensionKind::incomplete;
+}
+
+std::string_view Organizer::finishedName(std::string_view unfinishedName)
+{
+    const auto dot = unfinishedName.rfind('.');
+    if (dot == std::string_view::npos || dot == 0 || extensionKind(Path(unfinishedName)) != ExtensionKind::incomplete)
+        return {};
+    return unfinishedName.substr(0, dot);
 }
 
 std::optional<QDateTime> Organizer::effectiveFileDate(const std::optional<QDateTime> &creation,
@@ -306,6 +325,10 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
     const std::vector<std::size_t> order =
         NameCollator().stableOrder(entries.size(), [&](std::size_t i) { return displayName(entries[i].url); });
 
+    // Who is writing what, read after the listing: a download that starts
+    // later is caught again right before its move.
+    const WriterTable writers = m_writerProbe ? m_writerProbe->openForWriting() : WriterTable();
+
     // First, on every core: what becomes of each entry, and for a move its
     // category and day.
     const Calendar calendar = m_calendarProvider();
@@ -317,6 +340,7 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
         dayFolders.emplace_back(calendar, calendarLock);
     const qint64 nowMs = now.toMSecsSinceEpoch();
     std::vector<Sorting> sortings(entries.size());
+    std::vector<std::vector<std::uint32_t>> unfinished(parts); // by part: entries named as unfinished downloads
     parallelFor(entries.size(), [&](std::size_t part, std::size_t from, std::size_t to) {
         for (std::size_t i = from; i < to; ++i) {
             const DirectoryEntry &entry = entries[i];
@@ -327,15 +351,34 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
                 continue;
             }
             const FileProperties &p = entry.properties;
-            if (!p.isRegularFile || p.isSymbolicLink || p.isHidden)
+            if (p.isSymbolicLink) {
+                sorting.reason = SkipReason::symbolicLink;
                 continue;
+            }
+            if (!p.isRegularFile) {
+                sorting.reason = p.isDirectory ? SkipReason::folder : SkipReason::notRegularFile;
+                continue;
+            }
+            if (p.isHidden) {
+                sorting.reason = SkipReason::hidden;
+                continue;
+            }
             const ExtensionKind kind = extensionKind(entry.url);
-            if (kind == ExtensionKind::incomplete)
+            if (kind == ExtensionKind::incomplete) {
+                sorting.reason = SkipReason::unfinishedDownload;
+                unfinished[part].push_back(std::uint32_t(i));
                 continue;
+            }
+            if (!writers.empty() && writers.count(p.identity)) {
+                sorting.reason = SkipReason::beingWritten;
+                continue;
+            }
             if (configuration.minimumFileAge > 0 && p.modificationDate) {
                 const double age = double(nowMs - p.modificationDate->toMSecsSinceEpoch()) / 1000.0;
-                if (age < configuration.minimumFileAge)
+                if (age < configuration.minimumFileAge) {
+                    sorting.reason = SkipReason::tooRecent;
                     continue;
+                }
             }
             const auto date = effectiveFileDate(p.creationDate, p.modificationDate);
             if (!date || !p.size) {
@@ -347,6 +390,34 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
             sorting.category = categoryFor(*p.size, configuration.largeFileThresholdBytes, kind);
         }
     });
+
+    // Unfinished downloads hold back what belongs to them: the file a control
+    // file is named for ("movie.mp4" beside "movie.mp4.part" or ".aria2"), and
+    // any empty file, since browsers make the final name empty first and write
+    // the data under another name ("paper.pdf" while "paper.Xy3.pdf.part" grows).
+    {
+        std::unordered_map<std::string_view, std::uint32_t> companions; // finished name → control file
+        for (const auto &indices : unfinished) {
+            for (const std::uint32_t i : indices)
+                companions.emplace(finishedName(filenameOf(entries[i].url)), i);
+        }
+        if (!companions.empty()) {
+            for (std::size_t i = 0; i < entries.size(); ++i) {
+                Sorting &sorting = sortings[i];
+                if (sorting.verdict != Sorting::move)
+                    continue;
+                const auto found = companions.find(filenameOf(entries[i].url));
+                if (found != companions.end()) {
+                    sorting.verdict = Sorting::skip;
+                    sorting.reason = SkipReason::downloadBeside;
+                    sorting.day = found->second; // the control file's entry
+                } else if (entries[i].properties.size == 0) {
+                    sorting.verdict = Sorting::skip;
+                    sorting.reason = SkipReason::emptyWhileDownloading;
+                }
+            }
+        }
+    }
 
     // The target folders: four per day (three categories and the day itself).
     std::vector<TargetFolder> folders;
@@ -378,9 +449,17 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
     movers.reserve(entries.size());
     for (const std::size_t index : order) {
         switch (sortings[index].verdict) {
-        case Sorting::skip:
+        case Sorting::skip: {
             ++plan.skipped;
+            SkippedFile &skipped = plan.skippedFiles.emplace_back();
+            skipped.url = entries[index].url;
+            skipped.reason = sortings[index].reason;
+            if (skipped.reason == SkipReason::beingWritten)
+                skipped.writer = writers.at(entries[index].properties.identity);
+            else if (skipped.reason == SkipReason::downloadBeside)
+                skipped.companion = filenameOf(entries[sortings[index].day].url);
             break;
+        }
         case Sorting::issue: {
             const FileError error = entries[index].error ? entries[index].error : FileError(FileError::unknownRead);
             plan.issues.append(OrganizationIssue(displayName(entries[index].url), error.localizedDescription()));
@@ -472,6 +551,13 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
     }
     m_fileManager->removeLeftoverCopies(plan.destinationRoot);
 
+    // A download can start while a preview is open: each source is checked
+    // again right before its move.
+    std::optional<WriterCheck> writers;
+    if (m_writerProbe && !plan.moves.empty())
+        writers.emplace(*m_writerProbe, plan.moves.front().sourceURL.parent_path());
+    WriterCheck *writerCheck = writers ? &*writers : nullptr;
+
     // Folders made or found in this run; re-checked when a move reports them gone.
     std::unordered_set<std::string> readyFolders;
     std::unordered_map<std::string, CounterHints> hints;
@@ -499,6 +585,12 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
         // A name taken since an earlier run may be that run's own copy, cut
         // short before the source was removed: finish that move instead.
         const std::string sourceName = move.sourceURL.filename().native();
+        if (move.destinationURL.filename().native() != sourceName && writerCheck) {
+            if (auto writer = writerCheck->writerOf(move.sourceURL)) {
+                fail(FileError::writtenBy(std::move(*writer)));
+                continue;
+            }
+        }
         if (move.destinationURL.filename().native() != sourceName
             && m_fileManager->finishInterruptedMove(move.sourceURL, directory / sourceName)) {
             ++result.moved;
@@ -510,7 +602,7 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
         FileError error;
         bool folderRechecked = false;
         for (int attempt = 0; attempt < maximumNameAttempts; ++attempt) {
-            error = m_fileManager->moveItem(move.sourceURL, target, plan.destinationRoot);
+            error = m_fileManager->moveItem(move.sourceURL, target, plan.destinationRoot, writerCheck);
             if (error.code() == EEXIST) {
                 target = uniqueDestination(move.sourceURL.filename().native(), directory, taken,
                                            &hints[directory.native()]);

@@ -4,12 +4,14 @@
 #include "Calendar.h"
 #include "FileSystem.h"
 #include "OrganizationModels.h"
+#include "WriterProbe.h"
 
 #include <QSet>
 
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 namespace sorvanel {
@@ -20,7 +22,8 @@ namespace sorvanel {
 class Organizer
 {
 public:
-    explicit Organizer(std::shared_ptr<FileSystem> fileManager = std::make_shared<PosixFileSystem>());
+    explicit Organizer(std::shared_ptr<FileSystem> fileManager = std::make_shared<PosixFileSystem>(),
+                       std::shared_ptr<WriterProbe> writerProbe = std::make_shared<SystemWriterProbe>());
 
     // Planning asks for the calendar once per plan; tests pin one.
     void setCalendarProvider(std::function<Calendar()> provider);
@@ -45,6 +48,10 @@ public:
                                                       const std::optional<QDateTime> &modification);
     static QString dateFolderName(const QDateTime &date, const Calendar &calendar);
 
+    // The name an unfinished download will have once done: "movie.mp4" for
+    // "movie.mp4.part"; empty when the name is no unfinished download.
+    static std::string_view finishedName(std::string_view unfinishedName);
+
     // The lower-cased text after the last dot of the name; empty when there is none.
     static QString pathExtension(const Path &url);
 
@@ -63,6 +70,7 @@ public:
 
 private:
     std::shared_ptr<FileSystem> m_fileManager;
+    std::shared_ptr<WriterProbe> m_writerProbe;
     std::function<Calendar()> m_calendarProvider;
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "FileSystem.h"
 
+#include "Descriptor.h"
 #include "Localization.h"
 #include "Parallel.h"
 
@@ -15,6 +16,7 @@
 #include <string_view>
 #include <utility>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/sendfile.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -22,35 +24,6 @@
 namespace sorvanel {
 
 namespace {
-
-// A file descriptor closed on every way out.
-class Descriptor
-{
-public:
-    explicit Descriptor(int fd = -1) : m_fd(fd) {}
-    ~Descriptor()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    Descriptor(Descriptor &&other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-    Descriptor &operator=(Descriptor &&other) noexcept
-    {
-        if (this != &other) {
-            if (m_fd >= 0)
-                ::close(m_fd);
-            m_fd = std::exchange(other.m_fd, -1);
-        }
-        return *this;
-    }
-    int get() const { return m_fd; }
-    explicit operator bool() const { return m_fd >= 0; }
-
-private:
-    int m_fd;
-};
 
 QDateTime dateFrom(const struct statx_timestamp &stamp)
 {
@@ -173,6 +146,12 @@ QString FileError::localizedDescription() const
         return L10n::text("The file changed while it was being copied.");
     case unknownRead:
         return L10n::text("The file couldn’t be opened.");
+    case beingWritten:
+        if (m_writer.pid > 0)
+            return L10n::format("%@ (pid %@) is still writing this file; it stays where it is.",
+                                {m_writer.program.isEmpty() ? L10n::text("Another program") : m_writer.program,
+                                 QString::number(m_writer.pid)});
+        return L10n::text("Another program is still writing this file; it stays where it is.");
     default:
         break;
     }
@@ -212,7 +191,7 @@ std::vector<DirectoryEntry> PosixFileSystem::contentsOfDirectory(const Path &dir
     }
     entries.resize(names.size());
     const auto readProperties = [&](std::size_t from, std::size_t to) {
-        constexpr unsigned mask = STATX_TYPE | STATX_SIZE | STATX_BTIME | STATX_MTIME;
+        constexpr unsigned mask = STATX_TYPE | STATX_SIZE | STATX_BTIME | STATX_MTIME | STATX_INO;
         for (std::size_t i = from; i < to; ++i) {
             DirectoryEntry &entry = entries[i];
             const std::string &name = names[i];
@@ -226,8 +205,10 @@ std::vector<DirectoryEntry> PosixFileSystem::contentsOfDirectory(const Path &dir
             if (info.stx_mask & STATX_TYPE) {
                 p.isRegularFile = S_ISREG(info.stx_mode);
                 p.isSymbolicLink = S_ISLNK(info.stx_mode);
+                p.isDirectory = S_ISDIR(info.stx_mode);
             }
             p.isHidden = name[0] == '.';
+            p.identity = {std::uint64_t(makedev(info.stx_dev_major, info.stx_dev_minor)), std::uint64_t(info.stx_ino)};
             if (info.stx_mask & STATX_SIZE)
                 p.size = std::int64_t(info.stx_size);
             if (info.stx_mask & STATX_BTIME)
@@ -345,8 +326,18 @@ int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool 
     return fd;
 }
 
-FileError PosixFileSystem::moveItem(const Path &source, const Path &target, const Path &within)
+FileError PosixFileSystem::moveItem(const Path &source, const Path &target, const Path &within, WriterCheck *writers)
 {
+    if (writers) {
+        if (auto writer = writers->writerOf(source))
+            return FileError::writtenBy(std::move(*writer));
+    }
+    m_writers = writers;
+    const struct Reset
+    {
+        PosixFileSystem *fs;
+        ~Reset() { fs->m_writers = nullptr; }
+    } reset{this};
     const std::string name = target.filename().native();
     int folder = AT_FDCWD;
     Descriptor owned;
@@ -551,6 +542,14 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         discard();
         return FileError(FileError::changedDuringCopy);
     }
+    // A download paused mid-way looks finished to every test of time and
+    // size: ask whether anyone still holds the file open for writing.
+    if (m_writers) {
+        if (auto writer = m_writers->writerOf(source, from.get())) {
+            discard();
+            return FileError::writtenBy(std::move(*writer));
+        }
+    }
     struct stat copied;
     ::fstat(copy.get(), &copied);
 
@@ -589,11 +588,18 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         if (::fstatat(dir.get(), name.c_str(), &current, AT_SYMLINK_NOFOLLOW) == 0 && sameFile(current, copied))
             ::unlinkat(dir.get(), name.c_str(), 0);
     };
-    // Remove the source only if it is still the file we copied.
+    // Remove the source only if it is still the file we copied and nobody
+    // opened it for writing while the copy was published.
     struct stat now;
     if (::lstat(source.c_str(), &now) != 0 || !sameContentStamp(before, now)) {
         unpublish();
         return FileError(FileError::changedDuringCopy);
+    }
+    if (m_writers) {
+        if (auto writer = m_writers->writerOf(source, from.get())) {
+            unpublish();
+            return FileError::writtenBy(std::move(*writer));
+        }
     }
     if (::unlink(source.c_str()) != 0) {
         const int error = errno;

@@ -6,6 +6,7 @@
 
 #include <QtTest>
 
+#include <map>
 #include <set>
 
 #include <sys/stat.h>
@@ -109,6 +110,77 @@ private slots:
         QVERIFY(plan.moves.empty());
         QCOMPARE(plan.skipped, 5);
         QVERIFY(plan.issues.isEmpty());
+    }
+
+    // Downloads in progress hold back the files that belong to them.
+    void unfinishedDownloadsHoldBackTheirFiles_data()
+    {
+        QTest::addColumn<QStringList>("names"); // "=name" is an empty file
+        QTest::addColumn<QStringList>("moved");
+        QTest::addColumn<QStringList>("reasons"); // skipped name: reason, in name order
+        QTest::newRow("aria2 fills the final name") << QStringList{"disc.iso", "disc.iso.aria2", "notes.txt"}
+            << QStringList{"notes.txt"}
+            << QStringList{"disc.iso: download in progress (disc.iso.aria2 lies beside it)",
+                           "disc.iso.aria2: unfinished download"};
+        QTest::newRow("part beside") << QStringList{"movie.mp4", "movie.mp4.part"} << QStringList{}
+                                     << QStringList{"movie.mp4: download in progress (movie.mp4.part lies beside it)",
+                                                    "movie.mp4.part: unfinished download"};
+        QTest::newRow("Firefox: empty final name") << QStringList{"=paper.pdf", "paper.a1B2c.pdf.part", "=other.txt", "full.txt"}
+            << QStringList{"full.txt"}
+            << QStringList{"other.txt: empty while a download in this folder is unfinished",
+                           "paper.a1B2c.pdf.part: unfinished download",
+                           "paper.pdf: empty while a download in this folder is unfinished"};
+        QTest::newRow("empty file, no download") << QStringList{"=empty.txt", "movie.mp4"}
+                                                 << QStringList{"empty.txt", "movie.mp4"} << QStringList{};
+        QTest::newRow("control file for another name") << QStringList{"a.iso", "b.iso.crdownload"}
+                                                       << QStringList{"a.iso"}
+                                                       << QStringList{"b.iso.crdownload: unfinished download"};
+    }
+
+    void unfinishedDownloadsHoldBackTheirFiles()
+    {
+        QFETCH(QStringList, names);
+        QFETCH(QStringList, moved);
+        QFETCH(QStringList, reasons);
+        for (const QString &name : names)
+            file(name.startsWith(u'=') ? name.mid(1).toStdString() : name.toStdString(), name.startsWith(u'=') ? "" : "x");
+        auto c = configuration();
+        c.now = [] { return fixedNow; };
+        const auto plan = organizer().makePlan(c);
+        QStringList plannedNames;
+        for (const auto &move : plan.moves)
+            plannedNames << displayName(move.sourceURL);
+        QCOMPARE(plannedNames, moved);
+        QCOMPARE(plan.skipped, qint64(reasons.size()));
+        QStringList shown;
+        for (const auto &skipped : plan.skippedFiles)
+            shown << displayName(skipped.url) + u": "_qs + localizedReason(skipped);
+        if (QLocale().language() == QLocale::English || QLocale().language() == QLocale::C)
+            QCOMPARE(shown, reasons);
+        else
+            QCOMPARE(shown.size(), reasons.size());
+    }
+
+    void everySkippedFileHasItsReason()
+    {
+        std::filesystem::create_directory(m_source / "folder");
+        file(".hidden");
+        ::mkfifo((m_source / "pipe").c_str(), 0600);
+        std::filesystem::create_symlink("/etc/hostname", m_source / "link.txt");
+        writeFile(m_source / "fresh.txt", "x", fixedNow.addSecs(-1));
+        auto c = configuration();
+        c.now = [] { return fixedNow; };
+        const auto plan = organizer().makePlan(c);
+        std::map<std::string, SkipReason> reasons;
+        for (const auto &skipped : plan.skippedFiles)
+            reasons[skipped.url.filename().native()] = skipped.reason;
+        const std::map<std::string, SkipReason> expected{{".hidden", SkipReason::hidden},
+                                                         {"folder", SkipReason::folder},
+                                                         {"fresh.txt", SkipReason::tooRecent},
+                                                         {"link.txt", SkipReason::symbolicLink},
+                                                         {"pipe", SkipReason::notRegularFile}};
+        QVERIFY(reasons == expected);
+        QCOMPARE(plan.skipped, 5);
     }
 
     void ageTest()

@@ -59,6 +59,14 @@ private slots:
         QTest::newRow("bare tmp") << "tmp" << false;
         QTest::newRow("long crdownload") << "Unconfirmed 123456 of a long download.crdownload" << true;
         QTest::newRow("part-list.pdf") << "part-list.pdf" << false;
+        QTest::newRow("GNOME Web") << "paper.pdf.wkdownload" << true;
+        QTest::newRow("qBittorrent") << "disc.iso.!qB" << true;
+        QTest::newRow("yt-dlp control") << "talk.mp4.ytdl" << true;
+        QTest::newRow("yt-dlp fragment") << "talk.mp4.part-Frag12" << true;
+        QTest::newRow("yt-dlp fragment, long") << "talk.f137.mp4.Part-Frag123456" << true;
+        QTest::newRow("aria2 control") << "disc.iso.aria2" << true;
+        QTest::newRow("partition.img") << "partition.img" << false;
+        QTest::newRow("aria2c.deb") << "aria2c.deb" << false;
     }
 
     void incomplete()
@@ -66,6 +74,26 @@ private slots:
         QFETCH(QString, name);
         QFETCH(bool, expected);
         QCOMPARE(Organizer::isIncomplete(pathFromText(u"/d/"_qs + name)), expected);
+    }
+
+    void finishedName_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("part") << "movie.mp4.part" << "movie.mp4";
+        QTest::newRow("aria2") << "disc.iso.aria2" << "disc.iso";
+        QTest::newRow("fragment") << "talk.mp4.part-Frag3" << "talk.mp4";
+        QTest::newRow("bare") << "x.crdownload" << "x";
+        QTest::newRow("finished") << "movie.mp4" << "";
+        QTest::newRow("only extension") << ".part" << "";
+    }
+
+    void finishedName()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, expected);
+        const std::string bytes = name.toStdString();
+        QCOMPARE(QString::fromStdString(std::string(Organizer::finishedName(bytes))), expected);
     }
 
     void effectiveFileDate()

@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "WriterProbe.h"
+
+#include "Descriptor.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <unordered_set>
+#include <utility>
+
+namespace sorvanel {
+
+namespace {
+
+bool isNumber(const char *name)
+{
+    if (!*name)
+        return false;
+    for (; *name; ++name) {
+        if (*name < '0' || *name > '9')
+            return false;
+    }
+    return true;
+}
+
+// A lease is broken with a signal to its holder, SIGIO unless told otherwise,
+// and SIGIO's default is to end the process. We take and drop a lease at once,
+// but a writer may open the file in between: that must cost nothing.
+void ignoreLeaseBreaks()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        struct sigaction current;
+        if (::sigaction(SIGIO, nullptr, &current) == 0 && current.sa_handler == SIG_DFL
+            && !(current.sa_flags & SA_SIGINFO)) {
+            struct sigaction ignore {};
+            ignore.sa_handler = SIG_IGN;
+            ::sigemptyset(&ignore.sa_mask);
+            ::sigaction(SIGIO, &ignore, nullptr);
+        }
+    });
+}
+
+// The inotify watch of one folder, with the inode each name held when it began.
+class InotifyWatch : public FolderWatch
+{
+public:
+    static std::unique_ptr<FolderWatch> start(const Path &folder)
+    {
+        Descriptor notify(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+        if (!notify)
+            return nullptr;
+        constexpr std::uint32_t events = IN_OPEN | IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_ONLYDIR;
+        if (::inotify_add_watch(notify.get(), folder.c_str(), events) < 0)
+            return nullptr;
+        // Read the names only now: any change after this point is an event.
+        Descriptor dirfd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!dirfd)
+            return nullptr;
+        struct stat self;
+        if (::fstat(dirfd.get(), &self) != 0)
+            return nullptr;
+        DIR *dir = ::fdopendir(dirfd.get());
+        if (!dir)
+            return nullptr;
+        const int fd = dirfd.release();
+        std::unique_ptr<DIR, int (*)(DIR *)> closer(dir, ::closedir);
+        auto watch = std::unique_ptr<InotifyWatch>(new InotifyWatch(notify.release(), std::uint64_t(self.st_dev)));
+        bool checked = false;
+        for (;;) {
+            errno = 0;
+            const dirent *item = ::readdir(dir);
+            if (!item) {
+                if (errno != 0)
+                    return nullptr;
+                break;
+            }
+            if (item->d_type != DT_REG && item->d_type != DT_UNKNOWN)
+                continue;
+            // The inode a listing reports must be the one stat reports (it may
+            // differ on layered file systems); one file tells.
+            if (!checked) {
+                struct stat info;
+                if (::fstatat(fd, item->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0 || info.st_ino != item->d_ino)
+                    return nullptr;
+                checked = true;
+            }
+            watch->m_inodes.emplace(item->d_name, std::uint64_t(item->d_ino));
+        }
+        return watch;
+    }
+
+    ~InotifyWatch() override { ::close(m_fd); }
+
+    std::uint64_t device() const override { return m_device; }
+
+    std::optional<std::uint64_t> inodeAtStart(const std::string &name) const override
+    {
+        const auto found = m_inodes.find(name);
+        if (found == m_inodes.end())
+            return std::nullopt;
+        return found->second;
+    }
+
+    bool touched(const std::string &name) override
+    {
+        alignas(struct inotify_event) char buffer[16384];
+        for (;;) {
+            const ssize_t n = ::read(m_fd, buffer, sizeof buffer);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                break; // EAGAIN: nothing new
+            for (ssize_t at = 0; at < n;) {
+                const auto *event = reinterpret_cast<const struct inotify_event *>(buffer + at);
+                if (event->mask & (IN_Q_OVERFLOW | IN_IGNORED))
+                    m_lostCount = true; // events were dropped or the folder went away
+                else if (event->len > 0)
+                    m_touched.emplace(event->name);
+                at += ssize_t(sizeof(struct inotify_event) + event->len);
+            }
+        }
+        return m_lostCount || (!m_touched.empty() && m_touched.count(name) > 0);
+    }
+
+private:
+    InotifyWatch(int fd, std::uint64_t device) : m_fd(fd), m_device(device) {}
+
+    int m_fd;
+    std::uint64_t m_device;
+    std::unordered_map<std::string, std::uint64_t> m_inodes;
+    std::unordered_set<std::string> m_touched;
+    bool m_lostCount = false;
+};
+
+} // namespace
+
+SystemWriterProbe::SystemWriterProbe(Path procRoot)
+    : m_procRoot(std::move(procRoot))
+{
+}
+
+QString SystemWriterProbe::programName(std::int64_t pid) const
+{
+    const Path comm = m_procRoot / std::to_string(pid) / "comm";
+    const Descriptor fd(::open(comm.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd)
+        return {};
+    char buffer[64];
+    const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
+    if (n <= 0)
+        return {};
+    std::string_view name(buffer, std::size_t(n));
+    while (!name.empty() && (name.back() == '\n' || name.back() == '\0'))
+        name.remove_suffix(1);
+    return QString::fromUtf8(name.data(), qsizetype(name.size()));
+}
+
+WriterTable SystemWriterProbe::openForWriting()
+{
+    WriterTable table;
+    const Descriptor proc(::open(m_procRoot.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!proc)
+        return table;
+    DIR *processes = ::fdopendir(::dup(proc.get()));
+    if (!processes)
+        return table;
+    std::unique_ptr<DIR, int (*)(DIR *)> closeProcesses(processes, ::closedir);
+    const std::int64_t self = ::getpid();
+    while (const dirent *process = ::readdir(processes)) {
+        if (!isNumber(process->d_name))
+            continue;
+        const std::int64_t pid = std::strtoll(process->d_name, nullptr, 10);
+        if (pid == self)
+            continue;
+        // Another user's processes answer EACCES here: they are not ours to see.
+        const std::string fdFolder = std::string(process->d_name) + "/fd";
+        const int fds = ::openat(proc.get(), fdFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fds < 0)
+            continue;
+        DIR *descriptors = ::fdopendir(fds);
+        if (!descriptors) {
+            ::close(fds);
+            continue;
+        }
+        std::unique_ptr<DIR, int (*)(DIR *)> closeDescriptors(descriptors, ::closedir);
+        QString program;
+        while (const dirent *descriptor = ::readdir(descriptors)) {
+            if (!isNumber(descriptor->d_name))
+                continue;
+            // The link itself carries the descriptor's access mode in its
+            // permission bits: owner-write is set when it was opened for writing.
+            struct stat link;
+            if (::fstatat(fds, descriptor->d_name, &link, AT_SYMLINK_NOFOLLOW) != 0 || !(link.st_mode & S_IWUSR))
+                continue;
+            struct stat target;
+            if (::fstatat(fds, descriptor->d_name, &target, 0) != 0 || !S_ISREG(target.st_mode))
+                continue;
+            if (program.isNull())
+                program = programName(pid);
+            table.emplace(FileIdentity{std::uint64_t(target.st_dev), std::uint64_t(target.st_ino)},
+                          FileWriter{pid, program});
+        }
+    }
+    return table;
+}
+
+std::optional<FileWriter> SystemWriterProbe::writerOf(const Path &path, int fd)
+{
+    const Descriptor own(fd < 0 ? ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC) : -1);
+    if (fd < 0)
+        fd = own.get();
+    struct stat info;
+    if (fd >= 0) {
+        if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode))
+            return std::nullopt;
+        // A read lease is refused while anyone, of any user, has the file open
+        // for writing: the kernel's own count, and no process to miss.
+        ignoreLeaseBreaks();
+        if (::fcntl(fd, F_SETLEASE, F_RDLCK) == 0) {
+            ::fcntl(fd, F_SETLEASE, F_UNLCK);
+            return std::nullopt;
+        }
+        const int error = errno;
+        if (error == EAGAIN) {
+            const WriterTable writers = openForWriting();
+            const auto found = writers.find({std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)});
+            return found != writers.end() ? found->second : FileWriter{};
+        }
+        // No leases here (a file of another owner, a network or FUSE file
+        // system, leases switched off): the process table alone decides.
+    } else if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        return std::nullopt; // gone, or not a file: the move itself will say
+    }
+    const WriterTable writers = openForWriting();
+    const auto found = writers.find({std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)});
+    if (found == writers.end())
+        return std::nullopt;
+    return found->second;
+}
+
+std::unique_ptr<FolderWatch> SystemWriterProbe::watch(const Path &folder)
+{
+    return InotifyWatch::start(folder);
+}
+
+WriterCheck::WriterCheck(WriterProbe &probe, const Path &sourceFolder)
+    : m_probe(probe)
+    , m_folder(sourceFolder)
+    , m_watch(probe.watch(sourceFolder))
+{
+    // The watch first: a writer that opens a file after the snapshot below is
+    // then an event, one that opened it before is in the snapshot.
+    if (m_watch)
+        m_writers = probe.openForWriting();
+}
+
+std::optional<FileWriter> WriterCheck::writerOf(const Path &source, int fd)
+{
+    if (fd >= 0 || !m_watch)
+        return m_probe.writerOf(source, fd);
+    const std::string &path = source.native();
+    const auto slash = path.rfind('/');
+    if (slash == std::string::npos || std::string_view(path).substr(0, slash) != m_folder.native())
+        return m_probe.writerOf(source, -1);
+    const std::string name = path.substr(slash + 1);
+    if (m_watch->touched(name))
+        return m_probe.writerOf(source, -1);
+    const auto inode = m_watch->inodeAtStart(name);
+    if (!inode)
+        return m_probe.writerOf(source, -1);
+    const auto found = m_writers.find({m_watch->device(), *inode});
+    if (found == m_writers.end())
+        return std::nullopt;
+    return found->second;
+}
+
+} // namespace sorvanel

@@ -1,0 +1,293 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Files that another process is still writing, with real writer processes.
+#include "Organizer.h"
+#include "TestSupport.h"
+
+#include <QtTest>
+
+#include <thread>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+namespace {
+
+// Starts a writer on the source in the middle of a copy to another drive:
+// the moment a paused download resumes while we copy it.
+class WriterDuringCopy : public PosixFileSystem
+{
+public:
+    TestWriter *writer = nullptr;
+
+protected:
+    int copyContents(int from, int to) override
+    {
+        const int error = PosixFileSystem::copyContents(from, to);
+        if (writer && !m_sourceDuringCopy.empty())
+            started = writer->start(u"append"_qs, m_sourceDuringCopy);
+        return error;
+    }
+    FileError copyAcrossDevices(const Path &source, int folder, const std::string &name) override
+    {
+        m_sourceDuringCopy = source;
+        return PosixFileSystem::copyAcrossDevices(source, folder, name);
+    }
+
+public:
+    bool started = false;
+
+private:
+    Path m_sourceDuringCopy;
+};
+
+FileIdentity identityOf(const Path &path)
+{
+    struct stat info;
+    ::stat(path.c_str(), &info);
+    return {std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)};
+}
+
+} // namespace
+
+class TestWriters : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<QTemporaryDir> m_far; // on another file system, where the machine has one
+    Path m_source;
+
+    Path destination(bool acrossDrives)
+    {
+        if (!acrossDrives)
+            return m_source / "__filesDownloadedAt";
+        if (!m_far) {
+            const auto other = otherFileSystem(m_dir->path());
+            if (!other)
+                return {};
+            m_far = std::make_unique<QTemporaryDir>(*other + u"/sorvanel-test-XXXXXX"_qs);
+        }
+        return toPath(m_far->path()) / "sorted";
+    }
+
+    OrganizerConfiguration configuration(const Path &destination)
+    {
+        OrganizerConfiguration c;
+        c.sourceURL = m_source;
+        c.destinationURL = destination;
+        c.largeFileThresholdBytes = 1 << 30;
+        return c;
+    }
+
+    // Lets the files written just now pass the minimum age.
+    static void ageAll(const Path &folder)
+    {
+        for (const auto &item : std::filesystem::directory_iterator(std::filesystem::path(folder))) {
+            const qint64 s = longAgo().toSecsSinceEpoch();
+            const struct timespec times[2] = {{s, 0}, {s, 0}};
+            ::utimensat(AT_FDCWD, item.path().c_str(), times, AT_SYMLINK_NOFOLLOW);
+        }
+    }
+
+    // The files under the destination, not counting its lock file.
+    static QStringList filed(const Path &destination)
+    {
+        QStringList files = regularFilesBelow(QFile::decodeName(QByteArray::fromStdString(destination.native())));
+        files.removeAll(u".sorvanel.lock"_qs);
+        return files;
+    }
+
+private slots:
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_far.reset();
+        m_source = toPath(m_dir->path()) / "Downloads";
+        std::filesystem::create_directories(std::filesystem::path(m_source));
+    }
+
+    void probeSeesWritersNotReaders_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<bool>("writes");
+        QTest::newRow("append") << "append" << true;
+        QTest::newRow("truncate") << "truncate" << true;
+        QTest::newRow("read and write") << "readwrite" << true;
+        QTest::newRow("read only (a thumbnailer)") << "read" << false;
+    }
+
+    void probeSeesWritersNotReaders()
+    {
+        QFETCH(QString, mode);
+        QFETCH(bool, writes);
+        const Path file = m_source / "movie.mkv";
+        writeFile(file, "partial");
+        TestWriter writer;
+        QVERIFY(writer.start(mode, file));
+        SystemWriterProbe probe;
+
+        const WriterTable table = probe.openForWriting();
+        const auto found = table.find(identityOf(file));
+        QCOMPARE(found != table.end(), writes);
+        const auto fresh = probe.writerOf(file, -1);
+        QCOMPARE(fresh.has_value(), writes);
+        if (writes) {
+            QCOMPARE(found->second.pid, writer.pid());
+            QCOMPARE(found->second.program, u"slowwriter"_qs);
+            QCOMPARE(*fresh, found->second);
+        }
+        writer.stop();
+        QVERIFY(!probe.writerOf(file, -1));
+        QCOMPARE(probe.openForWriting().count(identityOf(file)), 0u);
+    }
+
+    // The check of one execution: its snapshot, and a fresh look at names
+    // touched after it began.
+    void checkSeesWritersBeforeAndAfterItBegan()
+    {
+        for (const char *name : {"before.iso", "after.iso", "quiet.iso", "read.iso", "replaced.iso"})
+            writeFile(m_source / name, "data");
+        SystemWriterProbe probe;
+        TestWriter before;
+        QVERIFY(before.start(u"append"_qs, m_source / "before.iso"));
+        WriterCheck check(probe, m_source);
+
+        TestWriter after;
+        QVERIFY(after.start(u"append"_qs, m_source / "after.iso"));
+        TestWriter reader;
+        QVERIFY(reader.start(u"read"_qs, m_source / "read.iso"));
+        // A new file put in place of an old name, still being written.
+        TestWriter replacement;
+        QVERIFY(replacement.start(u"truncate"_qs, m_source / "replaced.iso.new"));
+        std::filesystem::rename(std::filesystem::path(m_source / "replaced.iso.new"),
+                                std::filesystem::path(m_source / "replaced.iso"));
+
+        QCOMPARE(check.writerOf(m_source / "before.iso").value_or(FileWriter{}).pid, before.pid());
+        QCOMPARE(check.writerOf(m_source / "after.iso").value_or(FileWriter{}).pid, after.pid());
+        QCOMPARE(check.writerOf(m_source / "replaced.iso").value_or(FileWriter{}).pid, replacement.pid());
+        QVERIFY(!check.writerOf(m_source / "quiet.iso"));
+        QVERIFY(!check.writerOf(m_source / "read.iso"));
+        QVERIFY(!check.writerOf(m_source / "gone.iso"));
+    }
+
+    void planSkipsAFileBeingWritten()
+    {
+        writeFile(m_source / "done.pdf", "done");
+        TestWriter writer;
+        QVERIFY(writer.start(u"append"_qs, m_source / "growing.iso"));
+        QVERIFY(writer.write(1000));
+        ageAll(m_source);
+        const auto plan = Organizer().makePlan(configuration(destination(false)));
+        QCOMPARE(plan.moves.size(), 1u);
+        QCOMPARE(plan.skippedFiles.size(), 1u);
+        const SkippedFile &skipped = plan.skippedFiles.front();
+        QCOMPARE(skipped.url, m_source / "growing.iso");
+        QCOMPARE(skipped.reason, SkipReason::beingWritten);
+        QCOMPARE(skipped.writer.pid, writer.pid());
+        QVERIFY(localizedReason(skipped).contains(QString::number(writer.pid())));
+    }
+
+    // The whole file ends in exactly one place, and nothing partial or empty
+    // appears under a visible name, whichever drive the destination is on.
+    void writerStartingAfterPlanningKeepsTheFile_data()
+    {
+        QTest::addColumn<bool>("acrossDrives");
+        QTest::newRow("same drive") << false;
+        QTest::newRow("across drives") << true;
+    }
+
+    void writerStartingAfterPlanningKeepsTheFile()
+    {
+        QFETCH(bool, acrossDrives);
+        const Path target = destination(acrossDrives);
+        if (target.empty())
+            QSKIP("no second file system here");
+        const Path file = m_source / "talk.mp4";
+        {
+            TestWriter first;
+            QVERIFY(first.start(u"truncate"_qs, file));
+            QVERIFY(first.write(4000));
+            QVERIFY(first.close());
+        }
+        ageAll(m_source);
+        Organizer organizer;
+        const auto plan = organizer.makePlan(configuration(target));
+        QCOMPARE(plan.moves.size(), 1u);
+
+        // The download resumes while the preview is open.
+        TestWriter resumed;
+        QVERIFY(resumed.start(u"append"_qs, file));
+        const auto result = organizer.execute(plan);
+        QCOMPARE(result.moved, 0);
+        QCOMPARE(result.issues.size(), 1);
+        QCOMPARE(result.issues.front().filename, u"talk.mp4"_qs);
+        QVERIFY2(result.issues.front().message.contains(QString::number(resumed.pid())),
+                 qPrintable(result.issues.front().message));
+        QCOMPARE(filed(target), QStringList());
+
+        QVERIFY(resumed.write(6000));
+        QVERIFY(resumed.close());
+        resumed.stop();
+        ageAll(m_source);
+        const auto later = organizer.organize(configuration(target));
+        QCOMPARE(later.moved, 1);
+        QVERIFY(!std::filesystem::exists(std::filesystem::path(file)));
+        const QStringList files = filed(target);
+        QCOMPARE(files.size(), 1);
+        QCOMPARE(readFile(target / files.front().toStdString()), TestWriter::content(10000));
+    }
+
+    // A download that pauses for longer than the minimum age looks finished by
+    // its time; it is still open.
+    void pausedDownloadOlderThanTheMinimumAgeStays()
+    {
+        const Path target = destination(true).empty() ? destination(false) : destination(true);
+        const Path file = m_source / "slow.bin";
+        TestWriter writer;
+        QVERIFY(writer.start(u"truncate"_qs, file));
+        QVERIFY(writer.write(3000));
+        auto c = configuration(target);
+        c.minimumFileAge = 0.2;
+        std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        Organizer organizer;
+        auto result = organizer.organize(c);
+        QCOMPARE(result.moved, 0);
+        QCOMPARE(result.skipped, 1);
+        QVERIFY(std::filesystem::exists(std::filesystem::path(file)));
+
+        QVERIFY(writer.write(5000));
+        QVERIFY(writer.close());
+        std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        result = organizer.organize(c);
+        QCOMPARE(result.moved, 1);
+        const QStringList files = filed(target);
+        QCOMPARE(files.size(), 1);
+        QCOMPARE(readFile(target / files.front().toStdString()), TestWriter::content(8000));
+    }
+
+    // Across drives the source is asked once more after the copy: a writer
+    // that opened it meanwhile keeps it, and our copy goes.
+    void writerOpeningDuringACrossDriveCopyKeepsTheSource()
+    {
+        const Path target = destination(true);
+        if (target.empty())
+            QSKIP("no second file system here");
+        const Path file = m_source / "disc.iso";
+        writeFile(file, TestWriter::content(50000));
+        ageAll(m_source);
+        auto fileSystem = std::make_shared<WriterDuringCopy>();
+        TestWriter writer;
+        fileSystem->writer = &writer;
+        Organizer organizer(fileSystem);
+        const auto result = organizer.organize(configuration(target));
+        QVERIFY(fileSystem->started);
+        QCOMPARE(result.moved, 0);
+        QCOMPARE(result.issues.size(), 1);
+        QVERIFY(result.issues.front().message.contains(QString::number(writer.pid())));
+        QCOMPARE(readFile(file), TestWriter::content(50000));
+        QCOMPARE(filed(target), QStringList());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestWriters)
+#include "tst_writers.moc"

@@ -4,6 +4,7 @@
 #include "DownloadsGenerator.h"
 #include "OrganizationModels.h"
 #include "SettingsStore.h"
+#include "WriterProbe.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -14,10 +15,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <csignal>
 #include <ctime>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -130,6 +133,73 @@ void idleApp(const QString &app, int seconds)
     ::waitpid(pid, nullptr, 0);
 }
 
+// A busy session: `processes` children holding `files` files open between
+// them, one in four for writing. Returns their pids.
+std::vector<pid_t> busySession(const QString &folder, int processes, int files)
+{
+    QDir().mkpath(folder);
+    const int perProcess = std::max(1, files / std::max(1, processes));
+    std::vector<pid_t> children;
+    for (int p = 0; p < processes; ++p) {
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            for (int f = 0; f < perProcess; ++f) {
+                const QByteArray name = QFile::encodeName(folder + QStringLiteral("/f%1-%2").arg(p).arg(f));
+                ::open(name.constData(), f % 4 == 0 ? (O_WRONLY | O_CREAT) : (O_RDONLY | O_CREAT), 0644);
+            }
+            ::pause();
+            ::_exit(0);
+        }
+        children.push_back(pid);
+    }
+    QThread::sleep(2); // let them open their files
+    return children;
+}
+
+// What the writer check costs: one read of the process table, one check
+// of an execution (watch and snapshot), and the check before each move.
+void writerCheckCost(const QString &root, int processes, int files, int repeat)
+{
+    const std::vector<pid_t> children = busySession(root + QStringLiteral("/open"), processes, files);
+    sorvanel::SystemWriterProbe probe;
+    std::vector<double> table, start, perMove;
+    std::size_t writers = 0;
+    const auto source = sorvanel::pathFromText(root + QStringLiteral("/checked"));
+    std::filesystem::create_directories(std::filesystem::path(source));
+    constexpr int checked = 10000;
+    std::vector<sorvanel::FileIdentity> identities;
+    for (int i = 0; i < checked; ++i) {
+        const auto file = source / ("f" + std::to_string(i));
+        ::close(::open(file.c_str(), O_WRONLY | O_CREAT, 0644));
+        struct stat info;
+        ::stat(file.c_str(), &info);
+        identities.push_back({std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)});
+    }
+    for (int r = 0; r < repeat; ++r) {
+        double t = now();
+        writers = probe.openForWriting().byIdentity.size();
+        table.push_back(now() - t);
+        t = now();
+        sorvanel::WriterCheck check(probe, source);
+        start.push_back(now() - t);
+        t = now();
+        for (int i = 0; i < checked; ++i)
+            check.writerOf(source / ("f" + std::to_string(i)), identities[std::size_t(i)]);
+        perMove.push_back((now() - t) * 1000.0 / checked);
+    }
+    for (const pid_t pid : children)
+        ::kill(pid, SIGTERM);
+    for (const pid_t pid : children)
+        ::waitpid(pid, nullptr, 0);
+    const auto mid = [](std::vector<double> v) {
+        std::sort(v.begin(), v.end());
+        return v[v.size() / 2];
+    };
+    std::printf("writer check, %d processes with %d open files (%zu open for writing): process table %.1f ms, "
+                "start of a run %.1f ms, before each move %.2f µs (medians of %d)\n",
+                processes, files, writers, mid(table), mid(start), mid(perMove), repeat);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -139,6 +209,8 @@ int main(int argc, char *argv[])
     std::vector<std::size_t> sizes{1000, 10000, 100000};
     int repeat = 3;
     int idleSeconds = 0;
+    int busyProcesses = 0;
+    int busyFiles = 0;
     QString work;
     for (int i = 0; i < arguments.size(); ++i) {
         if (arguments[i] == u"--sizes" && i + 1 < arguments.size()) {
@@ -155,10 +227,13 @@ int main(int argc, char *argv[])
             sorvanel::bench::generateDownloads(folder, folder / "__filesDownloadedAt", arguments[i + 2].toULongLong(),
                                                20261122, 500LL * 1024 * 1024);
             return 0;
+        } else if (arguments[i] == u"--writers" && i + 2 < arguments.size()) {
+            busyProcesses = arguments[++i].toInt();
+            busyFiles = arguments[++i].toInt();
         } else if (arguments[i] == u"--work" && i + 1 < arguments.size()) {
             work = arguments[++i];
         } else {
-            std::fprintf(stderr, "usage: sorvanel-bench [--sizes 1000,10000,100000] [--repeat 3] [--idle SECONDS] [--work DIR]\n       sorvanel-bench --generate DIR COUNT\n");
+            std::fprintf(stderr, "usage: sorvanel-bench [--sizes 1000,10000,100000] [--repeat 3] [--idle SECONDS] [--writers PROCESSES FILES] [--work DIR]\n       sorvanel-bench --generate DIR COUNT\n");
             return 64;
         }
     }
@@ -207,6 +282,8 @@ int main(int argc, char *argv[])
         print(label.constData(), "organize", org, ff.wallMs);
         std::fflush(stdout);
     }
+    if (busyProcesses > 0)
+        writerCheckCost(root, busyProcesses, busyFiles, repeat);
     if (idleSeconds > 0)
         idleApp(bin + QStringLiteral("/sorvanel"), idleSeconds);
     return 0;

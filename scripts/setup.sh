@@ -16,6 +16,7 @@ SORVANEL_PACKAGES=(
     libsqlite3-dev                   # the settings suite
     libicu-dev                       # name collation (the ICU that Qt uses), called directly for sort keys
     python3                          # the translation completeness check
+    curl wget                        # real downloaders for the tests of downloads in progress
 )
 
 sorvanel_install_packages() {

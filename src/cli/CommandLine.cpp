@@ -61,6 +61,29 @@ QString terminalSafe(const QString &text)
     return out;
 }
 
+// The same for a path's bytes, which go out as they are otherwise: exact even
+// where a name is not UTF-8.
+std::string terminalSafe(const std::string &bytes)
+{
+    std::string out;
+    out.reserve(bytes.size());
+    char escape[8];
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const auto c = static_cast<unsigned char>(bytes[i]);
+        if (c < 0x20 || c == 0x7f) {
+            std::snprintf(escape, sizeof escape, "\\x%02x", c);
+            out += escape;
+        } else if (c == 0xc2 && i + 1 < bytes.size() && static_cast<unsigned char>(bytes[i + 1]) >= 0x80
+                   && static_cast<unsigned char>(bytes[i + 1]) < 0xa0) {
+            std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(bytes[++i]));
+            out += escape; // a C1 control character in UTF-8
+        } else {
+            out += char(c);
+        }
+    }
+    return out;
+}
+
 QJsonArray skippedJson(const std::vector<SkippedFile> &skipped)
 {
     QJsonArray array;
@@ -305,9 +328,9 @@ int CommandLine::preview(SettingsStore &store, bool json)
         m_out.flush();
         std::string lines;
         for (const auto &move : plan.moves) {
-            lines += move.sourceURL.native();
+            lines += terminalSafe(move.sourceURL.native());
             lines += " \u2192 ";
-            lines += move.destinationURL.native();
+            lines += terminalSafe(move.destinationURL.native());
             lines += '\n';
             if (lines.size() > (1 << 16)) {
                 std::fwrite(lines.data(), 1, lines.size(), stdout);
@@ -324,7 +347,7 @@ int CommandLine::preview(SettingsStore &store, bool json)
         for (const auto &file : plan.skippedFiles)
             m_out << "  " << terminalSafe(displayName(file.url)) << ": " << localizedReason(file) << '\n';
         for (const auto &issue : plan.issues)
-            m_out << issue.filename << ": " << issue.message << '\n';
+            m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
     }
     return plan.issues.isEmpty() ? success : finishedWithIssues;
 }
@@ -351,7 +374,7 @@ int CommandLine::organize(SettingsStore &store, bool json)
               << L10n::format("Skipped: %d", {qint64(result.skipped)}) << "   "
               << L10n::format("Failed: %d", {qint64(result.failed())}) << '\n';
         for (const auto &issue : result.issues)
-            m_out << issue.filename << ": " << issue.message << '\n';
+            m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
     }
     return result.issues.isEmpty() ? success : finishedWithIssues;
 }
@@ -375,7 +398,7 @@ int CommandLine::last(SettingsStore &store, bool json)
         const QString name = issue.filename.isEmpty() ? L10n::text("Unknown file") : issue.filename;
         const QString message =
             issue.message.isEmpty() ? L10n::text("Details were not retained between launches.") : issue.message;
-        m_out << name << ": " << message << '\n';
+        m_out << terminalSafe(name) << ": " << message << '\n';
     }
     return success;
 }

@@ -97,10 +97,11 @@ public:
     // target name is taken. Across file systems the copy is published only
     // when complete, and the source removed only after that. With a `within`
     // folder, the target's folders below it are reached without following links.
-    // With `writers`, a source that another program holds open for writing
-    // stays where it is (FileError::beingWritten): checked right before the
-    // move, and across file systems once more after the copy, before the
-    // source is removed.
+    // With `writers`, a move across file systems asks once more after the
+    // copy, and again right before the source is removed, whether another
+    // program holds the source open for writing; if so the copy goes, the
+    // source stays (FileError::beingWritten). The check right before a move
+    // is the caller's, who knows the file that was planned.
     virtual FileError moveItem(const Path &source, const Path &target, const Path &within = {},
                                WriterCheck *writers = nullptr) = 0;
 
@@ -164,6 +165,8 @@ private:
     std::unordered_map<std::string, int> m_folders; // folders opened below a `within` root
     const Path *m_stagingRoot = nullptr; // during a move below a root: the root, where named partial copies go
     WriterCheck *m_writers = nullptr;    // during a move: who may still be writing the source
+    std::string m_sourceFolderPath;      // the folder the latest move came from, kept open
+    int m_sourceFolder = -1;
 };
 
 } // namespace sorvanel

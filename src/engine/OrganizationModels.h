@@ -101,6 +101,7 @@ struct PlannedMove
     Path destinationURL;
     FileCategory category = FileCategory::other;
     QDateTime fileDate;
+    FileIdentity sourceIdentity; // the file that was planned, to tell it from one put in its place
 
     bool operator==(const PlannedMove &) const = default;
 };

@@ -327,7 +327,7 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
 
     // Who is writing what, read after the listing: a download that starts
     // later is caught again right before its move.
-    const WriterTable writers = m_writerProbe ? m_writerProbe->openForWriting() : WriterTable();
+    const WriterTable writers = m_writerProbe ? m_writerProbe->openForWriting().byIdentity : WriterTable();
 
     // First, on every core: what becomes of each entry, and for a move its
     // category and day.
@@ -499,6 +499,7 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
             move.destinationURL = folder.path / filename;
             move.category = sortings[index].category;
             move.fileDate = *effectiveFileDate(entry.properties.creationDate, entry.properties.modificationDate);
+            move.sourceIdentity = entry.properties.identity;
             move.sourceURL = std::move(entry.url);
         }
     });
@@ -584,13 +585,13 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
         }
         // A name taken since an earlier run may be that run's own copy, cut
         // short before the source was removed: finish that move instead.
-        const std::string sourceName = move.sourceURL.filename().native();
-        if (move.destinationURL.filename().native() != sourceName && writerCheck) {
-            if (auto writer = writerCheck->writerOf(move.sourceURL)) {
+        if (writerCheck) {
+            if (auto writer = writerCheck->writerOf(move.sourceURL, move.sourceIdentity)) {
                 fail(FileError::writtenBy(std::move(*writer)));
                 continue;
             }
         }
+        const std::string sourceName = move.sourceURL.filename().native();
         if (move.destinationURL.filename().native() != sourceName
             && m_fileManager->finishInterruptedMove(move.sourceURL, directory / sourceName)) {
             ++result.moved;

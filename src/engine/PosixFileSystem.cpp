@@ -283,6 +283,9 @@ void PosixFileSystem::closeFolders()
     for (const auto &[path, fd] : m_folders)
         ::close(fd);
     m_folders.clear();
+    if (m_sourceFolder >= 0)
+        ::close(m_sourceFolder);
+    m_sourceFolder = -1;
 }
 
 int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool create, int *error)
@@ -328,10 +331,6 @@ int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool 
 
 FileError PosixFileSystem::moveItem(const Path &source, const Path &target, const Path &within, WriterCheck *writers)
 {
-    if (writers) {
-        if (auto writer = writers->writerOf(source))
-            return FileError::writtenBy(std::move(*writer));
-    }
     m_writers = writers;
     const struct Reset
     {
@@ -361,7 +360,25 @@ FileError PosixFileSystem::moveItem(const Path &source, const Path &target, cons
 
 FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const std::string &name)
 {
-    if (::renameat2(AT_FDCWD, source.c_str(), folder, name.c_str(), RENAME_NOREPLACE) == 0)
+    // The source folder stays open for the run: each move then looks up one name, not a whole path.
+    const std::string &path = source.native();
+    const auto slash = path.rfind('/');
+    int from = AT_FDCWD;
+    const char *sourceName = path.c_str();
+    if (slash != std::string::npos && slash > 0) {
+        const std::string_view directory(path.data(), slash);
+        if (m_sourceFolder < 0 || directory != m_sourceFolderPath) {
+            if (m_sourceFolder >= 0)
+                ::close(m_sourceFolder);
+            m_sourceFolderPath.assign(directory);
+            m_sourceFolder = ::open(m_sourceFolderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        }
+        if (m_sourceFolder >= 0) {
+            from = m_sourceFolder;
+            sourceName = path.c_str() + slash + 1;
+        }
+    }
+    if (::renameat2(from, sourceName, folder, name.c_str(), RENAME_NOREPLACE) == 0)
         return {};
     const int error = errno;
     if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP)

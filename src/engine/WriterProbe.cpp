@@ -6,6 +6,8 @@
 #include <QFile>
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <csignal>
 #include <cstring>
 #include <dirent.h>
@@ -52,7 +54,7 @@ void ignoreLeaseBreaks()
     });
 }
 
-// The inotify watch of one folder, with the inode each name held when it began.
+// The inotify watch of one folder.
 class InotifyWatch : public FolderWatch
 {
 public:
@@ -64,56 +66,12 @@ public:
         constexpr std::uint32_t events = IN_OPEN | IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_ONLYDIR;
         if (::inotify_add_watch(notify.get(), folder.c_str(), events) < 0)
             return nullptr;
-        // Read the names only now: any change after this point is an event.
-        Descriptor dirfd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (!dirfd)
-            return nullptr;
-        struct stat self;
-        if (::fstat(dirfd.get(), &self) != 0)
-            return nullptr;
-        DIR *dir = ::fdopendir(dirfd.get());
-        if (!dir)
-            return nullptr;
-        const int fd = dirfd.release();
-        std::unique_ptr<DIR, int (*)(DIR *)> closer(dir, ::closedir);
-        auto watch = std::unique_ptr<InotifyWatch>(new InotifyWatch(notify.release(), std::uint64_t(self.st_dev)));
-        bool checked = false;
-        for (;;) {
-            errno = 0;
-            const dirent *item = ::readdir(dir);
-            if (!item) {
-                if (errno != 0)
-                    return nullptr;
-                break;
-            }
-            if (item->d_type != DT_REG && item->d_type != DT_UNKNOWN)
-                continue;
-            // The inode a listing reports must be the one stat reports (it may
-            // differ on layered file systems); one file tells.
-            if (!checked) {
-                struct stat info;
-                if (::fstatat(fd, item->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0 || info.st_ino != item->d_ino)
-                    return nullptr;
-                checked = true;
-            }
-            watch->m_inodes.emplace(item->d_name, std::uint64_t(item->d_ino));
-        }
-        return watch;
+        return std::unique_ptr<FolderWatch>(new InotifyWatch(notify.release()));
     }
 
     ~InotifyWatch() override { ::close(m_fd); }
 
-    std::uint64_t device() const override { return m_device; }
-
-    std::optional<std::uint64_t> inodeAtStart(const std::string &name) const override
-    {
-        const auto found = m_inodes.find(name);
-        if (found == m_inodes.end())
-            return std::nullopt;
-        return found->second;
-    }
-
-    bool touched(const std::string &name) override
+    bool touched(std::string_view name) override
     {
         alignas(struct inotify_event) char buffer[16384];
         for (;;) {
@@ -131,15 +89,13 @@ public:
                 at += ssize_t(sizeof(struct inotify_event) + event->len);
             }
         }
-        return m_lostCount || (!m_touched.empty() && m_touched.count(name) > 0);
+        return m_lostCount || (!m_touched.empty() && m_touched.count(std::string(name)) > 0);
     }
 
 private:
-    InotifyWatch(int fd, std::uint64_t device) : m_fd(fd), m_device(device) {}
+    explicit InotifyWatch(int fd) : m_fd(fd) {}
 
     int m_fd;
-    std::uint64_t m_device;
-    std::unordered_map<std::string, std::uint64_t> m_inodes;
     std::unordered_set<std::string> m_touched;
     bool m_lostCount = false;
 };
@@ -167,9 +123,9 @@ QString SystemWriterProbe::programName(std::int64_t pid) const
     return QString::fromUtf8(name.data(), qsizetype(name.size()));
 }
 
-WriterTable SystemWriterProbe::openForWriting()
+WriterSnapshot SystemWriterProbe::openForWriting()
 {
-    WriterTable table;
+    WriterSnapshot table;
     const Descriptor proc(::open(m_procRoot.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!proc)
         return table;
@@ -209,8 +165,12 @@ WriterTable SystemWriterProbe::openForWriting()
                 continue;
             if (program.isNull())
                 program = programName(pid);
-            table.emplace(FileIdentity{std::uint64_t(target.st_dev), std::uint64_t(target.st_ino)},
-                          FileWriter{pid, program});
+            const FileWriter writer{pid, program};
+            table.byIdentity.emplace(FileIdentity{std::uint64_t(target.st_dev), std::uint64_t(target.st_ino)}, writer);
+            char path[4096];
+            const ssize_t length = ::readlinkat(fds, descriptor->d_name, path, sizeof path);
+            if (length > 0 && length < ssize_t(sizeof path))
+                table.byPath.emplace(std::string(path, std::size_t(length)), writer);
         }
     }
     return table;
@@ -234,7 +194,7 @@ std::optional<FileWriter> SystemWriterProbe::writerOf(const Path &path, int fd)
         }
         const int error = errno;
         if (error == EAGAIN) {
-            const WriterTable writers = openForWriting();
+            const WriterTable writers = openForWriting().byIdentity;
             const auto found = writers.find({std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)});
             return found != writers.end() ? found->second : FileWriter{};
         }
@@ -243,7 +203,7 @@ std::optional<FileWriter> SystemWriterProbe::writerOf(const Path &path, int fd)
     } else if (::lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
         return std::nullopt; // gone, or not a file: the move itself will say
     }
-    const WriterTable writers = openForWriting();
+    const WriterTable writers = openForWriting().byIdentity;
     const auto found = writers.find({std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)});
     if (found == writers.end())
         return std::nullopt;
@@ -262,25 +222,39 @@ WriterCheck::WriterCheck(WriterProbe &probe, const Path &sourceFolder)
 {
     // The watch first: a writer that opens a file after the snapshot below is
     // then an event, one that opened it before is in the snapshot.
-    if (m_watch)
-        m_writers = probe.openForWriting();
+    if (!m_watch)
+        return;
+    WriterSnapshot snapshot = probe.openForWriting();
+    m_writers = std::move(snapshot.byIdentity);
+    // The kernel names open files with links resolved.
+    char resolved[PATH_MAX];
+    if (!::realpath(sourceFolder.c_str(), resolved))
+        return;
+    const std::string folder = std::string(resolved) + (resolved[1] ? "/" : "");
+    for (auto &[path, writer] : snapshot.byPath) {
+        if (path.size() > folder.size() && path.compare(0, folder.size(), folder) == 0
+            && path.find('/', folder.size()) == std::string::npos)
+            m_writtenNames.emplace(path.substr(folder.size()), std::move(writer));
+    }
 }
 
-std::optional<FileWriter> WriterCheck::writerOf(const Path &source, int fd)
+std::optional<FileWriter> WriterCheck::writerOf(const Path &source, const FileIdentity &planned)
 {
-    if (fd >= 0 || !m_watch)
-        return m_probe.writerOf(source, fd);
+    if (!m_watch)
+        return m_probe.writerOf(source, -1);
     const std::string &path = source.native();
     const auto slash = path.rfind('/');
     if (slash == std::string::npos || std::string_view(path).substr(0, slash) != m_folder.native())
         return m_probe.writerOf(source, -1);
-    const std::string name = path.substr(slash + 1);
+    const std::string_view name = std::string_view(path).substr(slash + 1);
     if (m_watch->touched(name))
         return m_probe.writerOf(source, -1);
-    const auto inode = m_watch->inodeAtStart(name);
-    if (!inode)
-        return m_probe.writerOf(source, -1);
-    const auto found = m_writers.find({m_watch->device(), *inode});
+    if (!m_writtenNames.empty()) {
+        const auto found = m_writtenNames.find(std::string(name));
+        if (found != m_writtenNames.end())
+            return found->second;
+    }
+    const auto found = m_writers.find(planned);
     if (found == m_writers.end())
         return std::nullopt;
     return found->second;

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -43,20 +44,24 @@ struct FileIdentityHash
 
 using WriterTable = std::unordered_map<FileIdentity, FileWriter, FileIdentityHash>;
 
-// Files of one folder that were opened, written or replaced since the watch
-// began, and the inode each name held when it began.
+// The files open for writing at one moment: by identity, and by the path
+// their writers opened them under (as the kernel names it now: links
+// resolved, renames followed).
+struct WriterSnapshot
+{
+    WriterTable byIdentity;
+    std::unordered_map<std::string, FileWriter> byPath;
+};
+
+// Files of one folder that were opened, written or replaced since the watch began.
 class FolderWatch
 {
 public:
     virtual ~FolderWatch() = default;
 
-    // The device of the folder.
-    virtual std::uint64_t device() const = 0;
-    // The inode the name held when the watch began; nothing when it held none.
-    virtual std::optional<std::uint64_t> inodeAtStart(const std::string &name) const = 0;
     // Reads what happened since the last call; true when `name` was opened,
     // written or replaced meanwhile, or the watch lost count of events.
-    virtual bool touched(const std::string &name) = 0;
+    virtual bool touched(std::string_view name) = 0;
 };
 
 // Who holds files open for writing: the process table of the system. The
@@ -68,7 +73,7 @@ public:
     virtual ~WriterProbe() = default;
 
     // Every file some visible process holds open for writing right now.
-    virtual WriterTable openForWriting() = 0;
+    virtual WriterSnapshot openForWriting() = 0;
 
     // Whether anyone holds the file open for writing right now, asked of the
     // file itself. `fd` is our own read-only descriptor of it, or -1 to open
@@ -87,7 +92,7 @@ public:
     // `procRoot` is where the process table is mounted.
     explicit SystemWriterProbe(Path procRoot = "/proc");
 
-    WriterTable openForWriting() override;
+    WriterSnapshot openForWriting() override;
     std::optional<FileWriter> writerOf(const Path &path, int fd) override;
     std::unique_ptr<FolderWatch> watch(const Path &folder) override;
 
@@ -100,22 +105,27 @@ private:
 
 // The writer check of one execution: answers, right before each move, whether
 // the source is being written, cheaply for the many files nobody touches.
-// A snapshot of the process table and a watch on the source folder are taken
-// when it is made; a name that anyone opened or replaced since is asked afresh.
+// A watch on the source folder and then a snapshot of the process table are
+// taken when it is made; a name that anyone opened or replaced since is asked
+// afresh.
 class WriterCheck
 {
 public:
     WriterCheck(WriterProbe &probe, const Path &sourceFolder);
 
-    // `fd`: our own open read-only descriptor of the source, or -1. With a
-    // descriptor the answer always comes fresh from the file itself.
-    std::optional<FileWriter> writerOf(const Path &source, int fd = -1);
+    // Right before a move: `planned` is the identity the file had when it was
+    // planned (a file put in its place since is found by its path).
+    std::optional<FileWriter> writerOf(const Path &source, const FileIdentity &planned);
+
+    // Asked of the file itself, through our own read-only descriptor of it.
+    std::optional<FileWriter> writerOf(const Path &source, int fd) { return m_probe.writerOf(source, fd); }
 
 private:
     WriterProbe &m_probe;
     Path m_folder;
     std::unique_ptr<FolderWatch> m_watch;
     WriterTable m_writers;
+    std::unordered_map<std::string, FileWriter> m_writtenNames; // files of the folder open for writing
 };
 
 } // namespace sorvanel

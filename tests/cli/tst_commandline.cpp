@@ -63,6 +63,41 @@ private slots:
         }
     }
 
+    // Every file left where it is comes with its reason, in the text and in JSON;
+    // names with control characters can't drive the terminal.
+    void previewNamesEverySkippedFileWithItsReason()
+    {
+        writeFile(downloads() / "a.pdf", "a", longAgo());
+        writeFile(downloads() / ".hidden", "h", longAgo());
+        writeFile(downloads() / "movie.mkv.part", "p", longAgo());
+        writeFile(downloads() / "evil\x1b[2J\nname.txt", "e", longAgo());
+        TestWriter writer;
+        QVERIFY(writer.start(u"append"_qs, downloads() / "growing.iso"));
+        QVERIFY(writer.write(100));
+        const qint64 s = longAgo().toSecsSinceEpoch();
+        const struct timespec times[2] = {{s, 0}, {s, 0}};
+        ::utimensat(AT_FDCWD, (downloads() / "growing.iso").c_str(), times, 0);
+
+        const Run json = cli({u"preview"_qs, u"--json"_qs});
+        QCOMPARE(json.status, 0);
+        const QJsonObject plan = json.json().object();
+        QCOMPARE(plan.value(u"skipped"_qs).toInt(), 3);
+        QMap<QString, QString> reasons;
+        for (const auto &value : plan.value(u"skippedFiles"_qs).toArray())
+            reasons.insert(value[u"filename"_qs].toString(), value[u"reason"_qs].toString());
+        QCOMPARE(reasons.value(u".hidden"_qs), L10n::text("hidden"));
+        QCOMPARE(reasons.value(u"movie.mkv.part"_qs), L10n::text("unfinished download"));
+        QCOMPARE(reasons.value(u"growing.iso"_qs),
+                 L10n::format("being written by %@ (pid %@)", {u"slowwriter"_qs, QString::number(writer.pid())}));
+
+        const Run text = cli({u"preview"_qs});
+        QCOMPARE(text.status, 0);
+        const QString out = QString::fromUtf8(text.out);
+        QVERIFY(out.contains(u"  growing.iso: "_qs + reasons.value(u"growing.iso"_qs) + u'\n'));
+        QVERIFY(out.contains(u"  .hidden: "_qs + L10n::text("hidden") + u'\n'));
+        QVERIFY(!text.out.contains('\x1b'));
+    }
+
     void previewMovesNothing()
     {
         writeFile(downloads() / "a.pdf", "a", longAgo());

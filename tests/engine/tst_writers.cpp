@@ -5,6 +5,9 @@
 
 #include <QtTest>
 
+#include <QFileInfo>
+
+#include <map>
 #include <thread>
 
 using namespace sorvanel;
@@ -126,9 +129,12 @@ private slots:
         QVERIFY(writer.start(mode, file));
         SystemWriterProbe probe;
 
-        const WriterTable table = probe.openForWriting();
+        const WriterSnapshot snapshot = probe.openForWriting();
+        const WriterTable &table = snapshot.byIdentity;
         const auto found = table.find(identityOf(file));
         QCOMPARE(found != table.end(), writes);
+        const QByteArray real = QFile::encodeName(QFileInfo(QFile::decodeName(file.c_str())).canonicalFilePath());
+        QCOMPARE(snapshot.byPath.count(real.toStdString()), writes ? 1u : 0u);
         const auto fresh = probe.writerOf(file, -1);
         QCOMPARE(fresh.has_value(), writes);
         if (writes) {
@@ -138,19 +144,30 @@ private slots:
         }
         writer.stop();
         QVERIFY(!probe.writerOf(file, -1));
-        QCOMPARE(probe.openForWriting().count(identityOf(file)), 0u);
+        QCOMPARE(probe.openForWriting().byIdentity.count(identityOf(file)), 0u);
     }
 
     // The check of one execution: its snapshot, and a fresh look at names
     // touched after it began.
     void checkSeesWritersBeforeAndAfterItBegan()
     {
-        for (const char *name : {"before.iso", "after.iso", "quiet.iso", "read.iso", "replaced.iso"})
+        std::map<std::string, FileIdentity> planned;
+        for (const char *name : {"before.iso", "after.iso", "quiet.iso", "read.iso", "replaced.iso", "swapped.iso"}) {
             writeFile(m_source / name, "data");
+            planned[name] = identityOf(m_source / name);
+        }
         SystemWriterProbe probe;
         TestWriter before;
         QVERIFY(before.start(u"append"_qs, m_source / "before.iso"));
+        // Put in place of a planned file before the run began, and still written.
+        TestWriter swapped;
+        QVERIFY(swapped.start(u"truncate"_qs, m_source / "swapped.iso.new"));
+        std::filesystem::rename(std::filesystem::path(m_source / "swapped.iso.new"),
+                                std::filesystem::path(m_source / "swapped.iso"));
         WriterCheck check(probe, m_source);
+        const auto writerOf = [&](const char *name) {
+            return check.writerOf(m_source / name, planned[name]).value_or(FileWriter{}).pid;
+        };
 
         TestWriter after;
         QVERIFY(after.start(u"append"_qs, m_source / "after.iso"));
@@ -162,12 +179,13 @@ private slots:
         std::filesystem::rename(std::filesystem::path(m_source / "replaced.iso.new"),
                                 std::filesystem::path(m_source / "replaced.iso"));
 
-        QCOMPARE(check.writerOf(m_source / "before.iso").value_or(FileWriter{}).pid, before.pid());
-        QCOMPARE(check.writerOf(m_source / "after.iso").value_or(FileWriter{}).pid, after.pid());
-        QCOMPARE(check.writerOf(m_source / "replaced.iso").value_or(FileWriter{}).pid, replacement.pid());
-        QVERIFY(!check.writerOf(m_source / "quiet.iso"));
-        QVERIFY(!check.writerOf(m_source / "read.iso"));
-        QVERIFY(!check.writerOf(m_source / "gone.iso"));
+        QCOMPARE(writerOf("before.iso"), before.pid());
+        QCOMPARE(writerOf("swapped.iso"), swapped.pid());
+        QCOMPARE(writerOf("after.iso"), after.pid());
+        QCOMPARE(writerOf("replaced.iso"), replacement.pid());
+        QCOMPARE(writerOf("quiet.iso"), 0);
+        QCOMPARE(writerOf("read.iso"), 0);
+        QCOMPARE(writerOf("gone.iso"), 0);
     }
 
     void planSkipsAFileBeingWritten()

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Real downloaders (curl, wget) fetching from a local server that pauses in
+// the middle, while sorvanel-cli organizes: the file must end whole, in one place.
+#include "ReliabilitySupport.h"
+#include "SettingsStore.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QtTest>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+namespace {
+
+// Serves one file: the headers and the first half at once, the rest when told.
+class PausingServer : public QObject
+{
+public:
+    explicit PausingServer(QByteArray content) : m_content(std::move(content))
+    {
+        QObject::connect(&m_server, &QTcpServer::newConnection, this, [this] {
+            m_socket = m_server.nextPendingConnection();
+            QObject::connect(m_socket, &QTcpSocket::readyRead, this, [this] {
+                m_request += m_socket->readAll();
+                if (!m_answered && m_request.contains("\r\n\r\n")) {
+                    m_answered = true;
+                    m_socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nContent-Length: "
+                                    + QByteArray::number(m_content.size()) + "\r\nConnection: close\r\n\r\n");
+                    m_socket->write(m_content.left(m_content.size() / 2));
+                }
+            });
+        });
+        m_server.listen(QHostAddress::LocalHost);
+    }
+
+    QString url(const QString &name) const
+    {
+        return QStringLiteral("http://127.0.0.1:%1/%2").arg(m_server.serverPort()).arg(name);
+    }
+
+    void sendTheRest()
+    {
+        m_socket->write(m_content.mid(m_content.size() / 2));
+        m_socket->disconnectFromHost();
+    }
+
+private:
+    QTcpServer m_server;
+    QTcpSocket *m_socket = nullptr;
+    QByteArray m_request;
+    QByteArray m_content;
+    bool m_answered = false;
+};
+
+qint64 sizeOf(const Path &path)
+{
+    struct stat info;
+    return ::stat(path.c_str(), &info) == 0 ? info.st_size : -1;
+}
+
+// The pause has lasted longer than the minimum age: the file looks finished by its time.
+void backdate(const Path &path)
+{
+    const qint64 s = longAgo().toSecsSinceEpoch();
+    const struct timespec times[2] = {{s, 0}, {s, 0}};
+    ::utimensat(AT_FDCWD, path.c_str(), times, 0);
+}
+
+} // namespace
+
+class TestDownloads : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TemporaryHome> m_home;
+    std::unique_ptr<QTemporaryDir> m_far;
+
+private slots:
+    void init() { m_home = std::make_unique<TemporaryHome>(); }
+
+    void pausedDownloadIsNotFiled_data()
+    {
+        QTest::addColumn<QString>("downloader");
+        QTest::addColumn<bool>("acrossDrives");
+        for (const char *program : {"curl", "wget"}) {
+            QTest::addRow("%s, same drive", program) << QString::fromLatin1(program) << false;
+            QTest::addRow("%s, across drives", program) << QString::fromLatin1(program) << true;
+        }
+    }
+
+    void pausedDownloadIsNotFiled()
+    {
+        QFETCH(QString, downloader);
+        QFETCH(bool, acrossDrives);
+        const QString program = QStandardPaths::findExecutable(downloader);
+        if (program.isEmpty())
+            QSKIP("downloader not installed");
+        const Path source = toPath(m_home->downloads());
+        Path destination = source / "__filesDownloadedAt";
+        if (acrossDrives) {
+            const auto other = otherFileSystem(m_home->path());
+            if (!other)
+                QSKIP("no second file system here");
+            m_far = std::make_unique<QTemporaryDir>(*other + u"/sorvanel-test-XXXXXX"_qs);
+            destination = toPath(m_far->path()) / "sorted";
+            SettingsStore().saveFolder(destination, std::nullopt, false);
+        }
+
+        QByteArray content(3 * 1024 * 1024, Qt::Uninitialized);
+        for (qsizetype k = 0; k < content.size(); ++k)
+            content[k] = char((k * 7 + k / 4096) % 253);
+        PausingServer server(content);
+        const Path file = source / "image.iso";
+        QProcess download;
+        const QString target = m_home->downloads() + u"/image.iso"_qs;
+        if (downloader == u"curl")
+            download.start(program, {u"-s"_qs, u"-o"_qs, target, server.url(u"image.iso"_qs)});
+        else
+            download.start(program, {u"-q"_qs, u"-O"_qs, target, server.url(u"image.iso"_qs)});
+        QTRY_COMPARE_WITH_TIMEOUT(sizeOf(file), content.size() / 2, 20000);
+        backdate(file);
+
+        QByteArray output;
+        QCOMPARE(cli({u"organize"_qs, u"--json"_qs}, &output), 0);
+        const QJsonObject first = QJsonDocument::fromJson(output).object();
+        QCOMPARE(first.value(u"moved"_qs).toInt(), 0);
+        QCOMPARE(first.value(u"skipped"_qs).toInt(), 1);
+        QCOMPARE(sizeOf(file), content.size() / 2);
+
+        server.sendTheRest();
+        QTRY_COMPARE_WITH_TIMEOUT(download.state(), QProcess::NotRunning, 20000);
+        QCOMPARE(download.exitCode(), 0);
+        backdate(file);
+        QCOMPARE(cli({u"organize"_qs, u"--json"_qs}, &output), 0);
+        QCOMPARE(QJsonDocument::fromJson(output).object().value(u"moved"_qs).toInt(), 1);
+        QCOMPARE(sizeOf(file), -1);
+        QStringList filed = regularFilesBelow(QFile::decodeName(QByteArray::fromStdString(destination.native())));
+        filed.removeAll(u".sorvanel.lock"_qs);
+        QCOMPARE(filed.size(), 1);
+        QCOMPARE(readFile(destination / filed.front().toStdString()), content);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDownloads)
+#include "tst_downloads.moc"

@@ -121,7 +121,9 @@ private slots:
             download.start(program, {u"-s"_qs, u"-o"_qs, target, server.url(u"image.iso"_qs)});
         else
             download.start(program, {u"-q"_qs, u"-O"_qs, target, server.url(u"image.iso"_qs)});
-        QTRY_COMPARE_WITH_TIMEOUT(sizeOf(file), content.size() / 2, 20000);
+        // Downloaders write through stdio: the last few kilobytes may wait in their buffer.
+        QTRY_VERIFY_WITH_TIMEOUT(sizeOf(file) > content.size() / 2 - 16384, 20000);
+        const qint64 partial = sizeOf(file);
         backdate(file);
 
         QByteArray output;
@@ -129,7 +131,7 @@ private slots:
         const QJsonObject first = QJsonDocument::fromJson(output).object();
         QCOMPARE(first.value(u"moved"_qs).toInt(), 0);
         QCOMPARE(first.value(u"skipped"_qs).toInt(), 1);
-        QCOMPARE(sizeOf(file), content.size() / 2);
+        QCOMPARE(sizeOf(file), partial);
 
         server.sendTheRest();
         QTRY_COMPARE_WITH_TIMEOUT(download.state(), QProcess::NotRunning, 20000);

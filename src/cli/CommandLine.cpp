@@ -12,6 +12,7 @@
 #include <QJsonObject>
 #include <QLocale>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -62,11 +63,17 @@ QString terminalSafe(const QString &text)
 }
 
 // The same for a path's bytes, which go out as they are otherwise: exact even
-// where a name is not UTF-8.
-std::string terminalSafe(const std::string &bytes)
+// where a name is not UTF-8. Appends to `out`.
+void appendTerminalSafe(std::string &out, const std::string &bytes)
 {
-    std::string out;
-    out.reserve(bytes.size());
+    const auto special = [](char c) {
+        const auto u = static_cast<unsigned char>(c);
+        return u < 0x20 || u == 0x7f || u == 0xc2; // 0xc2 leads the C1 controls in UTF-8
+    };
+    if (std::none_of(bytes.begin(), bytes.end(), special)) {
+        out += bytes; // nearly every name
+        return;
+    }
     char escape[8];
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         const auto c = static_cast<unsigned char>(bytes[i]);
@@ -76,12 +83,11 @@ std::string terminalSafe(const std::string &bytes)
         } else if (c == 0xc2 && i + 1 < bytes.size() && static_cast<unsigned char>(bytes[i + 1]) >= 0x80
                    && static_cast<unsigned char>(bytes[i + 1]) < 0xa0) {
             std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(bytes[++i]));
-            out += escape; // a C1 control character in UTF-8
+            out += escape; // a C1 control character
         } else {
             out += char(c);
         }
     }
-    return out;
 }
 
 QJsonArray skippedJson(const std::vector<SkippedFile> &skipped)
@@ -328,9 +334,9 @@ int CommandLine::preview(SettingsStore &store, bool json)
         m_out.flush();
         std::string lines;
         for (const auto &move : plan.moves) {
-            lines += terminalSafe(move.sourceURL.native());
+            appendTerminalSafe(lines, move.sourceURL.native());
             lines += " \u2192 ";
-            lines += terminalSafe(move.destinationURL.native());
+            appendTerminalSafe(lines, move.destinationURL.native());
             lines += '\n';
             if (lines.size() > (1 << 16)) {
                 std::fwrite(lines.data(), 1, lines.size(), stdout);

@@ -579,18 +579,19 @@ OrganizationResult Organizer::execute(const OrganizationPlan &plan)
                 readyFolders.insert(directory.native());
             return error;
         };
-        if (const FileError error = ensureFolder()) {
-            fail(error);
-            continue;
-        }
-        // A name taken since an earlier run may be that run's own copy, cut
-        // short before the source was removed: finish that move instead.
+        // A download may have started or resumed since planning.
         if (writerCheck) {
             if (auto writer = writerCheck->writerOf(move.sourceURL, move.sourceIdentity)) {
                 fail(FileError::writtenBy(std::move(*writer)));
                 continue;
             }
         }
+        if (const FileError error = ensureFolder()) {
+            fail(error);
+            continue;
+        }
+        // A name taken since an earlier run may be that run's own copy, cut
+        // short before the source was removed: finish that move instead.
         const std::string sourceName = move.sourceURL.filename().native();
         if (move.destinationURL.filename().native() != sourceName
             && m_fileManager->finishInterruptedMove(move.sourceURL, directory / sourceName)) {

@@ -328,4 +328,14 @@ Path pathFromText(const QString &text)
     return Path(QFile::encodeName(text).toStdString());
 }
 
+Path normalizedPath(const Path &path)
+{
+    if (path.empty())
+        return path;
+    std::string normal = std::filesystem::path(path.native()).lexically_normal().native();
+    while (normal.size() > 1 && normal.back() == '/')
+        normal.pop_back();
+    return Path(std::move(normal));
+}
+
 } // namespace sorvanel

@@ -190,4 +190,8 @@ QString displayName(const Path &path);
 QString displayPath(const Path &path);
 Path pathFromText(const QString &text);
 
+// The same path without "." and ".." components, repeated slashes or a
+// trailing slash ("/a/./b//c/" is "/a/b/c"). Links are not resolved.
+Path normalizedPath(const Path &path);
+
 } // namespace sorvanel

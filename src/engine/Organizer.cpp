@@ -313,8 +313,13 @@ void Organizer::validate(const OrganizerConfiguration &configuration)
         throw OrganizerFailure(OrganizerError::unsafeFolderRelationship);
 }
 
-OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration)
+OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
 {
+    // "~/Sorted/", "~/Sorted/." and "~/x/../Sorted" name one folder, and every
+    // path built below must start exactly like the root it lies in.
+    OrganizerConfiguration configuration = given;
+    configuration.sourceURL = normalizedPath(given.sourceURL);
+    configuration.destinationURL = normalizedPath(given.destinationURL);
     validate(configuration);
     const QDateTime now = configuration.now();
     OrganizationPlan plan;
@@ -536,7 +541,19 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &configuration
     return plan;
 }
 
-OrganizationResult Organizer::execute(const OrganizationPlan &plan)
+OrganizationResult Organizer::execute(const OrganizationPlan &given)
+{
+    OrganizationPlan plan;
+    const OrganizationPlan *planned = &given;
+    if (normalizedPath(given.destinationRoot) != given.destinationRoot) {
+        plan = given; // made by hand; makePlan's are normal already
+        plan.destinationRoot = normalizedPath(given.destinationRoot);
+        planned = &plan;
+    }
+    return executeNormalized(*planned);
+}
+
+OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan)
 {
     OrganizationResult result;
     result.runDate = plan.generatedAt;

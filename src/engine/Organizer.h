@@ -69,6 +69,8 @@ public:
                                   const std::function<bool(const Path &)> &isTaken, CounterHints *hints = nullptr);
 
 private:
+    OrganizationResult executeNormalized(const OrganizationPlan &plan);
+
     std::shared_ptr<FileSystem> m_fileManager;
     std::shared_ptr<WriterProbe> m_writerProbe;
     std::function<Calendar()> m_calendarProvider;

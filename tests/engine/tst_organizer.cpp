@@ -349,6 +349,53 @@ private slots:
         ::chmod(m_source.c_str(), 0755);
     }
 
+    // Shell completion adds a trailing slash; a path may carry "." and "..".
+    void foldersWrittenAnyWayNameTheSameFolder_data()
+    {
+        QTest::addColumn<QString>("sourceSuffix");
+        QTest::addColumn<QString>("destinationSuffix");
+        QTest::addColumn<bool>("acrossDrives");
+        for (const bool across : {false, true}) {
+            const char *drive = across ? "across drives" : "same drive";
+            QTest::addRow("trailing slash, %s", drive) << "/" << "/" << across;
+            QTest::addRow("dot and double slash, %s", drive) << "/./" << "//." << across;
+            QTest::addRow("dot-dot, %s", drive) << "/../Downloads" << "/../Sorted/" << across;
+        }
+    }
+
+    void foldersWrittenAnyWayNameTheSameFolder()
+    {
+        QFETCH(QString, sourceSuffix);
+        QFETCH(QString, destinationSuffix);
+        QFETCH(bool, acrossDrives);
+        std::unique_ptr<QTemporaryDir> far;
+        Path sorted = toPath(m_dir->path()) / "Sorted";
+        if (acrossDrives) {
+            const auto other = otherFileSystem(m_dir->path());
+            if (!other)
+                QSKIP("no second file system here");
+            far = std::make_unique<QTemporaryDir>(*other + u"/sorvanel-test-XXXXXX"_qs);
+            sorted = toPath(far->path()) / "Sorted";
+        }
+        std::filesystem::create_directories(std::filesystem::path(sorted));
+        file("a.pdf", "document");
+        file("b.bin", "other");
+        auto c = configuration();
+        c.now = [] { return fixedNow; };
+        c.sourceURL = Path(m_source.native() + sourceSuffix.toStdString());
+        c.destinationURL = Path(sorted.native() + destinationSuffix.toStdString());
+        const auto plan = organizer().makePlan(c);
+        QCOMPARE(plan.destinationRoot, sorted);
+        const auto result = organizer().execute(plan);
+        QCOMPARE(result.moved, 2);
+        QVERIFY(result.issues.isEmpty());
+        QCOMPARE(plan.moves.size(), 2u);
+        for (const auto &move : plan.moves)
+            QVERIFY(move.destinationURL.native().starts_with(sorted.native() + "/"));
+        QCOMPARE(readFile(plan.moves[0].destinationURL), QByteArray("document"));
+        QCOMPARE(readFile(plan.moves[1].destinationURL), QByteArray("other"));
+    }
+
     void executesAndKeepsContent()
     {
         file("a.pdf", "pdf bytes");

@@ -150,9 +150,9 @@ public:
 protected:
     // The pieces of a move, open to tests that need to force a path. The
     // target is `name` in the folder open as `folder`.
-    virtual FileError renameNoReplace(const Path &source, int folder, const std::string &name);
-    FileError linkThenUnlink(const Path &source, int folder, const std::string &name);
-    virtual FileError copyAcrossDevices(const Path &source, int folder, const std::string &name);
+    virtual FileError renameNoReplace(const Path &source, int folder, const char *name);
+    FileError linkThenUnlink(const Path &source, int folder, const char *name);
+    virtual FileError copyAcrossDevices(const Path &source, int folder, const char *name);
     // Copies the bytes of one open file into another; tests make it fail.
     virtual int copyContents(int from, int to);
     // An unnamed file in the folder (O_TMPFILE), or -1 with errno set where
@@ -162,7 +162,7 @@ protected:
     int openFolder(const Path &directory, const Path &within, bool create, int *error);
 
 private:
-    std::unordered_map<std::string, int> m_folders; // folders opened below a `within` root
+    std::unordered_map<std::string, int, StringHash, std::equal_to<>> m_folders; // folders opened below a `within` root
     const Path *m_stagingRoot = nullptr; // during a move below a root: the root, where named partial copies go
     WriterCheck *m_writers = nullptr;    // during a move: who may still be writing the source
     std::string m_sourceFolderPath;      // the folder the latest move came from, kept open

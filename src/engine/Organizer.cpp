@@ -577,23 +577,25 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan)
     WriterCheck *writerCheck = writers ? &*writers : nullptr;
 
     // Folders made or found in this run; re-checked when a move reports them gone.
-    std::unordered_set<std::string> readyFolders;
+    std::unordered_set<std::string, StringHash, std::equal_to<>> readyFolders;
     std::unordered_map<std::string, CounterHints> hints;
     const auto taken = [&](const Path &candidate) { return m_fileManager->itemExists(candidate); };
 
     for (const PlannedMove &move : plan.moves) {
-        const Path directory = move.destinationURL.parent_path();
+        // Most moves need no copy of their paths: the folder and the names are views.
+        const std::string_view directoryView = std::string_view(move.destinationURL.native())
+                                                   .substr(0, move.destinationURL.native().rfind('/'));
         const auto fail = [&](const FileError &error) {
             result.issues.append(OrganizationIssue(displayName(move.sourceURL), error.localizedDescription()));
         };
         const auto ensureFolder = [&]() -> FileError {
-            if (readyFolders.count(directory.native()))
+            if (readyFolders.find(directoryView) != readyFolders.end())
                 return {};
             // Below the destination root no symbolic link is followed: a
             // planted link can't send a file outside it.
-            const FileError error = m_fileManager->createDirectory(directory, plan.destinationRoot);
+            const FileError error = m_fileManager->createDirectory(Path(directoryView), plan.destinationRoot);
             if (!error)
-                readyFolders.insert(directory.native());
+                readyFolders.emplace(directoryView);
             return error;
         };
         // A download may have started or resumed since planning.
@@ -609,28 +611,31 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan)
         }
         // A name taken since an earlier run may be that run's own copy, cut
         // short before the source was removed: finish that move instead.
-        const std::string sourceName = move.sourceURL.filename().native();
-        if (move.destinationURL.filename().native() != sourceName
-            && m_fileManager->finishInterruptedMove(move.sourceURL, directory / sourceName)) {
+        const std::string_view sourceName = filenameOf(move.sourceURL);
+        if (filenameOf(move.destinationURL) != sourceName
+            && m_fileManager->finishInterruptedMove(move.sourceURL, Path(directoryView) / sourceName)) {
             ++result.moved;
             continue;
         }
         // The planned name first; when another program took it since planning,
         // the next free name made from the source's own name.
-        Path target = move.destinationURL;
+        const Path *target = &move.destinationURL;
+        Path renamed;
         FileError error;
         bool folderRechecked = false;
         for (int attempt = 0; attempt < maximumNameAttempts; ++attempt) {
-            error = m_fileManager->moveItem(move.sourceURL, target, plan.destinationRoot, writerCheck);
+            error = m_fileManager->moveItem(move.sourceURL, *target, plan.destinationRoot, writerCheck);
             if (error.code() == EEXIST) {
-                target = uniqueDestination(move.sourceURL.filename().native(), directory, taken,
-                                           &hints[directory.native()]);
+                renamed = uniqueDestination(std::string(sourceName), Path(directoryView), taken,
+                                            &hints[std::string(directoryView)]);
+                target = &renamed;
                 continue;
             }
             if (error.code() == ENOENT && !folderRechecked && m_fileManager->itemExists(move.sourceURL)) {
                 // The target folder vanished under us: make it again, once.
                 folderRechecked = true;
-                readyFolders.erase(directory.native());
+                if (const auto found = readyFolders.find(directoryView); found != readyFolders.end())
+                    readyFolders.erase(found);
                 m_fileManager->closeFolders();
                 if (const FileError folderError = ensureFolder()) {
                     error = folderError;

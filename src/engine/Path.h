@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -70,5 +71,12 @@ inline Path &Path::operator/=(std::string_view component)
     m_path += component;
     return *this;
 }
+
+// Lets hash containers of std::string be searched with a std::string_view.
+struct StringHash
+{
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
+};
 
 } // namespace sorvanel

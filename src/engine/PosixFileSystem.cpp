@@ -337,12 +337,16 @@ FileError PosixFileSystem::moveItem(const Path &source, const Path &target, cons
         PosixFileSystem *fs;
         ~Reset() { fs->m_writers = nullptr; }
     } reset{this};
-    const std::string name = target.filename().native();
+    // The name is the tail of the target's path: no copy of it.
+    const std::string &path = target.native();
+    const auto slash = path.rfind('/');
+    const char *name = path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
     int folder = AT_FDCWD;
     Descriptor owned;
     if (!within.empty()) {
         int error = 0;
-        folder = openFolder(target.parent_path(), within, false, &error);
+        const auto known = slash == std::string::npos ? m_folders.end() : m_folders.find(std::string_view(path).substr(0, slash));
+        folder = known != m_folders.end() ? known->second : openFolder(target.parent_path(), within, false, &error);
         if (folder < 0)
             return FileError(error);
         m_stagingRoot = &within;
@@ -358,7 +362,7 @@ FileError PosixFileSystem::moveItem(const Path &source, const Path &target, cons
     return renameNoReplace(source, folder, name);
 }
 
-FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const std::string &name)
+FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const char *name)
 {
     // The source folder stays open for the run: each move then looks up one name, not a whole path.
     const std::string &path = source.native();
@@ -378,7 +382,7 @@ FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const
             sourceName = path.c_str() + slash + 1;
         }
     }
-    if (::renameat2(from, sourceName, folder, name.c_str(), RENAME_NOREPLACE) == 0)
+    if (::renameat2(from, sourceName, folder, name, RENAME_NOREPLACE) == 0)
         return {};
     const int error = errno;
     if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP)
@@ -388,13 +392,13 @@ FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const
     return FileError(error);
 }
 
-FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const std::string &name)
+FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const char *name)
 {
-    if (::linkat(AT_FDCWD, source.c_str(), folder, name.c_str(), 0) == 0) {
+    if (::linkat(AT_FDCWD, source.c_str(), folder, name, 0) == 0) {
         if (::unlink(source.c_str()) == 0)
             return {};
         const int error = errno;
-        ::unlinkat(folder, name.c_str(), 0); // the second name is ours: take it back
+        ::unlinkat(folder, name, 0); // the second name is ours: take it back
         return FileError(error);
     }
     const int error = errno;
@@ -405,11 +409,11 @@ FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const 
     // No hard links here either (FAT, some FUSE file systems): a checked plain
     // rename. Only other programs can race it; our own runs hold the lock.
     struct stat info;
-    if (::fstatat(folder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0)
+    if (::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0)
         return FileError(EEXIST);
     if (errno != ENOENT)
         return FileError(errno);
-    if (::renameat(AT_FDCWD, source.c_str(), folder, name.c_str()) != 0)
+    if (::renameat(AT_FDCWD, source.c_str(), folder, name) != 0)
         return FileError(errno);
     return {};
 }
@@ -493,7 +497,7 @@ bool PosixFileSystem::finishInterruptedMove(const Path &source, const Path &earl
     return ::unlink(source.c_str()) == 0;
 }
 
-FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const std::string &name)
+FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const char *name)
 {
     const Descriptor from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY));
     if (!from)
@@ -509,7 +513,7 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     if (!dir)
         return FileError(errno);
     struct stat existing;
-    if (::fstatat(dir.get(), name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0)
+    if (::fstatat(dir.get(), name, &existing, AT_SYMLINK_NOFOLLOW) == 0)
         return FileError(EEXIST);
 
     // Write the copy where no one sees it: an anonymous file, or else a
@@ -575,17 +579,17 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     int publishError = 0;
     if (partial.empty()) {
         const std::string self = "/proc/self/fd/" + std::to_string(copy.get());
-        published = ::linkat(AT_FDCWD, self.c_str(), dir.get(), name.c_str(), AT_SYMLINK_FOLLOW);
+        published = ::linkat(AT_FDCWD, self.c_str(), dir.get(), name, AT_SYMLINK_FOLLOW);
         publishError = errno;
         if (published != 0 && publishError == ENOENT) { // no /proc: needs CAP_DAC_READ_SEARCH
-            published = ::linkat(copy.get(), "", dir.get(), name.c_str(), AT_EMPTY_PATH);
+            published = ::linkat(copy.get(), "", dir.get(), name, AT_EMPTY_PATH);
             publishError = errno;
         }
     } else {
-        published = ::renameat2(partialFolder, partial.c_str(), dir.get(), name.c_str(), RENAME_NOREPLACE);
+        published = ::renameat2(partialFolder, partial.c_str(), dir.get(), name, RENAME_NOREPLACE);
         publishError = errno;
         if (published != 0 && (publishError == EINVAL || publishError == ENOSYS)) {
-            published = ::linkat(partialFolder, partial.c_str(), dir.get(), name.c_str(), 0);
+            published = ::linkat(partialFolder, partial.c_str(), dir.get(), name, 0);
             publishError = errno;
         }
         if (published == 0)
@@ -602,8 +606,8 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     // Take back our published copy, but only if the name still holds it.
     const auto unpublish = [&] {
         struct stat current;
-        if (::fstatat(dir.get(), name.c_str(), &current, AT_SYMLINK_NOFOLLOW) == 0 && sameFile(current, copied))
-            ::unlinkat(dir.get(), name.c_str(), 0);
+        if (::fstatat(dir.get(), name, &current, AT_SYMLINK_NOFOLLOW) == 0 && sameFile(current, copied))
+            ::unlinkat(dir.get(), name, 0);
     };
     // Remove the source only if it is still the file we copied and nobody
     // opened it for writing while the copy was published.

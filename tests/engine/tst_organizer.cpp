@@ -32,7 +32,7 @@ public:
     }
 
 protected:
-    FileError renameNoReplace(const Path &source, int folder, const std::string &name) override
+    FileError renameNoReplace(const Path &source, int folder, const char *name) override
     {
         if (moveFault && (faultyName.empty() || source.filename().native() == faultyName))
             return FileError(moveFault);

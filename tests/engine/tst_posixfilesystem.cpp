@@ -21,7 +21,7 @@ public:
     FileError linkThenUnlinkInto(const Path &source, const Path &target)
     {
         const int folder = ::open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        const FileError error = linkThenUnlink(source, folder, target.filename().native());
+        const FileError error = linkThenUnlink(source, folder, target.filename().c_str());
         ::close(folder);
         return error;
     }
@@ -30,7 +30,7 @@ public:
     std::function<void()> duringCopy;
 
 protected:
-    FileError renameNoReplace(const Path &source, int folder, const std::string &name) override
+    FileError renameNoReplace(const Path &source, int folder, const char *name) override
     {
         return copyAcrossDevices(source, folder, name);
     }

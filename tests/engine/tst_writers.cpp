@@ -30,7 +30,7 @@ protected:
             started = writer->start(u"append"_qs, m_sourceDuringCopy);
         return error;
     }
-    FileError copyAcrossDevices(const Path &source, int folder, const std::string &name) override
+    FileError copyAcrossDevices(const Path &source, int folder, const char *name) override
     {
         m_sourceDuringCopy = source;
         return PosixFileSystem::copyAcrossDevices(source, folder, name);

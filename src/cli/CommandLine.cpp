@@ -281,12 +281,9 @@ int CommandLine::run(const QStringList &arguments)
 }
 
 namespace {
-std::optional<OrganizerConfiguration> configurationFrom(const StoredSettings &settings, QTextStream &err)
+std::optional<OrganizerConfiguration> configurationFrom(const StoredSettings &settings)
 {
-    auto configuration = OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
-    if (!configuration)
-        err << L10n::text("The large file threshold is too large.") << '\n';
-    return configuration;
+    return OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
 }
 } // namespace
 
@@ -303,17 +300,25 @@ void addPath(QJsonObject &object, const QString &key, const Path &path)
 }
 } // namespace
 
+int CommandLine::failed(const QString &message, bool json)
+{
+    m_err << message << '\n';
+    // Scripts that read JSON get the reason there too.
+    if (json)
+        m_out << printJson(QJsonObject{{u"error"_qs, message}});
+    return failure;
+}
+
 int CommandLine::preview(SettingsStore &store, bool json)
 {
-    const auto configuration = configurationFrom(store.load(), m_err);
+    const auto configuration = configurationFrom(store.load());
     if (!configuration)
-        return failure;
+        return failed(L10n::text("The large file threshold is too large."), json);
     OrganizationPlan plan;
     try {
         plan = Organizer().makePlan(*configuration);
     } catch (const OrganizerFailure &error) {
-        m_err << error.errorDescription() << '\n';
-        return failure;
+        return failed(error.errorDescription(), json);
     }
     if (json) {
         QJsonArray moves;
@@ -360,17 +365,16 @@ int CommandLine::preview(SettingsStore &store, bool json)
 
 int CommandLine::organize(SettingsStore &store, bool json)
 {
-    const auto configuration = configurationFrom(store.load(), m_err);
+    const auto configuration = configurationFrom(store.load());
     if (!configuration)
-        return failure;
+        return failed(L10n::text("The large file threshold is too large."), json);
     QElapsedTimer timer;
     timer.start();
     OrganizationResult result;
     try {
         result = Organizer().organize(*configuration);
     } catch (const OrganizerFailure &error) {
-        m_err << error.errorDescription() << '\n';
-        return failure;
+        return failed(error.errorDescription(), json);
     }
     store.record(result, OrganizationRunMode::manual, double(timer.nsecsElapsed()) / 1e9);
     if (json) {

@@ -29,6 +29,9 @@ private:
     int settings(SettingsStore &store, const QStringList &arguments);
 
     int usage(const QString &message = {});
+    // A configuration or planning failure: the reason on standard error, and
+    // with --json also as {"error": …} on standard output.
+    int failed(const QString &message, bool json);
     void printHelp(const QString &command);
 
     QTextStream &m_out;

@@ -177,11 +177,19 @@ private slots:
         QCOMPARE(run.status, 2);
         QVERIFY(!run.err.trimmed().isEmpty());
         QCOMPARE(cli({u"preview"_qs}).status, 2);
+        // With --json the reason also comes on standard output, for scripts.
+        for (const QString &command : {u"preview"_qs, u"organize"_qs}) {
+            run = cli({command, u"--json"_qs});
+            QCOMPARE(run.status, 2);
+            QCOMPARE(run.json().object().value(u"error"_qs).toString(), L10n::text("The source folder does not exist."));
+        }
         QCOMPARE(cli({u"history"_qs, u"--json"_qs}).json().array().size(), 1);
         // A threshold that would overflow is refused, not a crash.
         cli({u"settings"_qs, u"unset"_qs, u"sourcePath"_qs});
         cli({u"settings"_qs, u"set"_qs, u"thresholdMB"_qs, u"9223372036854775807"_qs, u"--type"_qs, u"integer"_qs});
         QCOMPARE(cli({u"preview"_qs}).status, 2);
+        QCOMPARE(cli({u"organize"_qs, u"--json"_qs}).json().object().value(u"error"_qs).toString(),
+                 L10n::text("The large file threshold is too large."));
     }
 
     void settingsRoundTrip_data()

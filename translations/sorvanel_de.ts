@@ -435,5 +435,9 @@
         <source>Left where they are:</source>
         <translation>Bleiben, wo sie sind:</translation>
     </message>
+    <message>
+        <source>Sorvanel's window needs a graphical session. Without one, use the command line: scripts/run preview or scripts/run organize (sorvanel-cli preview, sorvanel-cli organize once installed).</source>
+        <translation>Das Fenster von Sorvanel braucht eine grafische Sitzung. Ohne sie hilft die Befehlszeile: scripts/run preview oder scripts/run organize (nach der Installation sorvanel-cli preview, sorvanel-cli organize).</translation>
+    </message>
 </context>
 </TS>

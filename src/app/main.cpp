@@ -6,9 +6,28 @@
 #include "Style.h"
 
 #include <QApplication>
+#include <QTextStream>
+
+namespace {
+// Qt aborts when no platform can show a window; say plainly what to do instead.
+bool hasGraphicalSession()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+} // namespace
 
 int main(int argc, char *argv[])
 {
+    if (!hasGraphicalSession()) {
+        QCoreApplication core(argc, argv);
+        sorvanel::L10n::installTranslations(core);
+        QTextStream(stderr) << sorvanel::L10n::text("Sorvanel's window needs a graphical session. Without one, use the "
+                                                    "command line: scripts/run preview or scripts/run organize "
+                                                    "(sorvanel-cli preview, sorvanel-cli organize once installed).")
+                            << '\n';
+        return 2;
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Sorvanel"));
     QApplication::setApplicationVersion(QStringLiteral(SORVANEL_VERSION));

@@ -17,6 +17,7 @@ SORVANEL_PACKAGES=(
     libicu-dev                       # name collation (the ICU that Qt uses), called directly for sort keys
     python3                          # the translation completeness check
     curl wget                        # real downloaders for the tests of downloads in progress
+    desktop-file-utils               # the desktop entry's validator, run by the tests
 )
 
 sorvanel_install_packages() {

@@ -107,7 +107,9 @@ PreviewView::PreviewView(AppModel &model, QWidget *parent)
     buttons->addWidget(cancel);
     m_moveButton = new QPushButton(L10n::text("Move Files"), this);
     m_moveButton->setObjectName(u"moveFiles"_qs);
-    m_moveButton->setDefault(true);
+    // Prominent, but never the default: Return alone must not start moving files.
+    cancel->setAutoDefault(false);
+    m_moveButton->setAutoDefault(false);
     Style::makeProminent(m_moveButton);
     buttons->addWidget(m_moveButton);
     connect(cancel, &QPushButton::clicked, this, &QDialog::reject);

@@ -67,6 +67,14 @@ private slots:
         QCOMPARE(rowText(view.list(), 99999), u"file99999.bin"_qs);
         QCOMPARE(rowText(view.list(), 0, SheetDialog::SecondaryTextRole), u"/d/2024-01-01/file0.bin"_qs);
         QVERIFY(view.moveButton()->isEnabled());
+        // Return alone never starts moving files, wherever the focus is.
+        for (QWidget *focus : {static_cast<QWidget *>(view.list()), static_cast<QWidget *>(view.moveButton())}) {
+            focus->setFocus();
+            QTest::keyClick(focus, Qt::Key_Return);
+            QTest::keyClick(focus, Qt::Key_Enter);
+            QVERIFY(!model().isRunning());
+            QVERIFY(view.isVisible());
+        }
         // Cancel leaves the plan in the model and closes the sheet.
         model().setShowsPreview(true);
         QObject::connect(&view, &QDialog::finished, &model(), [this] { model().setShowsPreview(false); });

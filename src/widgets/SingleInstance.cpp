@@ -2,6 +2,7 @@
 #include "SingleInstance.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QLocalSocket>
 #include <QStandardPaths>
 
@@ -22,18 +23,27 @@ bool SingleInstance::claim()
     m_lock = std::make_unique<QLockFile>(m_lockPath);
     m_lock->setStaleLockTime(0); // a lock is stale only when its process is gone
     if (!m_lock->tryLock(100)) {
-        if (m_lock->error() == QLockFile::LockFailedError) {
+        if (m_lock->error() != QLockFile::LockFailedError)
+            return true; // no lock possible here (a read-only runtime folder): run on our own
+        // The holder may have just started and not be listening yet: ask again
+        // for a few seconds, and take over if it exits meanwhile.
+        QElapsedTimer waited;
+        waited.start();
+        do {
             QLocalSocket socket;
             socket.connectToServer(m_socketPath);
-            if (socket.waitForConnected(2000)) {
+            if (socket.waitForConnected(1000)) {
                 socket.write("activate\n");
                 socket.waitForBytesWritten(2000);
                 socket.disconnectFromServer();
                 return false;
             }
-        }
-        // No lock possible here (a read-only runtime folder): run on our own.
-        return true;
+            if (m_lock->tryLock(100))
+                break;
+        } while (waited.elapsed() < 5000);
+        // A running holder that never answered: better no second instance.
+        if (!m_lock->isLocked())
+            return false;
     }
     QLocalServer::removeServer(m_socketPath);
     m_server.setSocketOptions(QLocalServer::UserAccessOption);

@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "SingleInstance.h"
 
+#include <QLocalServer>
+#include <QLockFile>
 #include <QProcess>
+#include <QThread>
 #include <QSignalSpy>
+#include <QSysInfo>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <atomic>
+#include <thread>
 
 using namespace sorvanel;
 
@@ -31,12 +38,35 @@ private slots:
         QTRY_COMPARE(activated.count(), 1);
     }
 
+    // Two quick launches: the first holds the lock but listens only a moment later.
+    void aSecondLaunchWaitsForTheFirstToListen()
+    {
+        const QString lockPath = m_runtime.path() + QStringLiteral("/test.race.lock");
+        QLockFile held(lockPath);
+        QVERIFY(held.tryLock(0));
+        std::atomic<bool> done = false;
+        std::atomic<bool> listening = false;
+        std::thread first([&] {
+            QThread::msleep(400);
+            QLocalServer server;
+            listening = server.listen(m_runtime.path() + QStringLiteral("/test.race.socket"));
+            while (!done)
+                QThread::msleep(20);
+        });
+        SingleInstance second(u"test.race"_qs);
+        const bool started = second.claim();
+        done = true;
+        first.join();
+        QVERIFY(listening);
+        QVERIFY(!started);
+    }
+
     void aDeadHoldersLockIsTakenOver()
     {
         // A lock file left by a process that is gone does not block the next start.
         QFile stale(m_runtime.path() + QStringLiteral("/test.stale.lock"));
         QVERIFY(stale.open(QIODevice::WriteOnly));
-        stale.write("999999\nsorvanel\nnowhere\n");
+        stale.write("999999\nsorvanel\n" + QSysInfo::machineHostName().toUtf8() + "\n");
         stale.close();
         SingleInstance instance(u"test.stale"_qs);
         QVERIFY(instance.claim());

@@ -40,22 +40,31 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
     auto configuration = OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
     QElapsedTimer timer;
     timer.start();
+    // A forced run is not the day's scheduled one: it leaves that one due.
+    const auto markDayDone = [&] {
+        if (!force)
+            m_store.saveLastAutomaticDay(today);
+    };
     try {
-        if (!configuration)
-            throw OrganizerFailure(OrganizerError::invalidThreshold);
-        configuration->now = m_now;
-        report.result = m_organizer.organize(*configuration);
+        if (!configuration) {
+            report.errorDescription = OrganizerConfiguration::thresholdTooLargeDescription();
+        } else {
+            configuration->now = m_now;
+            report.result = m_organizer.organize(*configuration);
+        }
     } catch (const OrganizerFailure &failure) {
+        report.errorDescription = failure.errorDescription();
+    }
+    if (!report.result) {
         // Mark the day done all the same, so the failure is reported once and
         // not again at every start of the agent until midnight.
-        m_store.saveLastAutomaticDay(today);
+        markDayDone();
         report.outcome = Outcome::failed;
-        report.errorDescription = failure.errorDescription();
         m_notifier.notify(L10n::text("Automatic cleanup failed"), report.errorDescription);
         return report;
     }
     m_store.record(*report.result, OrganizationRunMode::automatic, double(timer.nsecsElapsed()) / 1e9);
-    m_store.saveLastAutomaticDay(today);
+    markDayDone();
     report.outcome = Outcome::ran;
     return report;
 }

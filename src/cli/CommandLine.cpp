@@ -313,7 +313,7 @@ int CommandLine::preview(SettingsStore &store, bool json)
 {
     const auto configuration = configurationFrom(store.load());
     if (!configuration)
-        return failed(L10n::text("The large file threshold is too large."), json);
+        return failed(OrganizerConfiguration::thresholdTooLargeDescription(), json);
     OrganizationPlan plan;
     try {
         plan = Organizer().makePlan(*configuration);
@@ -367,7 +367,7 @@ int CommandLine::organize(SettingsStore &store, bool json)
 {
     const auto configuration = configurationFrom(store.load());
     if (!configuration)
-        return failed(L10n::text("The large file threshold is too large."), json);
+        return failed(OrganizerConfiguration::thresholdTooLargeDescription(), json);
     QElapsedTimer timer;
     timer.start();
     OrganizationResult result;

@@ -166,6 +166,11 @@ std::optional<OrganizerConfiguration> OrganizerConfiguration::forRun(const Path 
     return configuration;
 }
 
+QString OrganizerConfiguration::thresholdTooLargeDescription()
+{
+    return L10n::text("The large file threshold is too large.");
+}
+
 RunHistoryEntry::RunHistoryEntry(const OrganizationResult &result, OrganizationRunMode mode, double duration)
     : id(newIdentifier())
     , date(result.runDate)

@@ -78,6 +78,8 @@ struct OrganizerConfiguration
     // Empty when megabytes × 1024 × 1024 does not fit in 64 bits.
     static std::optional<OrganizerConfiguration> forRun(const Path &source, const Path &destination,
                                                         std::int64_t thresholdMB);
+    // What every program says when forRun finds no room for the threshold.
+    static QString thresholdTooLargeDescription();
 };
 
 struct OrganizationIssue

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "AutomaticRun.h"
+#include "Localization.h"
 #include "Notifier.h"
 #include "Organizer.h"
 #include "SettingsStore.h"
@@ -116,6 +117,36 @@ private slots:
         QCOMPARE(store.loadHistory().first().mode, OrganizationRunMode::automatic);
     }
 
+    // A forced run is not the day's scheduled one: that one still comes.
+    void forcedRunLeavesTheScheduledRunDue()
+    {
+        SettingsStore store;
+        RecordingNotifier notifier;
+        store.saveAutomaticEnabled(true);
+        store.saveAutomaticTime(at(1, 8, 0));
+        store.saveLastAutomaticDay(u"2024-05-05"_qs);
+        m_now = at(6, 9, 0);
+        addFile("c.pdf");
+        QCOMPARE(perform(store, notifier, true).outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-05"_qs);
+        addFile("d.pdf");
+        const auto scheduled = perform(store, notifier);
+        QCOMPARE(scheduled.outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(scheduled.result->moved, 1);
+        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-06"_qs);
+    }
+
+    // One fault, one text: the command line says the same.
+    void oversizedThresholdIsTooLarge()
+    {
+        SettingsStore store;
+        RecordingNotifier notifier;
+        store.defaults().set(u"thresholdMB"_qs, DefaultsValue::integer(std::numeric_limits<qint64>::max() / 1000));
+        const auto report = perform(store, notifier, true);
+        QCOMPARE(report.outcome, AutomaticRun::Outcome::failed);
+        QCOMPARE(report.errorDescription, L10n::text("The large file threshold is too large."));
+    }
+
     void theRealAgentProgram()
     {
         const QString agent = QString::fromLocal8Bit(qgetenv("SORVANEL_AGENT"));
@@ -137,7 +168,7 @@ private slots:
         SettingsStore store;
         QCOMPARE(store.loadHistory().size(), 1);
         QCOMPARE(store.loadHistory()[0].mode, OrganizationRunMode::automatic);
-        QVERIFY(store.load().lastAutomaticDay);
+        QVERIFY(!store.load().lastAutomaticDay); // forced: the day's own run is still to come
 
         // A failing run exits 2, reports on standard error, and is not retried today.
         store.saveAutomaticEnabled(true);

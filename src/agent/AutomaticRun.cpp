@@ -31,11 +31,12 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
         report.outcome = Outcome::disabled;
         return report;
     }
-    if (!force && !SchedulePolicy::shouldRun(now, settings.automaticTime, settings.lastAutomaticDay, calendar)) {
+    // The run belongs to its scheduled moment, which may be yesterday's.
+    const auto due = SchedulePolicy::dueDay(now, settings.automaticTime, settings.lastAutomaticDay, calendar);
+    if (!force && !due) {
         report.outcome = Outcome::notDue;
         return report;
     }
-    const QString today = SchedulePolicy::dayIdentifier(now, calendar);
 
     auto configuration = OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
     QElapsedTimer timer;
@@ -43,7 +44,7 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
     // A forced run is not the day's scheduled one: it leaves that one due.
     const auto markDayDone = [&] {
         if (!force)
-            m_store.saveLastAutomaticDay(today);
+            m_store.saveLastAutomaticDay(*due);
     };
     try {
         if (!configuration) {

@@ -25,12 +25,28 @@ QDateTime scheduledTime(const QDateTime &now, const QDateTime &automaticTime, co
     return scheduled.toUTC();
 }
 
+std::optional<QString> dueDay(const QDateTime &now, const QDateTime &automaticTime,
+                              const std::optional<QString> &lastAutomaticDay, const Calendar &calendar)
+{
+    const QString today = dayIdentifier(now, calendar);
+    QString due = today;
+    if (now < scheduledTime(now, automaticTime, calendar)) {
+        // Yesterday's moment: the local date before today's, at noon so that
+        // a daylight-saving change can't move it onto another day.
+        const QDateTime localNow = calendar.toLocal(now);
+        const QDateTime yesterday(localNow.date().addDays(-1), QTime(12, 0), localNow.timeZone());
+        due = dayIdentifier(yesterday.toUTC(), calendar);
+    }
+    // "yyyy-MM-dd" compares as text in date order.
+    if (lastAutomaticDay && *lastAutomaticDay >= due && *lastAutomaticDay <= today)
+        return std::nullopt;
+    return due;
+}
+
 bool shouldRun(const QDateTime &now, const QDateTime &automaticTime, const std::optional<QString> &lastAutomaticDay,
                const Calendar &calendar)
 {
-    if (lastAutomaticDay && *lastAutomaticDay == dayIdentifier(now, calendar))
-        return false;
-    return now >= scheduledTime(now, automaticTime, calendar);
+    return dueDay(now, automaticTime, lastAutomaticDay, calendar).has_value();
 }
 
 } // namespace sorvanel::SchedulePolicy

@@ -20,9 +20,15 @@ QString dayIdentifier(const QDateTime &date, const Calendar &calendar);
 // (both read in the calendar's zone).
 QDateTime scheduledTime(const QDateTime &now, const QDateTime &automaticTime, const Calendar &calendar);
 
-// Due once the day's time has passed and no run is recorded for today. The
-// agent is started every few minutes, so a time missed while the machine
-// slept or the user was logged out is caught up at the next start that day.
+// The scheduled moment a run is due for, as the day it belongs to: the latest
+// scheduled moment that has passed (today's if its time has come, otherwise
+// yesterday's), when no automatic run is recorded for it. Nothing when none is
+// due. A moment missed while the machine was off is so caught up at the next
+// start, however late, and each moment gets at most one run. A recorded day
+// after today (a clock set back) counts as no record.
+std::optional<QString> dueDay(const QDateTime &now, const QDateTime &automaticTime,
+                              const std::optional<QString> &lastAutomaticDay, const Calendar &calendar);
+
 bool shouldRun(const QDateTime &now, const QDateTime &automaticTime, const std::optional<QString> &lastAutomaticDay,
                const Calendar &calendar);
 

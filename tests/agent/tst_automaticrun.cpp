@@ -62,6 +62,7 @@ private slots:
         QVERIFY(store.loadHistory().isEmpty());
 
         store.saveAutomaticEnabled(true);
+        store.saveLastAutomaticDay(u"2024-05-02"_qs); // yesterday's moment had its run
         m_now = at(3, 9, 29);
         QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::notDue);
 
@@ -82,6 +83,17 @@ private slots:
         QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::ran);
         QCOMPARE(store.loadHistory().size(), 2);
         QVERIFY(notifier.messages.isEmpty());
+
+        // Off for a week, back before the time: the latest missed moment runs
+        // once, marked as its own day, and today's moment still comes.
+        addFile("c.txt");
+        m_now = at(11, 8, 0);
+        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-10"_qs);
+        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::notDue);
+        m_now = at(11, 9, 30);
+        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-11"_qs);
     }
 
     void planningFailureIsReportedOnce()

@@ -19,6 +19,7 @@
 #include <QLineEdit>
 #include <QLocale>
 #include <QMessageBox>
+#include <QTimer>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTimeEdit>
@@ -215,6 +216,9 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     updateAutomatic();
     updateRunning();
     updateSummary();
+    // A message the model made while starting (a saved folder that is gone)
+    // came before this view listened: show it once the window is up.
+    QTimer::singleShot(0, this, &ContentView::updateAlert);
 }
 
 QWidget *ContentView::folderRow(PathLabel *&label, void (AppModel::*choose)())

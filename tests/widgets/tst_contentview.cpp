@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "BusyIndicator.h"
 #include "ContentView.h"
+#include "FolderBookmark.h"
 #include "HistoryView.h"
 #include "IssuesView.h"
 #include "Localization.h"
@@ -157,6 +158,26 @@ private slots:
         QTRY_VERIFY(view()->alert()->isVisible());
         model().setAlertMessage(std::nullopt);
         QVERIFY(!view()->alert()->isVisible());
+    }
+
+    // A saved folder that no longer resolves is reported once, at start.
+    void startUpAlertForAFolderThatIsGone()
+    {
+        cleanup();
+        auto fixture = std::make_unique<ModelFixture>();
+        const Path gone = toPath(fixture->home.path()) / "Gone";
+        std::filesystem::create_directory(std::filesystem::path(gone));
+        const auto bookmark = FolderBookmark::create(gone, nullptr);
+        QVERIFY(bookmark);
+        fixture->store->saveFolder(gone, bookmark, true);
+        std::filesystem::remove(std::filesystem::path(gone));
+        fixture->model = std::make_unique<AppModel>(fixture->store, fixture->loginItems, fixture->chooser);
+        m_fixture = std::move(fixture);
+        m_window = std::make_unique<MainWindow>(model());
+        m_window->show();
+        QTRY_VERIFY(view()->alert() && view()->alert()->isVisible());
+        QCOMPARE(view()->alert()->text(),
+                 L10n::text("Saved folder access is no longer valid. Please choose the folder again."));
     }
 
     void longPathsAreShortenedButCopiedWhole()

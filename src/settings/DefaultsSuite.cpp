@@ -18,7 +18,6 @@ namespace sorvanel {
 
 namespace {
 
-constexpr int busyTimeoutMs = 10000;
 
 // File systems on which SQLite's shared-memory log is unsafe.
 bool isNetworkFileSystem(const QString &directory)
@@ -165,7 +164,7 @@ QString DefaultsSuite::pathForSuite(const QString &suiteName)
 
 bool DefaultsSuite::prepare(bool networkFileSystem)
 {
-    sqlite3_busy_timeout(m_db.handle(), busyTimeoutMs);
+    sqlite3_busy_timeout(m_db.handle(), m_busyTimeoutMs);
     const char *journal = networkFileSystem ? "PRAGMA journal_mode=DELETE" : "PRAGMA journal_mode=WAL";
     if (!m_db.queryText(journal))
         return false;
@@ -217,7 +216,7 @@ std::shared_ptr<DefaultsSuite> DefaultsSuite::openExisting(const QString &suiteN
     suite->m_path = path;
     if (suite->m_db.open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX) != SQLITE_OK)
         return nullptr;
-    sqlite3_busy_timeout(suite->m_db.handle(), busyTimeoutMs);
+    sqlite3_busy_timeout(suite->m_db.handle(), suite->m_busyTimeoutMs);
     if (!suite->m_db.prepare("SELECT key, type, value FROM defaults WHERE key = ?").isValid())
         return nullptr;
     return suite;
@@ -326,25 +325,38 @@ void DefaultsSuite::remove(const QString &key)
     statement.step();
 }
 
-void DefaultsSuite::transaction(const std::function<void()> &body)
+bool DefaultsSuite::transaction(const std::function<void()> &body)
 {
     if (m_transactionDepth > 0) {
         body();
-        return;
+        return true;
     }
-    const bool began = m_db.execute("BEGIN IMMEDIATE") == SQLITE_OK;
+    // Each attempt waits the busy timeout; a few of them ride out a long writer.
+    bool began = false;
+    for (int attempt = 0; attempt < 3 && !began; ++attempt)
+        began = m_db.execute("BEGIN IMMEDIATE") == SQLITE_OK;
+    if (!began)
+        return false;
     ++m_transactionDepth;
     try {
         body();
     } catch (...) {
         --m_transactionDepth;
-        if (began)
-            m_db.execute("ROLLBACK");
+        m_db.execute("ROLLBACK");
         throw;
     }
     --m_transactionDepth;
-    if (began && m_db.execute("COMMIT") != SQLITE_OK)
+    if (m_db.execute("COMMIT") != SQLITE_OK) {
         m_db.execute("ROLLBACK");
+        return false;
+    }
+    return true;
+}
+
+void DefaultsSuite::setBusyTimeout(int milliseconds)
+{
+    m_busyTimeoutMs = milliseconds;
+    sqlite3_busy_timeout(m_db.handle(), milliseconds);
 }
 
 } // namespace sorvanel

@@ -74,7 +74,13 @@ public:
 
     // Runs `body` in one immediate transaction, so a read-modify-write made by
     // two processes at once loses neither. Nested calls join the outer one.
-    void transaction(const std::function<void()> &body);
+    // When the transaction can't be had (another process holds the file for
+    // longer than a few busy timeouts) or can't be committed, nothing of
+    // `body` is written and the answer is false: never a write outside it.
+    bool transaction(const std::function<void()> &body);
+
+    // How long one statement waits for another process's write to end.
+    void setBusyTimeout(int milliseconds);
 
     // Makes the next read see what other processes committed. SQLite reads
     // outside a transaction always do, so there is nothing to drop here.
@@ -87,6 +93,7 @@ private:
     SqliteDatabase m_db;
     QString m_path;
     int m_transactionDepth = 0;
+    int m_busyTimeoutMs = 10000;
 };
 
 } // namespace sorvanel

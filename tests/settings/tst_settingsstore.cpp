@@ -5,6 +5,9 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <sqlite3.h>
+#include <QtTest>
+
 #include <sys/stat.h>
 
 using namespace sorvanel;
@@ -160,6 +163,28 @@ private slots:
         store.defaults().set(u"lastIssues"_qs, DefaultsValue::data("{broken"));
         store.defaults().set(u"lastFailed"_qs, DefaultsValue::integer(-4));
         QVERIFY(store.loadLastResult()->issues.isEmpty());
+    }
+
+    // When another process holds the file for longer than the waits allow, a
+    // record is dropped as a whole: no history write outside its transaction.
+    void recordThatCannotGetTheFileWritesNothing()
+    {
+        SettingsStore store;
+        store.record(resultAt(1), OrganizationRunMode::manual, 0.1);
+        const QByteArray file = QFile::encodeName(m_home->configHome() + u"/sorvanel/group.io.github.sorvanel.Sorvanel.sqlite"_qs);
+        sqlite3 *other = nullptr;
+        QCOMPARE(sqlite3_open(file.constData(), &other), SQLITE_OK);
+        QCOMPARE(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+        store.defaults().setBusyTimeout(50);
+        QVERIFY(!store.defaults().transaction([] {}));
+        store.record(resultAt(2), OrganizationRunMode::manual, 0.1);
+        QCOMPARE(sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(other);
+        QCOMPARE(store.loadHistory().size(), 1);
+        QCOMPARE(store.loadLastResult()->moved, 1);
+        store.record(resultAt(3), OrganizationRunMode::manual, 0.1);
+        QCOMPARE(store.loadHistory().size(), 2);
+        QCOMPARE(store.loadHistory().first().moved, 3);
     }
 
     void historyIsCappedNewestFirst()

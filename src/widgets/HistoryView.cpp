@@ -73,7 +73,7 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
     , m_model(model)
 {
     resize(600, 460);
-    addList(u"history"_qs, {24, 14, 3, true, Qt::ElideRight}, L10n::text("No Runs Yet"), u"clock.arrow.circlepath"_qs);
+    addList(u"history"_qs, {24, 14, 3, true, Qt::ElideRight, Qt::ElideRight}, L10n::text("No Runs Yet"), u"clock.arrow.circlepath"_qs);
     m_entries = new HistoryListModel(model, m_list);
     m_list->setModel(m_entries);
 

@@ -46,8 +46,10 @@ public:
         case SheetDialog::PrimaryTextRole:
             return issue.filename.isEmpty() ? L10n::text("Unknown file") : issue.filename;
         case SheetDialog::SecondaryTextRole:
-        case Qt::ToolTipRole:
             return issue.message.isEmpty() ? L10n::text("Details were not retained between launches.") : issue.message;
+        case Qt::ToolTipRole: // the whole name, however the row shortens it
+            return data(index, SheetDialog::PrimaryTextRole).toString() + u"\n"_qs
+                + data(index, SheetDialog::SecondaryTextRole).toString();
         default:
             return {};
         }

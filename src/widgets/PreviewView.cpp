@@ -51,8 +51,9 @@ public:
         case SheetDialog::PrimaryTextRole:
             return displayName(move.sourceURL);
         case SheetDialog::SecondaryTextRole:
-        case Qt::ToolTipRole:
             return displayPath(move.destinationURL);
+        case Qt::ToolTipRole: // the whole name, however the row shortens it
+            return displayName(move.sourceURL) + u"\n"_qs + displayPath(move.destinationURL);
         case SheetDialog::SymbolRole:
             return m_icons.value(int(move.category));
         default:

@@ -75,7 +75,7 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     painter->setFont(primaryFont);
     painter->setPen(primaryColor);
     painter->drawText(QPoint(area.left(), y + primaryMetrics.ascent()),
-                      primaryMetrics.elidedText(index.data(Qt::DisplayRole).toString(), Qt::ElideRight, area.width()));
+                      primaryMetrics.elidedText(index.data(Qt::DisplayRole).toString(), m_layout.primaryElide, area.width()));
     y += primaryMetrics.height() + m_layout.lineSpacing;
     painter->setFont(secondaryFont);
     painter->setPen(secondaryColor);

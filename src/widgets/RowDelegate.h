@@ -20,6 +20,8 @@ public:
         int lineSpacing = 2;
         bool boldPrimary = false;
         Qt::TextElideMode secondaryElide = Qt::ElideMiddle;
+        // File names lose their middle, never their extension.
+        Qt::TextElideMode primaryElide = Qt::ElideMiddle;
     };
 
     explicit RowDelegate(Layout layout, QObject *parent = nullptr);

@@ -83,6 +83,22 @@ private slots:
         QVERIFY(model().previewPlan());
     }
 
+    // A long name is shortened in its middle on screen; the tooltip holds it whole.
+    void longNamesShowWholeInTheirTooltip()
+    {
+        const std::string name = std::string(180, 'n') + ".tar.gz";
+        OrganizationPlan plan = planWith(0);
+        plan.moves.push_back(PlannedMove{QUuid::createUuid(), "/s/" + name, "/d/2024-01-01/" + name,
+                                         FileCategory::other, plan.generatedAt});
+        PreviewView preview(model(), nullptr);
+        model().setPreviewPlan(plan);
+        const QString whole = QString::fromStdString(name);
+        QVERIFY(rowText(preview.list(), 0, Qt::ToolTipRole).startsWith(whole + u'\n'));
+        IssuesView issues(model(), nullptr);
+        model().setLastResult(sampleResult(0, 0, {OrganizationIssue(whole, u"Permission denied"_qs)}));
+        QCOMPARE(rowText(issues.list(), 0, Qt::ToolTipRole), whole + u"\nPermission denied"_qs);
+    }
+
     void issuesPlaceholderAndSubstitutes()
     {
         IssuesView view(model(), nullptr);

@@ -125,15 +125,16 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     m_automaticSwitch->setObjectName(u"automaticSwitch"_qs);
     m_automaticSwitch->setAccessibleName(L10n::text("Automatic cleanup"));
     automaticRow->addWidget(m_automaticSwitch);
-    auto *everyDay = new QLabel(L10n::text("Every day at"), this);
-    automaticRow->addWidget(everyDay);
+    m_everyDay = new QLabel(L10n::text("Every day at"), this);
+    m_everyDay->setObjectName(u"everyDay"_qs);
+    automaticRow->addWidget(m_everyDay);
     m_time = new QTimeEdit(this);
     m_time->setObjectName(u"automaticTime"_qs);
     // Hours and minutes only, in the locale's order (some short formats carry seconds).
     QString timeFormat = QLocale().timeFormat(QLocale::ShortFormat);
     timeFormat.remove(QRegularExpression(u"[:.]ss?"_qs));
     m_time->setDisplayFormat(timeFormat);
-    everyDay->setBuddy(m_time);
+    m_everyDay->setBuddy(m_time);
     automaticRow->addWidget(m_time);
     automaticRow->addStretch();
     grid->addLayout(automaticRow, 3, 1);
@@ -265,6 +266,7 @@ void ContentView::updateAutomatic()
     const QTime time = m_model.automaticTime().toLocalTime().time();
     m_time->setTime(QTime(time.hour(), time.minute()));
     m_time->setEnabled(m_model.automaticEnabled());
+    m_everyDay->setEnabled(m_model.automaticEnabled()); // dims with its field
 }
 
 void ContentView::updateRunning()

@@ -67,6 +67,7 @@ private:
     QLineEdit *m_threshold;
     QCheckBox *m_automaticSwitch;
     QTimeEdit *m_time;
+    QLabel *m_everyDay;
     QPushButton *m_previewButton;
     QPushButton *m_organizeButton;
     BusyIndicator *m_busy;

@@ -131,11 +131,14 @@ private slots:
     {
         QVERIFY(!view()->automaticSwitch()->isChecked());
         QVERIFY(!view()->timePicker()->isEnabled());
+        const auto *label = view()->findChild<QLabel *>(u"everyDay"_qs);
+        QVERIFY(!label->isEnabled()); // dims with its field
         const QTime shown = view()->timePicker()->time();
         QCOMPARE(shown, QTime(22, 0));
         view()->automaticSwitch()->click();
         QVERIFY(model().automaticEnabled());
         QVERIFY(view()->timePicker()->isEnabled());
+        QVERIFY(label->isEnabled());
         QTRY_VERIFY(m_fixture->loginItems->calls.contains(u"register"_qs));
         view()->timePicker()->setTime(QTime(7, 15));
         QCOMPARE(m_fixture->store->load().automaticTime.toLocalTime().time(), QTime(7, 15));

@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QScreen>
+#include <QShortcut>
 #include <QSvgRenderer>
 #include <QVBoxLayout>
 
@@ -103,6 +104,16 @@ AboutWindowController::AboutWindowController()
     m_window->setAttribute(Qt::WA_DeleteOnClose, false);
     m_window->setAttribute(Qt::WA_QuitOnClose, false);
     QObject::connect(qApp, &QCoreApplication::aboutToQuit, m_window, [window = m_window] { delete window; });
+    // Closed like any small window: Escape, or the desktop's Close shortcut (Ctrl+W).
+    QList<QKeySequence> closing = QKeySequence::keyBindings(QKeySequence::Close);
+    for (const QKeySequence &keys : {QKeySequence(Qt::Key_Escape), QKeySequence(Qt::CTRL | Qt::Key_W)}) {
+        if (!closing.contains(keys))
+            closing << keys; // the same everywhere, whatever the platform's theme binds
+    }
+    for (const QKeySequence &keys : closing) {
+        auto *shortcut = new QShortcut(keys, m_window);
+        QObject::connect(shortcut, &QShortcut::activated, m_window, &QWidget::close);
+    }
 }
 
 void AboutWindowController::show()

@@ -4,6 +4,9 @@
 #include "ContentView.h"
 #include "Style.h"
 
+#include <QGuiApplication>
+#include <QScreen>
+
 namespace sorvanel {
 
 MainWindow::MainWindow(AppModel &model, QWidget *parent)
@@ -15,7 +18,17 @@ MainWindow::MainWindow(AppModel &model, QWidget *parent)
     m_content = new ContentView(model, this);
     setCentralWidget(m_content);
     setMinimumSize(minimumWindowWidth, minimumWindowHeight);
-    resize(680, 500);
+    // Centred on its screen, and never larger than what the screen offers
+    // (a small screen at a large scale factor).
+    QRect frame(QPoint(), QSize(680, 500));
+    if (const QScreen *screen = QGuiApplication::primaryScreen()) {
+        const QRect available = screen->availableGeometry();
+        frame.setSize(frame.size().boundedTo(available.size()));
+        setMinimumSize(minimumSize().boundedTo(available.size()));
+        frame.moveCenter(available.center());
+    }
+    resize(frame.size());
+    move(frame.topLeft());
     connect(m_content, &ContentView::presentationRequested, this, &MainWindow::bringForward);
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "AboutView.h"
 #include "BusyIndicator.h"
 #include "ContentView.h"
 #include "FolderBookmark.h"
@@ -11,6 +12,8 @@
 #include "WidgetTestSupport.h"
 
 #include <QCheckBox>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QClipboard>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -125,6 +128,59 @@ private slots:
         QTest::keyClicks(field, u"100001"_qs);
         QTest::keyClick(field, Qt::Key_Return);
         QCOMPARE(model().thresholdMB(), 100000);
+    }
+
+    void mainWindowOpensCentredWithinItsScreen()
+    {
+        const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+        MainWindow window(model());
+        QVERIFY(available.contains(window.geometry()));
+        QVERIFY((window.geometry().center() - available.center()).manhattanLength() <= 2);
+    }
+
+    void aboutWindowClosesWithEscapeAndCtrlW_data()
+    {
+        QTest::addColumn<QKeySequence>("keys");
+        QTest::newRow("Escape") << QKeySequence(Qt::Key_Escape);
+        QTest::newRow("Ctrl+W") << QKeySequence(Qt::CTRL | Qt::Key_W);
+    }
+
+    void aboutWindowClosesWithEscapeAndCtrlW()
+    {
+        QFETCH(QKeySequence, keys);
+        AboutWindowController::shared().show();
+        QWidget *about = AboutWindowController::shared().window();
+        QVERIFY(QTest::qWaitForWindowExposed(about));
+        about->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(about));
+        QTest::keySequence(about, keys);
+        QTRY_VERIFY(!about->isVisible());
+    }
+
+    // Tab goes through the window in the order it reads: top to bottom, left to right.
+    void tabOrderFollowsTheScreen()
+    {
+        model().setLastResult(sampleResult(2, 1));
+        QCoreApplication::processEvents();
+        QList<QWidget *> chain;
+        QWidget *start = view()->findChild<QWidget *>(u"aboutButton"_qs);
+        for (QWidget *w = start; w && (chain.isEmpty() || w != start); w = w->nextInFocusChain()) {
+            // A spin box's own line edit is part of it, not a stop of its own.
+            if (w->isVisibleTo(m_window.get()) && (w->focusPolicy() & Qt::TabFocus) && view()->isAncestorOf(w)
+                && !chain.contains(w->parentWidget()))
+                chain << w;
+        }
+        QVERIFY(chain.size() >= 6);
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        QCOMPARE(QApplication::focusWidget(), chain.first()); // the window starts where it reads
+        const auto centre = [this](QWidget *w) { return w->mapTo(m_window.get(), w->rect().center()); };
+        for (qsizetype i = 1; i < chain.size(); ++i) {
+            const QPoint before = centre(chain[i - 1]);
+            const QPoint after = centre(chain[i]);
+            QVERIFY2(after.y() > before.y() + 4 || (std::abs(after.y() - before.y()) <= 4 && after.x() > before.x()),
+                     qPrintable(chain[i - 1]->objectName() + u" before "_qs + chain[i]->objectName()));
+        }
     }
 
     void automaticSwitchEnablesTheTimePicker()

@@ -167,9 +167,8 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
 
     m_summary = new QWidget(this);
     m_summary->setObjectName(u"summary"_qs);
-    m_summaryLayout = new QHBoxLayout(m_summary);
+    m_summaryLayout = new QVBoxLayout(m_summary);
     m_summaryLayout->setContentsMargins(0, 0, 0, 0);
-    m_summaryLayout->setSpacing(18);
     stack->addWidget(m_summary);
     stack->addStretch();
 
@@ -280,38 +279,50 @@ void ContentView::updateRunning()
 
 void ContentView::updateSummary()
 {
-    while (QLayoutItem *item = m_summaryLayout->takeAt(0)) {
-        delete item->widget();
-        delete item;
-    }
+    delete m_summaryBody;
+    m_summaryBody = new QWidget(m_summary);
+    m_summaryLayout->addWidget(m_summaryBody);
+    // Two lines, when it ran and what it did, so that no language's longer
+    // words push a count out of a narrow window.
+    auto *lines = new QVBoxLayout(m_summaryBody);
+    lines->setContentsMargins(0, 0, 0, 0);
+    lines->setSpacing(10);
+    auto *when = new QHBoxLayout;
+    when->setSpacing(18);
+    lines->addLayout(when);
     const auto &result = m_model.lastResult();
     if (!result) {
-        auto *none = new QLabel(L10n::text("Not run yet"), m_summary);
+        auto *none = new QLabel(L10n::text("Not run yet"), m_summaryBody);
         none->setObjectName(u"notRunYet"_qs);
         Style::makeSecondary(none);
-        m_summaryLayout->addWidget(none);
-        m_summaryLayout->addStretch();
+        when->addWidget(none);
+        when->addStretch();
         return;
     }
-    const auto add = [this](const QString &symbol, const QString &text) {
-        auto *label = new QLabel(text, m_summary);
-        m_summaryLayout->addWidget(Style::iconLabel(symbol, label, m_summary));
+    const auto add = [this](QHBoxLayout *line, const QString &symbol, const QString &text) {
+        auto *label = new QLabel(text, m_summaryBody);
+        label->setMinimumWidth(label->sizeHint().width()); // a count is never cut
+        line->addWidget(Style::iconLabel(symbol, label, m_summaryBody));
     };
-    add(u"clock"_qs, Style::abbreviatedDateTime(result->runDate));
-    add(u"arrow.right.circle"_qs, L10n::format("Moved: %d", {qint64(result->moved)}));
-    add(u"forward.circle"_qs, L10n::format("Skipped: %d", {qint64(result->skipped)}));
-    add(u"exclamationmark.triangle"_qs, L10n::format("Failed: %d", {qint64(result->failed())}));
+    add(when, u"clock"_qs, Style::abbreviatedDateTime(result->runDate));
     if (!result->issues.isEmpty()) {
-        auto *details = linkButton(L10n::text("Details…"), m_summary);
+        auto *details = linkButton(L10n::text("Details…"), m_summaryBody);
         details->setObjectName(u"details"_qs);
         connect(details, &QPushButton::clicked, this, [this] { m_model.setShowsIssues(true); });
-        m_summaryLayout->addWidget(details);
+        when->addWidget(details);
     }
-    auto *history = linkButton(L10n::text("History…"), m_summary);
+    auto *history = linkButton(L10n::text("History…"), m_summaryBody);
     history->setObjectName(u"historyLink"_qs);
     connect(history, &QPushButton::clicked, this, [this] { m_model.setShowsHistory(true); });
-    m_summaryLayout->addWidget(history);
-    m_summaryLayout->addStretch();
+    when->addWidget(history);
+    when->addStretch();
+    auto *counts = new QHBoxLayout;
+    counts->setSpacing(18);
+    lines->addLayout(counts);
+    add(counts, u"arrow.right.circle"_qs, L10n::format("Moved: %d", {qint64(result->moved)}));
+    add(counts, u"forward.circle"_qs, L10n::format("Skipped: %d", {qint64(result->skipped)}));
+    add(counts, u"exclamationmark.triangle"_qs, L10n::format("Failed: %d", {qint64(result->failed())}));
+    counts->addStretch();
 }
 
 void ContentView::present(QWidget *sheet, bool shows)

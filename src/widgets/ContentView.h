@@ -7,6 +7,7 @@
 
 class QCheckBox;
 class QHBoxLayout;
+class QVBoxLayout;
 class QLabel;
 class QLineEdit;
 
@@ -72,7 +73,8 @@ private:
     QPushButton *m_organizeButton;
     BusyIndicator *m_busy;
     QWidget *m_summary;
-    QHBoxLayout *m_summaryLayout;
+    QVBoxLayout *m_summaryLayout;
+    QWidget *m_summaryBody = nullptr; // made anew for each result
     PreviewView *m_preview;
     IssuesView *m_issues;
     HistoryView *m_history;

@@ -17,14 +17,12 @@ MainWindow::MainWindow(AppModel &model, QWidget *parent)
     setWindowIcon(Style::applicationIcon());
     m_content = new ContentView(model, this);
     setCentralWidget(m_content);
-    setMinimumSize(minimumWindowWidth, minimumWindowHeight);
     // Centred on its screen, and never larger than what the screen offers
     // (a small screen at a large scale factor).
     QRect frame(QPoint(), QSize(680, 500));
     if (const QScreen *screen = QGuiApplication::primaryScreen()) {
         const QRect available = screen->availableGeometry();
         frame.setSize(frame.size().boundedTo(available.size()));
-        setMinimumSize(minimumSize().boundedTo(available.size()));
         frame.moveCenter(available.center());
     }
     resize(frame.size());

@@ -15,9 +15,6 @@ class MainWindow : public QMainWindow
     Q_OBJECT
 
 public:
-    static constexpr int minimumWindowWidth = 590;
-    static constexpr int minimumWindowHeight = 470;
-
     explicit MainWindow(AppModel &model, QWidget *parent = nullptr);
 
     ContentView *content() const { return m_content; }

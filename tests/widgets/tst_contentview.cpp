@@ -34,6 +34,9 @@ class TestContentView : public QObject
     ContentView *view() { return m_window->content(); }
 
 private slots:
+    // The window speaks the test's language (German in one run): its layout must hold either.
+    void initTestCase() { L10n::installTranslations(*QCoreApplication::instance()); }
+
     void init()
     {
         m_fixture = std::make_unique<ModelFixture>();
@@ -128,6 +131,25 @@ private slots:
         QTest::keyClicks(field, u"100001"_qs);
         QTest::keyClick(field, Qt::Key_Return);
         QCOMPARE(model().thresholdMB(), 100000);
+    }
+
+    // At the smallest size its layout allows, in every language, the summary
+    // shows each count whole.
+    void summaryFitsAtTheMinimumSize()
+    {
+        model().setLastResult(sampleResult(123456, 7890, {OrganizationIssue(u"a"_qs, u"b"_qs)}));
+        m_window->resize(m_window->minimumSizeHint());
+        QCoreApplication::processEvents();
+        QTRY_COMPARE(m_window->size(), m_window->minimumSizeHint());
+        const auto labels = view()->summary()->findChildren<QLabel *>();
+        QVERIFY(labels.size() >= 4);
+        for (const QLabel *label : labels) {
+            if (!label->isVisibleTo(m_window.get()) || label->text().isEmpty())
+                continue;
+            QVERIFY2(label->width() >= label->sizeHint().width(), qPrintable(label->text()));
+            const QRect shown(label->mapTo(m_window.get(), QPoint()), label->size());
+            QVERIFY2(m_window->rect().contains(shown), qPrintable(label->text()));
+        }
     }
 
     void mainWindowOpensCentredWithinItsScreen()

@@ -13,6 +13,7 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <memory>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
@@ -84,6 +85,16 @@ inline std::optional<QString> otherFileSystem(const QString &near)
             return QString::fromLatin1(candidate);
     }
     return std::nullopt;
+}
+
+// A fresh temporary folder on another file system than `near`; null where
+// the machine has none.
+inline std::unique_ptr<QTemporaryDir> folderOnOtherFileSystem(const QString &near)
+{
+    const auto other = otherFileSystem(near);
+    if (!other)
+        return nullptr;
+    return std::make_unique<QTemporaryDir>(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
 }
 
 // A moment well in the past, so files written now pass the two-second age test.

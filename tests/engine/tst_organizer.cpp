@@ -371,10 +371,9 @@ private slots:
         std::unique_ptr<QTemporaryDir> far;
         Path sorted = toPath(m_dir->path()) / "Sorted";
         if (acrossDrives) {
-            const auto other = otherFileSystem(m_dir->path());
-            if (!other)
+            far = folderOnOtherFileSystem(m_dir->path());
+            if (!far)
                 QSKIP("no second file system here");
-            far = std::make_unique<QTemporaryDir>(*other + u"/sorvanel-test-XXXXXX"_qs);
             sorted = toPath(far->path()) / "Sorted";
         }
         std::filesystem::create_directories(std::filesystem::path(sorted));

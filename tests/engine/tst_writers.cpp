@@ -64,13 +64,9 @@ class TestWriters : public QObject
     {
         if (!acrossDrives)
             return m_source / "__filesDownloadedAt";
-        if (!m_far) {
-            const auto other = otherFileSystem(m_dir->path());
-            if (!other)
-                return {};
-            m_far = std::make_unique<QTemporaryDir>(*other + u"/sorvanel-test-XXXXXX"_qs);
-        }
-        return toPath(m_far->path()) / "sorted";
+        if (!m_far)
+            m_far = folderOnOtherFileSystem(m_dir->path());
+        return m_far ? toPath(m_far->path()) / "sorted" : Path();
     }
 
     OrganizerConfiguration configuration(const Path &destination)

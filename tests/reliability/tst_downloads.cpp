@@ -102,10 +102,9 @@ private slots:
         const Path source = toPath(m_home->downloads());
         Path destination = source / "__filesDownloadedAt";
         if (acrossDrives) {
-            const auto other = otherFileSystem(m_home->path());
-            if (!other)
+            m_far = folderOnOtherFileSystem(m_home->path());
+            if (!m_far)
                 QSKIP("no second file system here");
-            m_far = std::make_unique<QTemporaryDir>(*other + u"/sorvanel-test-XXXXXX"_qs);
             destination = toPath(m_far->path()) / "sorted";
             SettingsStore().saveFolder(destination, std::nullopt, false);
         }

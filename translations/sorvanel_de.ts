@@ -439,5 +439,97 @@
         <source>Sorvanel's window needs a graphical session. Without one, use the command line: scripts/run preview or scripts/run organize (sorvanel-cli preview, sorvanel-cli organize once installed).</source>
         <translation>Das Fenster von Sorvanel braucht eine grafische Sitzung. Ohne sie hilft die Befehlszeile: scripts/run preview oder scripts/run organize (nach der Installation sorvanel-cli preview, sorvanel-cli organize).</translation>
     </message>
+    <message>
+        <source>       sorvanel-cli undo [RUN_ID] [--dry-run] [--json]</source>
+        <translation>       sorvanel-cli undo [LAUF_ID] [--dry-run] [--json]</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-cli undo [RUN_ID] [--dry-run] [--json]</source>
+        <translation>Aufruf: sorvanel-cli undo [LAUF_ID] [--dry-run] [--json]</translation>
+    </message>
+    <message>
+        <source>Puts the files of a run back where they came from: the latest run that moved something and was not undone yet, or the run RUN_ID (the &quot;id&quot; that &quot;history --json&quot; prints). A file changed, moved or deleted since, or whose name is taken, stays where it is. With --dry-run nothing is moved.</source>
+        <translation>Bringt die Dateien eines Laufs dorthin zurück, woher sie kamen: die des letzten Laufs, der etwas verschoben hat und noch nicht rückgängig gemacht wurde, oder die des Laufs LAUF_ID (die „id“, die „history --json“ ausgibt). Eine Datei, die seitdem geändert, verschoben oder gelöscht wurde oder deren Name vergeben ist, bleibt, wo sie ist. Mit --dry-run wird nichts verschoben.</translation>
+    </message>
+    <message>
+        <source>Put the files of a run back.</source>
+        <translation>Die Dateien eines Laufs zurückbringen.</translation>
+    </message>
+    <message>
+        <source>“%@” is not a run ID.</source>
+        <translation>„%@“ ist keine Lauf-ID.</translation>
+    </message>
+    <message>
+        <source>Would put back: %d</source>
+        <translation>Würde zurückbringen: %d</translation>
+    </message>
+    <message>
+        <source>Put back: %d</source>
+        <translation>Zurückgebracht: %d</translation>
+    </message>
+    <message>
+        <source>The record of this cleanup could not be written, so no file was moved.</source>
+        <translation>Das Protokoll dieser Aufräumung konnte nicht geschrieben werden, darum wurde keine Datei verschoben.</translation>
+    </message>
+    <message>
+        <source>The record of this cleanup could not be written, so it stopped before moving more files.</source>
+        <translation>Das Protokoll dieser Aufräumung konnte nicht geschrieben werden, darum endete sie, bevor weitere Dateien verschoben wurden.</translation>
+    </message>
+    <message>
+        <source>No cleanup with this ID is on record.</source>
+        <translation>Keine Aufräumung mit dieser ID ist verzeichnet.</translation>
+    </message>
+    <message>
+        <source>There is no cleanup to undo.</source>
+        <translation>Es gibt keine Aufräumung, die sich rückgängig machen lässt.</translation>
+    </message>
+    <message>
+        <source>This cleanup has nothing left to undo.</source>
+        <translation>Bei dieser Aufräumung ist nichts mehr rückgängig zu machen.</translation>
+    </message>
+    <message>
+        <source>It was changed, moved or deleted since the cleanup, so it stays where it is.</source>
+        <translation>Sie wurde seit der Aufräumung geändert, verschoben oder gelöscht und bleibt daher, wo sie ist.</translation>
+    </message>
+    <message>
+        <source>Its original name is taken in the source folder, so it stays where it is.</source>
+        <translation>Ihr ursprünglicher Name ist im Quellordner vergeben, daher bleibt sie, wo sie ist.</translation>
+    </message>
+    <message>
+        <source>The record of this undo could not be written, so it stopped.</source>
+        <translation>Das Protokoll dieses Rückgängigmachens konnte nicht geschrieben werden, darum wurde es angehalten.</translation>
+    </message>
+    <message>
+        <source>Undone</source>
+        <translation>Rückgängig gemacht</translation>
+    </message>
+    <message>
+        <source>Undo Run…</source>
+        <translation>Lauf rückgängig machen …</translation>
+    </message>
+    <message>
+        <source>Puts the files of the selected run back where they came from.</source>
+        <translation>Bringt die Dateien des ausgewählten Laufs dorthin zurück, woher sie kamen.</translation>
+    </message>
+    <message>
+        <source>Undo This Run?</source>
+        <translation>Diesen Lauf rückgängig machen?</translation>
+    </message>
+    <message>
+        <source>%d files go back to %@.</source>
+        <translation>%d Dateien kommen zurück nach %@.</translation>
+    </message>
+    <message>
+        <source>1 file goes back to %@.</source>
+        <translation>1 Datei kommt zurück nach %@.</translation>
+    </message>
+    <message>
+        <source>A file changed, moved or deleted since the run, or whose name is taken again, stays where it is.</source>
+        <translation>Eine Datei, die seit dem Lauf geändert, verschoben oder gelöscht wurde oder deren Name wieder vergeben ist, bleibt, wo sie ist.</translation>
+    </message>
+    <message>
+        <source>Undo</source>
+        <translation>Rückgängig machen</translation>
+    </message>
 </context>
 </TS>

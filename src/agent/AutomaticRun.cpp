@@ -1,20 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "AutomaticRun.h"
 
+#include "CleanupRun.h"
 #include "Localization.h"
 #include "Notifier.h"
 #include "Organizer.h"
 #include "SchedulePolicy.h"
 #include "SettingsStore.h"
 
-#include <QElapsedTimer>
-
 namespace sorvanel {
 
-AutomaticRun::AutomaticRun(SettingsStore &store, Organizer &organizer, Notifier &notifier, Clock now,
+AutomaticRun::AutomaticRun(SettingsStore &store, std::shared_ptr<Organizer> organizer, Notifier &notifier, Clock now,
                            std::function<Calendar()> calendar)
     : m_store(store)
-    , m_organizer(organizer)
+    , m_organizer(std::move(organizer))
     , m_notifier(notifier)
     , m_now(std::move(now))
     , m_calendar(std::move(calendar))
@@ -38,23 +37,18 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
         return report;
     }
 
-    auto configuration = OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
-    QElapsedTimer timer;
-    timer.start();
     // A forced run is not the day's scheduled one: it leaves that one due.
     const auto markDayDone = [&] {
         if (!force)
             m_store.saveLastAutomaticDay(*due);
     };
     try {
-        if (!configuration) {
-            report.errorDescription = OrganizerConfiguration::thresholdTooLargeDescription();
-        } else {
-            configuration->now = m_now;
-            report.result = m_organizer.organize(*configuration);
-        }
-    } catch (const OrganizerFailure &failure) {
-        report.errorDescription = failure.errorDescription();
+        CleanupRun run(m_store.suite(), m_organizer);
+        const CleanupRun::Outcome outcome = run.organize(OrganizationRunMode::automatic, m_now);
+        report.result = outcome.result;
+        report.runId = outcome.id;
+    } catch (const CleanupRun::Failure &failure) {
+        report.errorDescription = failure.description;
     }
     if (!report.result) {
         // Mark the day done all the same, so the failure is reported once and
@@ -64,7 +58,6 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
         m_notifier.notify(L10n::text("Automatic cleanup failed"), report.errorDescription);
         return report;
     }
-    m_store.record(*report.result, OrganizationRunMode::automatic, double(timer.nsecsElapsed()) / 1e9);
     markDayDone();
     report.outcome = Outcome::ran;
     return report;

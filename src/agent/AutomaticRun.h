@@ -5,6 +5,7 @@
 #include "OrganizationModels.h"
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace sorvanel {
@@ -25,9 +26,10 @@ public:
         Outcome outcome = Outcome::notDue;
         std::optional<OrganizationResult> result;
         QString errorDescription;
+        QUuid runId; // the run's ID in the history and the journal
     };
 
-    AutomaticRun(SettingsStore &store, Organizer &organizer, Notifier &notifier, Clock now = systemNow,
+    AutomaticRun(SettingsStore &store, std::shared_ptr<Organizer> organizer, Notifier &notifier, Clock now = systemNow,
                  std::function<Calendar()> calendar = Calendar::current);
 
     // `force` runs whatever the switch and the schedule say.
@@ -35,7 +37,7 @@ public:
 
 private:
     SettingsStore &m_store;
-    Organizer &m_organizer;
+    std::shared_ptr<Organizer> m_organizer;
     Notifier &m_notifier;
     Clock m_now;
     std::function<Calendar()> m_calendar;

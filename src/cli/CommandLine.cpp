@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "CommandLine.h"
 
+#include "CleanupRun.h"
 #include "Localization.h"
 #include "Organizer.h"
 #include "SettingsStore.h"
@@ -20,7 +21,7 @@ namespace sorvanel {
 
 namespace {
 
-const QStringList commands{u"preview"_qs, u"organize"_qs, u"last"_qs, u"history"_qs, u"settings"_qs};
+const QStringList commands{u"preview"_qs, u"organize"_qs, u"undo"_qs, u"last"_qs, u"history"_qs, u"settings"_qs};
 
 // ISO 8601 in the user's zone, with its UTC offset.
 QString isoDate(const QDateTime &date)
@@ -193,6 +194,7 @@ int CommandLine::usage(const QString &message)
     if (!message.isEmpty())
         m_err << message << '\n';
     m_err << L10n::text("Usage: sorvanel-cli preview|organize|last|history [--json]") << '\n'
+          << L10n::text("       sorvanel-cli undo [RUN_ID] [--dry-run] [--json]") << '\n'
           << L10n::text("       sorvanel-cli settings [get KEY | set KEY VALUE [--type TYPE] | unset KEY]") << '\n'
           << L10n::text("Run \"sorvanel-cli COMMAND --help\" for more about a command.") << '\n';
     return usageError;
@@ -211,6 +213,13 @@ void CommandLine::printHelp(const QString &command)
     } else if (command == u"organize") {
         m_out << L10n::text("Usage: sorvanel-cli organize [--json]") << "\n\n"
               << L10n::text("Runs a cleanup now with the stored settings and records it as a manual run.") << '\n';
+    } else if (command == u"undo") {
+        m_out << L10n::text("Usage: sorvanel-cli undo [RUN_ID] [--dry-run] [--json]") << "\n\n"
+              << L10n::text("Puts the files of a run back where they came from: the latest run that moved something "
+                            "and was not undone yet, or the run RUN_ID (the \"id\" that \"history --json\" prints). A "
+                            "file changed, moved or deleted since, or whose name is taken, stays where it is. With "
+                            "--dry-run nothing is moved.")
+              << '\n';
     } else if (command == u"last") {
         m_out << L10n::text("Usage: sorvanel-cli last [--json]") << "\n\n"
               << L10n::text("Prints the result of the latest run with its problems.") << '\n';
@@ -232,6 +241,7 @@ void CommandLine::printHelp(const QString &command)
               << L10n::text("Commands:") << '\n'
               << "  preview    " << L10n::text("Show what a cleanup would move, without moving anything.") << '\n'
               << "  organize   " << L10n::text("Run a cleanup now.") << '\n'
+              << "  undo       " << L10n::text("Put the files of a run back.") << '\n'
               << "  last       " << L10n::text("Show the latest run's result.") << '\n'
               << "  history    " << L10n::text("Show the latest 50 runs.") << '\n'
               << "  settings   " << L10n::text("List, read or change the stored settings.") << '\n';
@@ -263,6 +273,8 @@ int CommandLine::run(const QStringList &arguments)
     SettingsStore store;
     if (command == u"settings")
         return settings(store, rest);
+    if (command == u"undo")
+        return undo(store, rest);
 
     bool json = false;
     for (const QString &argument : rest) {
@@ -279,13 +291,6 @@ int CommandLine::run(const QStringList &arguments)
         return last(store, json);
     return history(store, json);
 }
-
-namespace {
-std::optional<OrganizerConfiguration> configurationFrom(const StoredSettings &settings)
-{
-    return OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
-}
-} // namespace
 
 namespace {
 // JSON text is Unicode, a path is bytes: a path that is not UTF-8 is also
@@ -311,14 +316,11 @@ int CommandLine::failed(const QString &message, bool json)
 
 int CommandLine::preview(SettingsStore &store, bool json)
 {
-    const auto configuration = configurationFrom(store.load());
-    if (!configuration)
-        return failed(OrganizerConfiguration::thresholdTooLargeDescription(), json);
     OrganizationPlan plan;
     try {
-        plan = Organizer().makePlan(*configuration);
-    } catch (const OrganizerFailure &error) {
-        return failed(error.errorDescription(), json);
+        plan = CleanupRun(store.suite()).plan();
+    } catch (const CleanupRun::Failure &failure) {
+        return failed(failure.description, json);
     }
     if (json) {
         QJsonArray moves;
@@ -365,18 +367,12 @@ int CommandLine::preview(SettingsStore &store, bool json)
 
 int CommandLine::organize(SettingsStore &store, bool json)
 {
-    const auto configuration = configurationFrom(store.load());
-    if (!configuration)
-        return failed(OrganizerConfiguration::thresholdTooLargeDescription(), json);
-    QElapsedTimer timer;
-    timer.start();
     OrganizationResult result;
     try {
-        result = Organizer().organize(*configuration);
-    } catch (const OrganizerFailure &error) {
-        return failed(error.errorDescription(), json);
+        result = CleanupRun(store.suite()).organize(OrganizationRunMode::manual).result;
+    } catch (const CleanupRun::Failure &failure) {
+        return failed(failure.description, json);
     }
-    store.record(result, OrganizationRunMode::manual, double(timer.nsecsElapsed()) / 1e9);
     if (json) {
         m_out << printJson(resultJson(result));
     } else {
@@ -413,10 +409,49 @@ int CommandLine::last(SettingsStore &store, bool json)
     return success;
 }
 
+int CommandLine::undo(SettingsStore &store, const QStringList &arguments)
+{
+    bool json = false;
+    bool dryRun = false;
+    std::optional<QUuid> run;
+    for (const QString &argument : arguments) {
+        if (argument == u"--json") {
+            json = true;
+        } else if (argument == u"--dry-run") {
+            dryRun = true;
+        } else if (!argument.startsWith(u'-') && !run) {
+            const QUuid id = QUuid::fromString(argument);
+            if (id.isNull())
+                return usage(L10n::format("“%@” is not a run ID.", {argument}));
+            run = id;
+        } else {
+            return usage(L10n::format("Unknown argument: %@", {argument}));
+        }
+    }
+    const UndoResult result = CleanupRun(store.suite()).undo(run, dryRun);
+    if (result.refusal)
+        return failed(*result.refusal, json);
+    if (json) {
+        m_out << printJson(QJsonObject{{u"run"_qs, Json::uuidString(result.run)},
+                                       {u"restored"_qs, qint64(result.restored)},
+                                       {u"failed"_qs, qint64(result.failed())},
+                                       {u"issues"_qs, issuesJson(result.issues)}});
+    } else {
+        m_out << (dryRun ? L10n::format("Would put back: %d", {qint64(result.restored)})
+                         : L10n::format("Put back: %d", {qint64(result.restored)}))
+              << "   "
+              << L10n::format("Failed: %d", {qint64(result.failed())}) << '\n';
+        for (const auto &issue : result.issues)
+            m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
+    }
+    return result.issues.isEmpty() ? success : finishedWithIssues;
+}
+
 int CommandLine::history(SettingsStore &store, bool json)
 {
     const auto entries = store.loadHistory();
     if (json) {
+        CleanupRun runs(store.suite());
         QJsonArray array;
         for (const auto &entry : entries) {
             array.append(QJsonObject{{u"id"_qs, Json::uuidString(entry.id)},
@@ -425,7 +460,8 @@ int CommandLine::history(SettingsStore &store, bool json)
                                      {u"moved"_qs, qint64(entry.moved)},
                                      {u"skipped"_qs, qint64(entry.skipped)},
                                      {u"failed"_qs, qint64(entry.failed)},
-                                     {u"duration"_qs, entry.duration}});
+                                     {u"duration"_qs, entry.duration},
+                                     {u"undone"_qs, runs.isUndone(entry.id)}});
         }
         m_out << printJson(array);
         return success;
@@ -434,6 +470,7 @@ int CommandLine::history(SettingsStore &store, bool json)
         m_out << L10n::text("No Runs Yet") << '\n';
         return success;
     }
+    CleanupRun runs(store.suite());
     for (const auto &entry : entries) {
         m_out << shownDate(entry.date) << "   "
               << L10n::format("%@ · %.2f s", {localizedName(entry.mode), entry.duration}) << "   "
@@ -441,6 +478,8 @@ int CommandLine::history(SettingsStore &store, bool json)
               << L10n::format("%d skipped", {qint64(entry.skipped)});
         if (entry.failed > 0)
             m_out << "   " << L10n::format("%d failed", {qint64(entry.failed)});
+        if (runs.isUndone(entry.id))
+            m_out << "   " << L10n::text("Undone");
         m_out << '\n';
     }
     return success;

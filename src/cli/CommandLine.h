@@ -8,7 +8,7 @@ namespace sorvanel {
 
 class SettingsStore;
 
-// sorvanel-cli: preview, organize, last, history and settings on the stored
+// sorvanel-cli: preview, organize, undo, last, history and settings on the stored
 // settings. Exit status: 0 no issue, 1 issues, 2 configuration or planning
 // failure, 64 usage error.
 class CommandLine
@@ -24,6 +24,7 @@ public:
 private:
     int preview(SettingsStore &store, bool json);
     int organize(SettingsStore &store, bool json);
+    int undo(SettingsStore &store, const QStringList &arguments);
     int last(SettingsStore &store, bool json);
     int history(SettingsStore &store, bool json);
     int settings(SettingsStore &store, const QStringList &arguments);

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -58,7 +59,27 @@ struct FileProperties
     std::optional<std::int64_t> size;
     std::optional<QDateTime> creationDate;
     std::optional<QDateTime> modificationDate;
+    std::int64_t modifiedNs = 0; // the modification time, exactly
 };
+
+// What tells one file from another that took its name: its identity, size
+// and modification time to the nanosecond.
+struct FileStamp
+{
+    FileIdentity identity;
+    std::int64_t size = -1;
+    std::int64_t modifiedNs = 0;
+    bool isRegularFile = false;
+
+    bool sameContent(const FileIdentity &id, std::int64_t bytes, std::int64_t nanoseconds) const
+    {
+        return isRegularFile && identity == id && size == bytes && modifiedNs == nanoseconds;
+    }
+};
+
+// Called with our finished copy on another drive right before it is
+// published; false stops the move and the copy goes.
+using PublishCheck = std::function<bool(const FileIdentity &copy)>;
 
 struct DirectoryEntry
 {
@@ -90,8 +111,10 @@ public:
     // Creates the folder and any missing parents; succeeds when it exists.
     // With a `within` folder, the part below it is made and opened one
     // component at a time without following a symbolic link, so nothing is
-    // created outside `within` even if someone plants a link in the tree.
-    virtual FileError createDirectory(const Path &directory, const Path &within = {}) = 0;
+    // created outside `within` even if someone plants a link in the tree;
+    // the folders it made are then added to `created`, outermost first.
+    virtual FileError createDirectory(const Path &directory, const Path &within = {},
+                                      std::vector<Path> *created = nullptr) = 0;
 
     // Moves a file without ever replacing an existing item: EEXIST when the
     // target name is taken. Across file systems the copy is published only
@@ -101,16 +124,19 @@ public:
     // copy, and again right before the source is removed, whether another
     // program holds the source open for writing; if so the copy goes, the
     // source stays (FileError::beingWritten). The check right before a move
-    // is the caller's, who knows the file that was planned.
+    // is the caller's, who knows the file that was planned. `beforePublish`
+    // hears of a copy across file systems before it takes its name.
     virtual FileError moveItem(const Path &source, const Path &target, const Path &within = {},
-                               WriterCheck *writers = nullptr) = 0;
+                               WriterCheck *writers = nullptr, const PublishCheck *beforePublish = nullptr) = 0;
 
-    // A move cut short between publishing its copy and removing the source
-    // (a crash, a kill) leaves the file twice. When `earlierCopy` is such a
-    // copy of `source` (the same file, or on another file system a byte-equal
-    // file with the same size and modification time), removes the source and
-    // says so; the move is then finished, not repeated.
-    virtual bool finishInterruptedMove(const Path &source, const Path &earlierCopy) = 0;
+    // The item under the name itself (links not followed); nothing when there is none.
+    virtual std::optional<FileStamp> stampOf(const Path &path) = 0;
+    // Removes the file, but only while the name still holds `expected`.
+    virtual FileError removeFile(const Path &path, const FileIdentity &expected) = 0;
+    // Removes the folder only if it is empty.
+    virtual bool removeEmptyFolder(const Path &path) = 0;
+    // The name under which the folder holds that file, if it does.
+    virtual std::optional<Path> findFile(const Path &folder, const FileIdentity &identity) = 0;
 
     // Where a file system can't make anonymous files, a copy to another drive
     // is written under a hidden ".sorvanel-NUMBER.partial" name in the `within`
@@ -139,10 +165,14 @@ public:
     bool fileExists(const Path &path, bool *isDirectory = nullptr) override;
     bool itemExists(const Path &path) override;
     std::optional<std::unordered_set<std::string>> namesInDirectory(const Path &directory) override;
-    FileError createDirectory(const Path &directory, const Path &within = {}) override;
+    FileError createDirectory(const Path &directory, const Path &within = {},
+                              std::vector<Path> *created = nullptr) override;
     FileError moveItem(const Path &source, const Path &target, const Path &within = {},
-                       WriterCheck *writers = nullptr) override;
-    bool finishInterruptedMove(const Path &source, const Path &earlierCopy) override;
+                       WriterCheck *writers = nullptr, const PublishCheck *beforePublish = nullptr) override;
+    std::optional<FileStamp> stampOf(const Path &path) override;
+    FileError removeFile(const Path &path, const FileIdentity &expected) override;
+    bool removeEmptyFolder(const Path &path) override;
+    std::optional<Path> findFile(const Path &folder, const FileIdentity &identity) override;
     void removeLeftoverCopies(const Path &root) override;
     void closeFolders() override;
     Path resolvingSymlinks(const Path &path) override;
@@ -159,12 +189,14 @@ protected:
     // the file system has none; tests take it away.
     virtual int openAnonymousFile(int folder);
     // The folder, opened for moves (-1 with `error` set when it can't be).
-    int openFolder(const Path &directory, const Path &within, bool create, int *error);
+    int openFolder(const Path &directory, const Path &within, bool create, int *error,
+                   std::vector<Path> *created = nullptr);
 
 private:
     std::unordered_map<std::string, int, StringHash, std::equal_to<>> m_folders; // folders opened below a `within` root
     const Path *m_stagingRoot = nullptr; // during a move below a root: the root, where named partial copies go
     WriterCheck *m_writers = nullptr;    // during a move: who may still be writing the source
+    const PublishCheck *m_beforePublish = nullptr; // during a move: who hears of a copy before it is published
     std::string m_sourceFolderPath;      // the folder the latest move came from, kept open
     int m_sourceFolder = -1;
 };

@@ -104,6 +104,8 @@ struct PlannedMove
     FileCategory category = FileCategory::other;
     QDateTime fileDate;
     FileIdentity sourceIdentity; // the file that was planned, to tell it from one put in its place
+    std::int64_t sourceSize = -1;      // its size and modification time when planned,
+    std::int64_t sourceModifiedNs = 0; // which the run's journal keeps
 
     bool operator==(const PlannedMove &) const = default;
 };

@@ -505,6 +505,8 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
             move.category = sortings[index].category;
             move.fileDate = *effectiveFileDate(entry.properties.creationDate, entry.properties.modificationDate);
             move.sourceIdentity = entry.properties.identity;
+            move.sourceSize = entry.properties.size.value_or(-1);
+            move.sourceModifiedNs = entry.properties.modifiedNs;
             move.sourceURL = std::move(entry.url);
         }
     });
@@ -541,19 +543,56 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
     return plan;
 }
 
-OrganizationResult Organizer::execute(const OrganizationPlan &given)
+namespace {
+
+// The journal records moves this many at a time: one write before the batch
+// is tried and one after. A kill in between leaves the batch "intended",
+// which the next run settles from what lies on disk.
+constexpr std::size_t journalBatch = 2048;
+
+JournalMove journalMove(const PlannedMove &move, std::int64_t sequence)
 {
-    OrganizationPlan plan;
-    const OrganizationPlan *planned = &given;
-    if (normalizedPath(given.destinationRoot) != given.destinationRoot) {
-        plan = given; // made by hand; makePlan's are normal already
-        plan.destinationRoot = normalizedPath(given.destinationRoot);
-        planned = &plan;
-    }
-    return executeNormalized(*planned);
+    JournalMove entry;
+    entry.sequence = sequence;
+    entry.source = move.sourceURL;
+    entry.destination = move.destinationURL;
+    entry.original = move.sourceIdentity;
+    entry.size = move.sourceSize;
+    entry.modifiedNs = move.sourceModifiedNs;
+    return entry;
 }
 
-OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan)
+const Path &normalizedPlan(const OrganizationPlan &given, OrganizationPlan &copy, const OrganizationPlan *&planned)
+{
+    planned = &given;
+    if (normalizedPath(given.destinationRoot) != given.destinationRoot) {
+        copy = given; // made by hand; makePlan's are normal already
+        copy.destinationRoot = normalizedPath(given.destinationRoot);
+        planned = &copy;
+    }
+    return planned->destinationRoot;
+}
+
+} // namespace
+
+OrganizationResult Organizer::execute(const OrganizationPlan &given)
+{
+    OrganizationPlan copy;
+    const OrganizationPlan *planned = nullptr;
+    normalizedPlan(given, copy, planned);
+    return executeNormalized(*planned, {});
+}
+
+OrganizationResult Organizer::execute(const OrganizationPlan &given, RunJournal &journal, const QUuid &runId,
+                                      OrganizationRunMode mode)
+{
+    OrganizationPlan copy;
+    const OrganizationPlan *planned = nullptr;
+    normalizedPlan(given, copy, planned);
+    return executeNormalized(*planned, {&journal, runId, mode});
+}
+
+OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, const Journaling &journaling)
 {
     OrganizationResult result;
     result.runDate = plan.generatedAt;
@@ -569,6 +608,19 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan)
     }
     m_fileManager->removeLeftoverCopies(plan.destinationRoot);
 
+    RunJournal *journal = journaling.journal;
+    const QUuid &runId = journaling.runId;
+    if (journal) {
+        recoverInterruptedRuns(*journal, plan.destinationRoot);
+        if (plan.moves.empty()) {
+            journal = nullptr; // nothing to write down, nothing to undo
+        } else if (!journal->begin({runId, plan.generatedAt, journaling.mode, plan.moves.front().sourceURL.parent_path(),
+                                    plan.destinationRoot})) {
+            result.issues.append(OrganizationIssue(L10n::text("Cleanup"), L10n::text("The record of this cleanup could not be written, so no file was moved.")));
+            return result;
+        }
+    }
+
     // A download can start while a preview is open: each source is checked
     // again right before its move.
     std::optional<WriterCheck> writers;
@@ -581,19 +633,73 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan)
     std::unordered_map<std::string, CounterHints> hints;
     const auto taken = [&](const Path &candidate) { return m_fileManager->itemExists(candidate); };
 
+    // What the journal hears: the moves of the batch that did not go as
+    // intended, and the folders made for it.
+    std::vector<JournalMove> settled;
+    std::vector<Path> createdFolders;
+    std::vector<Path> *created = journal ? &createdFolders : nullptr;
+    std::int64_t batchEnd = 0;
+    std::int64_t batchStart = 0;
+    const auto settleBatch = [&] {
+        if (!journal || batchEnd == batchStart)
+            return;
+        if (!createdFolders.empty())
+            journal->addFolders(runId, createdFolders);
+        // Moves not named in `settled` went to their planned destination.
+        journal->settle(runId, settled);
+        settled.clear();
+        createdFolders.clear();
+    };
+    FileIdentity copyPublished;
+    std::int64_t sequence = 0;
+    const Path *target = nullptr;
+    const PublishCheck beforePublish = [&](const FileIdentity &copy) {
+        copyPublished = copy;
+        return journal->publishing(runId, sequence - 1, copy, *target, false);
+    };
+
     for (const PlannedMove &move : plan.moves) {
+        if (journal && sequence == batchEnd) {
+            settleBatch();
+            batchStart = sequence;
+            batchEnd = std::min<std::int64_t>(sequence + std::int64_t(journalBatch), std::int64_t(plan.moves.size()));
+            std::vector<JournalMove> intended;
+            intended.reserve(std::size_t(batchEnd - batchStart));
+            for (std::int64_t k = batchStart; k < batchEnd; ++k)
+                intended.push_back(journalMove(plan.moves[std::size_t(k)], k));
+            if (!journal->intend(runId, intended)) {
+                // Without its record a move could not be undone: stop here.
+                result.issues.append(OrganizationIssue(L10n::text("Cleanup"), L10n::text("The record of this cleanup could not be written, so it stopped before moving more files.")));
+                batchEnd = batchStart;
+                break;
+            }
+        }
+        const std::int64_t current = sequence++;
+        const auto recordOutcome = [&](JournalMove::State state, const Path *destination) {
+            if (!journal)
+                return;
+            JournalMove entry = journalMove(move, current);
+            entry.state = state;
+            if (destination)
+                entry.destination = *destination;
+            entry.placed = copyPublished.inode ? copyPublished : move.sourceIdentity;
+            settled.push_back(std::move(entry));
+        };
+        copyPublished = {};
+
         // Most moves need no copy of their paths: the folder and the names are views.
         const std::string_view directoryView = std::string_view(move.destinationURL.native())
                                                    .substr(0, move.destinationURL.native().rfind('/'));
         const auto fail = [&](const FileError &error) {
             result.issues.append(OrganizationIssue(displayName(move.sourceURL), error.localizedDescription()));
+            recordOutcome(JournalMove::State::notMoved, nullptr);
         };
         const auto ensureFolder = [&]() -> FileError {
             if (readyFolders.find(directoryView) != readyFolders.end())
                 return {};
             // Below the destination root no symbolic link is followed: a
             // planted link can't send a file outside it.
-            const FileError error = m_fileManager->createDirectory(Path(directoryView), plan.destinationRoot);
+            const FileError error = m_fileManager->createDirectory(Path(directoryView), plan.destinationRoot, created);
             if (!error)
                 readyFolders.emplace(directoryView);
             return error;
@@ -609,22 +715,16 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan)
             fail(error);
             continue;
         }
-        // A name taken since an earlier run may be that run's own copy, cut
-        // short before the source was removed: finish that move instead.
-        const std::string_view sourceName = filenameOf(move.sourceURL);
-        if (filenameOf(move.destinationURL) != sourceName
-            && m_fileManager->finishInterruptedMove(move.sourceURL, Path(directoryView) / sourceName)) {
-            ++result.moved;
-            continue;
-        }
         // The planned name first; when another program took it since planning,
         // the next free name made from the source's own name.
-        const Path *target = &move.destinationURL;
+        const std::string_view sourceName = filenameOf(move.sourceURL);
+        target = &move.destinationURL;
         Path renamed;
         FileError error;
         bool folderRechecked = false;
         for (int attempt = 0; attempt < maximumNameAttempts; ++attempt) {
-            error = m_fileManager->moveItem(move.sourceURL, *target, plan.destinationRoot, writerCheck);
+            error = m_fileManager->moveItem(move.sourceURL, *target, plan.destinationRoot, writerCheck,
+                                            journal ? &beforePublish : nullptr);
             if (error.code() == EEXIST) {
                 renamed = uniqueDestination(std::string(sourceName), Path(directoryView), taken,
                                             &hints[std::string(directoryView)]);
@@ -645,11 +745,17 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan)
             }
             break;
         }
-        if (error)
+        if (error) {
             fail(error);
-        else
+        } else {
             ++result.moved;
+            // The journal already holds the planned name and identity.
+            if (target != &move.destinationURL || copyPublished.inode)
+                recordOutcome(JournalMove::State::moved, target);
+        }
     }
+    if (journal)
+        settleBatch();
     m_fileManager->closeFolders();
     return result;
 }

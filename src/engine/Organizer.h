@@ -4,6 +4,7 @@
 #include "Calendar.h"
 #include "FileSystem.h"
 #include "OrganizationModels.h"
+#include "RunJournal.h"
 #include "WriterProbe.h"
 
 #include <QSet>
@@ -15,6 +16,19 @@
 #include <unordered_map>
 
 namespace sorvanel {
+
+// What an undo did: the files that went back and those that could not.
+struct UndoResult
+{
+    QUuid run;
+    std::int64_t restored = 0;
+    QList<OrganizationIssue> issues;
+    // Set when nothing was tried: no such run, nothing left to undo, the
+    // destination locked by another run.
+    std::optional<QString> refusal;
+
+    std::int64_t failed() const { return issues.size(); }
+};
 
 // The organizing engine: validates a configuration, plans the moves and
 // carries a plan out under the destination lock. Calls are synchronous; the
@@ -32,6 +46,20 @@ public:
     OrganizationPlan makePlan(const OrganizerConfiguration &configuration);
     // Never throws: every failure becomes an issue of the result.
     OrganizationResult execute(const OrganizationPlan &plan);
+    // The same, writing each move down in `journal` under the run `runId`.
+    // A run of an earlier process that was cut short is accounted for first.
+    OrganizationResult execute(const OrganizationPlan &plan, RunJournal &journal, const QUuid &runId,
+                               OrganizationRunMode mode);
+
+    // Puts the files of a journaled run back where they came from: the
+    // latest run that still has moved files when `run` is empty. With
+    // `dryRun` nothing changes; the result says what would happen.
+    UndoResult undo(RunJournal &journal, const std::optional<QUuid> &run, bool dryRun = false);
+    // The run an undo without a run ID takes back, if any.
+    static std::optional<JournalRun> latestUndoableRun(RunJournal &journal);
+    // Settles the runs on `destinationRoot` that a kill cut short, from what
+    // lies on disk. Call it holding the root's lock.
+    void recoverInterruptedRuns(RunJournal &journal, const Path &destinationRoot);
     // Plans, then executes. Throws what makePlan throws.
     OrganizationResult organize(const OrganizerConfiguration &configuration);
 
@@ -69,7 +97,14 @@ public:
                                   const std::function<bool(const Path &)> &isTaken, CounterHints *hints = nullptr);
 
 private:
-    OrganizationResult executeNormalized(const OrganizationPlan &plan);
+    struct Journaling
+    {
+        RunJournal *journal = nullptr;
+        QUuid runId;
+        OrganizationRunMode mode = OrganizationRunMode::manual;
+    };
+    OrganizationResult executeNormalized(const OrganizationPlan &plan, const Journaling &journaling);
+    JournalMove::State recoverMove(JournalMove &move);
 
     std::shared_ptr<FileSystem> m_fileManager;
     std::shared_ptr<WriterProbe> m_writerProbe;

@@ -213,8 +213,10 @@ std::vector<DirectoryEntry> PosixFileSystem::contentsOfDirectory(const Path &dir
                 p.size = std::int64_t(info.stx_size);
             if (info.stx_mask & STATX_BTIME)
                 p.creationDate = dateFrom(info.stx_btime);
-            if (info.stx_mask & STATX_MTIME)
+            if (info.stx_mask & STATX_MTIME) {
                 p.modificationDate = dateFrom(info.stx_mtime);
+                p.modifiedNs = std::int64_t(info.stx_mtime.tv_sec) * 1000000000 + info.stx_mtime.tv_nsec;
+            }
         }
     };
     parallelFor(names.size(), [&](std::size_t, std::size_t from, std::size_t to) { readProperties(from, to); });
@@ -249,11 +251,11 @@ std::optional<std::unordered_set<std::string>> PosixFileSystem::namesInDirectory
     return names;
 }
 
-FileError PosixFileSystem::createDirectory(const Path &directory, const Path &within)
+FileError PosixFileSystem::createDirectory(const Path &directory, const Path &within, std::vector<Path> *created)
 {
     if (!within.empty()) {
         int error = 0;
-        return openFolder(directory, within, true, &error) < 0 ? FileError(error) : FileError();
+        return openFolder(directory, within, true, &error, created) < 0 ? FileError(error) : FileError();
     }
     struct stat info;
     if (::stat(directory.c_str(), &info) == 0)
@@ -288,7 +290,8 @@ void PosixFileSystem::closeFolders()
     m_sourceFolder = -1;
 }
 
-int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool create, int *error)
+int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool create, int *error,
+                                std::vector<Path> *created)
 {
     const std::string &root = within.native();
     const std::string &path = directory.native();
@@ -311,13 +314,18 @@ int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool 
         *error = EXDEV; // not inside the root: refused
         return -1;
     }
-    const int parent = openFolder(directory.parent_path(), within, create, error);
+    const int parent = openFolder(directory.parent_path(), within, create, error, created);
     if (parent < 0)
         return -1;
     const std::string name = directory.filename().native();
-    if (create && ::mkdirat(parent, name.c_str(), 0777) != 0 && errno != EEXIST) {
-        *error = errno;
-        return -1;
+    if (create) {
+        if (::mkdirat(parent, name.c_str(), 0777) == 0) {
+            if (created)
+                created->push_back(directory);
+        } else if (errno != EEXIST) {
+            *error = errno;
+            return -1;
+        }
     }
     fd = ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) {
@@ -329,13 +337,19 @@ int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool 
     return fd;
 }
 
-FileError PosixFileSystem::moveItem(const Path &source, const Path &target, const Path &within, WriterCheck *writers)
+FileError PosixFileSystem::moveItem(const Path &source, const Path &target, const Path &within, WriterCheck *writers,
+                                    const PublishCheck *beforePublish)
 {
     m_writers = writers;
+    m_beforePublish = beforePublish;
     const struct Reset
     {
         PosixFileSystem *fs;
-        ~Reset() { fs->m_writers = nullptr; }
+        ~Reset()
+        {
+            fs->m_writers = nullptr;
+            fs->m_beforePublish = nullptr;
+        }
     } reset{this};
     // The name is the tail of the target's path: no copy of it.
     const std::string &path = target.native();
@@ -451,50 +465,59 @@ void PosixFileSystem::removeLeftoverCopies(const Path &root)
     }
 }
 
-bool PosixFileSystem::finishInterruptedMove(const Path &source, const Path &earlierCopy)
+std::optional<FileStamp> PosixFileSystem::stampOf(const Path &path)
 {
-    struct stat original;
-    struct stat copy;
-    if (::lstat(source.c_str(), &original) != 0 || ::lstat(earlierCopy.c_str(), &copy) != 0)
-        return false;
-    if (!S_ISREG(original.st_mode) || !S_ISREG(copy.st_mode))
-        return false;
-    // A link-then-unlink move cut short: one file under two names.
-    if (sameFile(original, copy))
-        return ::unlink(source.c_str()) == 0;
-    // A copy to another drive cut short: same size and time to the nanosecond
-    // (the copy keeps the time), and every byte equal. On one file system we
-    // never copy, so an equal file there is someone else's.
-    if (original.st_dev == copy.st_dev || original.st_size != copy.st_size
-        || original.st_mtim.tv_sec != copy.st_mtim.tv_sec || original.st_mtim.tv_nsec != copy.st_mtim.tv_nsec)
-        return false;
-    const Descriptor a(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    const Descriptor b(::open(earlierCopy.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!a || !b)
-        return false;
-    std::unique_ptr<char[]> left(new char[1 << 16]);
-    std::unique_ptr<char[]> right(new char[1 << 16]);
-    for (;;) {
-        const ssize_t n = ::read(a.get(), left.get(), 1 << 16);
-        if (n < 0)
-            return false;
-        ssize_t got = 0;
-        while (got < n) {
-            const ssize_t m = ::read(b.get(), right.get() + got, size_t(n - got));
-            if (m <= 0)
-                return false;
-            got += m;
-        }
-        if (std::memcmp(left.get(), right.get(), size_t(n)) != 0)
-            return false;
-        if (n == 0)
-            break;
+    struct stat info;
+    if (::lstat(path.c_str(), &info) != 0)
+        return std::nullopt;
+    FileStamp stamp;
+    stamp.identity = {std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)};
+    stamp.size = info.st_size;
+    stamp.modifiedNs = std::int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+    stamp.isRegularFile = S_ISREG(info.st_mode);
+    return stamp;
+}
+
+FileError PosixFileSystem::removeFile(const Path &path, const FileIdentity &expected)
+{
+    // Between this test and the unlink another program could swap the name;
+    // our own runs can't, they hold the destination's lock.
+    struct stat info;
+    if (::lstat(path.c_str(), &info) != 0)
+        return FileError(errno);
+    if (!S_ISREG(info.st_mode) || FileIdentity{std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)} != expected)
+        return FileError(FileError::changedDuringCopy);
+    return ::unlink(path.c_str()) == 0 ? FileError() : FileError(errno);
+}
+
+bool PosixFileSystem::removeEmptyFolder(const Path &path)
+{
+    return ::rmdir(path.c_str()) == 0;
+}
+
+std::optional<Path> PosixFileSystem::findFile(const Path &folder, const FileIdentity &identity)
+{
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return std::nullopt;
+    DIR *dir = ::fdopendir(fd);
+    if (!dir) {
+        ::close(fd);
+        return std::nullopt;
     }
-    // Still the file we compared? Then the copy stands and the source goes.
-    struct stat now;
-    if (::lstat(source.c_str(), &now) != 0 || !sameContentStamp(original, now))
-        return false;
-    return ::unlink(source.c_str()) == 0;
+    std::unique_ptr<DIR, int (*)(DIR *)> closer(dir, ::closedir);
+    struct stat self;
+    if (::fstat(fd, &self) != 0 || std::uint64_t(self.st_dev) != identity.device)
+        return std::nullopt;
+    while (const dirent *item = ::readdir(dir)) {
+        if (std::uint64_t(item->d_ino) != identity.inode)
+            continue;
+        struct stat info;
+        if (::fstatat(fd, item->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode)
+            && std::uint64_t(info.st_dev) == identity.device && std::uint64_t(info.st_ino) == identity.inode)
+            return folder / item->d_name;
+    }
+    return std::nullopt;
 }
 
 FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const char *name)
@@ -572,7 +595,16 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         }
     }
     struct stat copied;
-    ::fstat(copy.get(), &copied);
+    if (::fstat(copy.get(), &copied) != 0) {
+        const int error = errno;
+        discard();
+        return FileError(error);
+    }
+    // Whoever keeps account of the move hears of the copy before it has a name.
+    if (m_beforePublish && !(*m_beforePublish)({std::uint64_t(copied.st_dev), std::uint64_t(copied.st_ino)})) {
+        discard();
+        return FileError(EIO);
+    }
 
     // Publish under the final name, never over an existing item.
     int published = -1;

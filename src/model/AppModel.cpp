@@ -3,7 +3,7 @@
 
 #include "FolderBookmark.h"
 #include "Localization.h"
-#include "Organizer.h"
+#include "CleanupRun.h"
 #include "OrganizerWorker.h"
 #include "SettingsStore.h"
 
@@ -20,8 +20,12 @@ AppModel::AppModel(std::shared_ptr<SettingsStore> store, std::shared_ptr<LoginIt
     , m_store(std::move(store))
     , m_loginItems(std::move(loginItems))
     , m_folderChooser(std::move(folderChooser))
-    , m_worker(std::make_unique<OrganizerWorker>(std::make_shared<Organizer>()))
 {
+    // The worker writes through a connection of its own, so that its
+    // transactions never meet this thread's.
+    auto workerSuite = m_store->suite()->anotherConnection();
+    m_worker = std::make_unique<OrganizerWorker>(std::make_shared<CleanupRun>(workerSuite ? workerSuite : m_store->suite()));
+    m_reader = std::make_unique<CleanupRun>(m_store->suite());
     const StoredSettings settings = m_store->load();
     setSourceURL(settings.sourceURL);
     setDestinationURL(settings.destinationURL);
@@ -80,6 +84,13 @@ void AppModel::setLastResult(std::optional<OrganizationResult> result)
 {
     m_lastResult = std::move(result);
     emit lastResultChanged();
+    setShownIssues(m_lastResult ? m_lastResult->issues : QList<OrganizationIssue>());
+}
+
+void AppModel::setShownIssues(QList<OrganizationIssue> issues)
+{
+    m_shownIssues = std::move(issues);
+    emit shownIssuesChanged();
 }
 
 void AppModel::setRunning(bool running)
@@ -108,6 +119,9 @@ void AppModel::setShowsIssues(bool shows)
 
 void AppModel::setShowsHistory(bool shows)
 {
+    // Another program may have run or undone something since: show it as it is now.
+    if (shows && !m_showsHistory)
+        setHistory(m_store->loadHistory());
     m_showsHistory = shows;
     emit showsHistoryChanged();
 }
@@ -121,6 +135,17 @@ void AppModel::setAlertMessage(const std::optional<QString> &message)
 void AppModel::setHistory(QList<RunHistoryEntry> history)
 {
     m_history = std::move(history);
+    // What the journal says of each run, read once per change of the list.
+    m_undoneRuns.clear();
+    m_undoableRuns.clear();
+    if (m_reader) {
+        for (const JournalRun &run : m_reader->journal().runs()) {
+            if (run.undone)
+                m_undoneRuns.insert(run.id);
+            if (run.finished && run.moved > 0)
+                m_undoableRuns.insert(run.id);
+        }
+    }
     emit historyChanged();
 }
 
@@ -149,12 +174,11 @@ void AppModel::organizeNow()
     setAlertMessage(std::nullopt);
     QElapsedTimer started;
     started.start();
-    withFolderAccess([started](Organizer &organizer, const OrganizerConfiguration &configuration) -> Finish {
+    withFolderAccess([started](CleanupRun &run, const OrganizerConfiguration &configuration) -> Finish {
         try {
-            const OrganizationResult result = organizer.execute(organizer.makePlan(configuration));
-            return [result, started](AppModel &model) {
-                model.accept(result, OrganizationRunMode::manual, double(started.nsecsElapsed()) / 1e9);
-            };
+            const OrganizationPlan plan = run.organizer().makePlan(configuration);
+            const OrganizationResult result = run.execute(plan, OrganizationRunMode::manual, started).result;
+            return [result](AppModel &model) { model.accept(result); };
         } catch (const OrganizerFailure &failure) {
             return [text = failure.errorDescription()](AppModel &model) { model.setAlertMessage(text); };
         }
@@ -167,9 +191,9 @@ void AppModel::previewChanges()
         return;
     setRunning(true);
     setAlertMessage(std::nullopt);
-    withFolderAccess([](Organizer &organizer, const OrganizerConfiguration &configuration) -> Finish {
+    withFolderAccess([](CleanupRun &run, const OrganizerConfiguration &configuration) -> Finish {
         try {
-            auto plan = std::make_shared<OrganizationPlan>(organizer.makePlan(configuration));
+            auto plan = std::make_shared<OrganizationPlan>(run.organizer().makePlan(configuration));
             return [plan](AppModel &model) {
                 model.setPreviewPlan(std::move(*plan));
                 model.setShowsPreview(true);
@@ -189,13 +213,40 @@ void AppModel::executePreview()
     setShowsPreview(false);
     QElapsedTimer started;
     started.start();
-    withFolderAccess([plan, started](Organizer &organizer, const OrganizerConfiguration &) -> Finish {
-        const OrganizationResult result = organizer.execute(*plan);
-        return [result, started](AppModel &model) {
-            model.accept(result, OrganizationRunMode::manual, double(started.nsecsElapsed()) / 1e9);
+    withFolderAccess([plan, started](CleanupRun &run, const OrganizerConfiguration &) -> Finish {
+        const OrganizationResult result = run.execute(*plan, OrganizationRunMode::manual, started).result;
+        return [result](AppModel &model) {
+            model.accept(result);
             model.setPreviewPlan(std::nullopt);
         };
     });
+}
+
+void AppModel::undoRun(const QUuid &id)
+{
+    if (m_isRunning)
+        return;
+    setRunning(true);
+    setAlertMessage(std::nullopt);
+    withFolderAccess([id](CleanupRun &run, const OrganizerConfiguration &) -> Finish {
+        const UndoResult result = run.undo(id, false);
+        return [result](AppModel &model) { model.acceptUndo(result); };
+    });
+}
+
+std::optional<JournalRun> AppModel::journalRun(const QUuid &run) const
+{
+    return m_reader->journal().run(run);
+}
+
+bool AppModel::canUndo(const QUuid &run) const
+{
+    return m_undoableRuns.contains(run);
+}
+
+bool AppModel::isUndone(const QUuid &run) const
+{
+    return m_undoneRuns.contains(run);
 }
 
 void AppModel::withFolderAccess(Operation operation)
@@ -204,13 +255,13 @@ void AppModel::withFolderAccess(Operation operation)
     // reports whatever it cannot read or move.
     auto configuration = OrganizerConfiguration::forRun(m_sourceURL, m_destinationURL, m_thresholdMB);
     if (!configuration) {
-        setAlertMessage(L10n::text("The large file threshold is too large."));
+        setAlertMessage(OrganizerConfiguration::thresholdTooLargeDescription());
         setRunning(false);
         return;
     }
     AppModel *model = this; // alive for the whole job: the destructor waits for it
-    m_worker->post([model, operation = std::move(operation), configuration = *configuration](Organizer &organizer) {
-        Finish finish = operation(organizer, configuration);
+    m_worker->post([model, operation = std::move(operation), configuration = *configuration](CleanupRun &run) {
+        Finish finish = operation(run, configuration);
         QMetaObject::invokeMethod(
             model,
             [model, finish = std::move(finish)] {
@@ -221,13 +272,27 @@ void AppModel::withFolderAccess(Operation operation)
     });
 }
 
-void AppModel::accept(const OrganizationResult &result, OrganizationRunMode mode, double duration)
+void AppModel::accept(const OrganizationResult &result)
 {
+    // The worker has recorded the run; the history shows it from the store.
     setLastResult(result);
-    m_store->record(result, mode, duration);
     setHistory(m_store->loadHistory());
     if (!result.issues.isEmpty())
         setShowsIssues(true);
+}
+
+void AppModel::acceptUndo(const UndoResult &result)
+{
+    if (result.refusal) {
+        setAlertMessage(*result.refusal);
+        return;
+    }
+    // The history list shows the run as undone; the problems come as a run's do.
+    setHistory(m_store->loadHistory());
+    if (!result.issues.isEmpty()) {
+        setShownIssues(result.issues);
+        setShowsIssues(true);
+    }
 }
 
 void AppModel::chooseSource()

@@ -2,12 +2,14 @@
 #pragma once
 
 #include "OrganizationModels.h"
+#include "Organizer.h"
 #include "PlatformServices.h"
 
 #include <QByteArray>
 #include <QDateTime>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QTimer>
 
 #include <functional>
@@ -16,7 +18,7 @@
 
 namespace sorvanel {
 
-class Organizer;
+class CleanupRun;
 class OrganizerWorker;
 struct OrganizerConfiguration;
 class SettingsStore;
@@ -63,6 +65,9 @@ public:
     const std::optional<QString> &alertMessage() const { return m_alertMessage; }
     void setAlertMessage(const std::optional<QString> &message);
     const QList<RunHistoryEntry> &history() const { return m_history; }
+    // The problems the problems sheet lists: the last run's, or an undo's.
+    const QList<OrganizationIssue> &shownIssues() const { return m_shownIssues; }
+    void setShownIssues(QList<OrganizationIssue> issues);
     void setHistory(QList<RunHistoryEntry> history);
 
     // Change handlers, called by the views after they change a property.
@@ -74,6 +79,13 @@ public:
     void organizeNow();
     void previewChanges();
     void executePreview();
+    // Puts the files of a run in the history back; the result comes as a run's does.
+    void undoRun(const QUuid &run);
+    // The journal's account of a run: where its files came from and how many still count as moved.
+    std::optional<JournalRun> journalRun(const QUuid &run) const;
+    // Whether the run can still be undone: it moved files not yet put back.
+    bool canUndo(const QUuid &run) const;
+    bool isUndone(const QUuid &run) const;
     void chooseSource();
     void chooseDestination();
 
@@ -94,6 +106,7 @@ signals:
     void showsHistoryChanged();
     void alertMessageChanged();
     void historyChanged();
+    void shownIssuesChanged();
 
 private:
     void chooseFolder(bool isSource);
@@ -103,12 +116,13 @@ private:
     void startExternalResultRefresh();
     // What an operation hands back to the main thread.
     using Finish = std::function<void(AppModel &)>;
-    using Operation = std::function<Finish(Organizer &, const OrganizerConfiguration &)>;
+    using Operation = std::function<Finish(CleanupRun &, const OrganizerConfiguration &)>;
     // Builds the configuration and runs `operation` on the organizer thread;
     // the Finish it returns runs here, then isRunning is cleared.
     void withFolderAccess(Operation operation);
     void applyLoginItemChange(bool enabled, bool reportErrors);
-    void accept(const OrganizationResult &result, OrganizationRunMode mode, double duration);
+    void accept(const OrganizationResult &result);
+    void acceptUndo(const UndoResult &result);
 
     Path m_sourceURL;
     Path m_destinationURL;
@@ -123,6 +137,9 @@ private:
     bool m_showsHistory = false;
     std::optional<QString> m_alertMessage;
     QList<RunHistoryEntry> m_history;
+    QList<OrganizationIssue> m_shownIssues;
+    QSet<QUuid> m_undoneRuns;
+    QSet<QUuid> m_undoableRuns;
 
     std::optional<QByteArray> m_sourceBookmark;
     std::optional<QByteArray> m_destinationBookmark;
@@ -130,6 +147,8 @@ private:
     std::shared_ptr<LoginItemService> m_loginItems;
     std::shared_ptr<FolderChooser> m_folderChooser;
     std::unique_ptr<OrganizerWorker> m_worker;
+    // The journal, read on this thread; the worker writes it through its own connection.
+    std::unique_ptr<CleanupRun> m_reader;
     QTimer m_refreshTimer;
     // One scheduler change at a time; the latest request waits its turn.
     bool m_loginItemBusy = false;

@@ -3,9 +3,9 @@
 
 namespace sorvanel {
 
-OrganizerWorker::OrganizerWorker(std::shared_ptr<Organizer> organizer, QObject *parent)
+OrganizerWorker::OrganizerWorker(std::shared_ptr<CleanupRun> run, QObject *parent)
     : QObject(parent)
-    , m_organizer(std::move(organizer))
+    , m_run(std::move(run))
 {
     m_thread.setObjectName(u"organizer"_qs);
     m_context = new QObject;
@@ -21,10 +21,10 @@ OrganizerWorker::~OrganizerWorker()
     delete m_context;
 }
 
-void OrganizerWorker::post(std::function<void(Organizer &)> job)
+void OrganizerWorker::post(std::function<void(CleanupRun &)> job)
 {
     QMetaObject::invokeMethod(
-        m_context, [organizer = m_organizer, job = std::move(job)] { job(*organizer); }, Qt::QueuedConnection);
+        m_context, [run = m_run, job = std::move(job)] { job(*run); }, Qt::QueuedConnection);
 }
 
 } // namespace sorvanel

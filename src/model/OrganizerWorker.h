@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "Organizer.h"
+#include "CleanupRun.h"
 
 #include <QObject>
 #include <QThread>
@@ -11,7 +11,7 @@
 
 namespace sorvanel {
 
-// Runs the organizer's jobs one at a time on a thread of its own. Destroying
+// Runs the cleanup jobs one at a time on a thread of its own. Destroying
 // the worker lets the job in progress finish (a move is never cut short),
 // then stops the thread.
 class OrganizerWorker : public QObject
@@ -19,16 +19,16 @@ class OrganizerWorker : public QObject
     Q_OBJECT
 
 public:
-    explicit OrganizerWorker(std::shared_ptr<Organizer> organizer, QObject *parent = nullptr);
+    explicit OrganizerWorker(std::shared_ptr<CleanupRun> run, QObject *parent = nullptr);
     ~OrganizerWorker() override;
 
     // Queues `job` for the worker thread.
-    void post(std::function<void(Organizer &)> job);
+    void post(std::function<void(CleanupRun &)> job);
 
 private:
     QThread m_thread;
     QObject *m_context = nullptr; // lives on m_thread; jobs are posted to it
-    std::shared_ptr<Organizer> m_organizer;
+    std::shared_ptr<CleanupRun> m_run;
 };
 
 } // namespace sorvanel

@@ -207,6 +207,19 @@ std::shared_ptr<DefaultsSuite> DefaultsSuite::open(const QString &suiteName)
     return nullptr;
 }
 
+std::shared_ptr<DefaultsSuite> DefaultsSuite::anotherConnection() const
+{
+    if (m_path.isEmpty())
+        return nullptr;
+    std::shared_ptr<DefaultsSuite> suite(new DefaultsSuite);
+    suite->m_path = m_path;
+    suite->m_busyTimeoutMs = m_busyTimeoutMs;
+    if (suite->m_db.open(m_path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX) != SQLITE_OK)
+        return nullptr;
+    sqlite3_busy_timeout(suite->m_db.handle(), suite->m_busyTimeoutMs);
+    return suite;
+}
+
 std::shared_ptr<DefaultsSuite> DefaultsSuite::openExisting(const QString &suiteName)
 {
     const QString path = pathForSuite(suiteName);

@@ -50,12 +50,17 @@ public:
     static std::shared_ptr<DefaultsSuite> open(const QString &suiteName);
     // Opens an existing suite only; empty when there is none.
     static std::shared_ptr<DefaultsSuite> openExisting(const QString &suiteName);
+    // A second connection to this suite's file, for another thread; empty
+    // for a suite in memory or when the file can't be opened.
+    std::shared_ptr<DefaultsSuite> anotherConnection() const;
     // A suite that lives in memory only: the last resort when nothing can be written.
     static std::shared_ptr<DefaultsSuite> inMemory();
     // The file of a suite: $XDG_CONFIG_HOME/sorvanel/NAME.sqlite.
     static QString pathForSuite(const QString &suiteName);
 
     QString path() const { return m_path; }
+    // The connection itself, for the tables that live beside "defaults".
+    SqliteDatabase &database() { return m_db; }
 
     std::optional<DefaultsValue> object(const QString &key) const;
     std::optional<QString> string(const QString &key) const;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "SettingsStore.h"
 
+#include "SqliteRunJournal.h"
 #include "UserFolders.h"
 
 #include <QTime>
@@ -185,18 +186,41 @@ QList<RunHistoryEntry> SettingsStore::loadHistory() const
     return Json::decodeHistory(*data).value_or(QList<RunHistoryEntry>());
 }
 
-void SettingsStore::record(const OrganizationResult &result, OrganizationRunMode mode, double duration)
+void SettingsStore::record(const OrganizationResult &result, OrganizationRunMode mode, double duration, const QUuid &runId)
 {
+    RunHistoryEntry entry(result, mode, duration);
+    if (!runId.isNull())
+        entry.id = runId;
     // One immediate transaction: a record made by another process at the same
     // moment waits for this one and then sees its entry.
     m_defaults->transaction([&] {
         save(result);
         QList<RunHistoryEntry> history = loadHistory();
-        history.prepend(RunHistoryEntry(result, mode, duration));
-        if (history.size() > historyLimit)
-            history.resize(historyLimit);
-        m_defaults->set(Key::runHistory, DefaultsValue::data(Json::encodeHistory(history)));
+        history.prepend(entry);
+        keepHistory(history);
     });
+}
+
+void SettingsStore::addToHistory(const RunHistoryEntry &entry)
+{
+    m_defaults->transaction([&] {
+        QList<RunHistoryEntry> history = loadHistory();
+        const auto place = std::find_if(history.begin(), history.end(),
+                                        [&](const RunHistoryEntry &other) { return other.date <= entry.date; });
+        history.insert(place, entry);
+        keepHistory(history);
+    });
+}
+
+void SettingsStore::keepHistory(QList<RunHistoryEntry> &history)
+{
+    if (history.size() > historyLimit)
+        history.resize(historyLimit);
+    m_defaults->set(Key::runHistory, DefaultsValue::data(Json::encodeHistory(history)));
+    QSet<QUuid> kept;
+    for (const RunHistoryEntry &entry : history)
+        kept.insert(entry.id);
+    SqliteRunJournal::prune(*m_defaults, kept);
 }
 
 } // namespace sorvanel

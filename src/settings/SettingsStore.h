@@ -47,6 +47,7 @@ public:
     static void migrateLegacyDefaultsIfNeeded(DefaultsSuite &suite, DefaultsSuite *legacy);
 
     DefaultsSuite &defaults() const { return *m_defaults; }
+    const std::shared_ptr<DefaultsSuite> &suite() const { return m_defaults; }
 
     StoredSettings load() const;
     void saveFolder(const Path &url, const std::optional<QByteArray> &bookmark, bool isSource);
@@ -59,9 +60,17 @@ public:
     void save(const OrganizationResult &result);
     std::optional<OrganizationResult> loadLastResult() const;
     QList<RunHistoryEntry> loadHistory() const;
-    void record(const OrganizationResult &result, OrganizationRunMode mode, double duration);
+    // Saves the result as the last one and adds it to the history, under
+    // `runId` (the run's journal ID) or a new ID. The run journal keeps the
+    // runs the history keeps.
+    void record(const OrganizationResult &result, OrganizationRunMode mode, double duration, const QUuid &runId = {});
+    // Adds a run that is known only afterwards (one a kill cut short) to the
+    // history, in its place by date; the last result stays as it is.
+    void addToHistory(const RunHistoryEntry &entry);
 
 private:
+    void keepHistory(QList<RunHistoryEntry> &history);
+
     std::shared_ptr<DefaultsSuite> m_defaults;
 };
 

@@ -54,6 +54,19 @@ void SqliteStatement::bind(int index, const QByteArray &blob)
         sqlite3_bind_blob(m_statement, index, blob.constData(), int(blob.size()), SQLITE_TRANSIENT);
 }
 
+void SqliteStatement::bindBytes(int index, const std::string &bytes)
+{
+    if (bytes.empty())
+        sqlite3_bind_zeroblob(m_statement, index, 0);
+    else
+        sqlite3_bind_blob(m_statement, index, bytes.data(), int(bytes.size()), SQLITE_STATIC);
+}
+
+void SqliteStatement::reset()
+{
+    sqlite3_reset(m_statement);
+}
+
 void SqliteStatement::bindNull(int index)
 {
     sqlite3_bind_null(m_statement, index);

@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <optional>
+#include <string>
 #include <utility>
 
 namespace sorvanel {
@@ -31,6 +32,10 @@ public:
     void bind(int index, double value);
     void bind(int index, const QByteArray &blob);
     void bindNull(int index);
+    // Binds the bytes without copying them: they must outlive the next step().
+    void bindBytes(int index, const std::string &bytes);
+    // Makes the statement ready to run again with new bindings.
+    void reset();
 
     // SQLITE_ROW, SQLITE_DONE or an error code.
     int step();

@@ -11,6 +11,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListView>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -50,9 +51,13 @@ public:
             return Style::abbreviatedDateTime(entry.date, true);
         case SheetDialog::SecondaryTextRole:
             return L10n::format("%@ · %.2f s", {localizedName(entry.mode), entry.duration});
-        case SheetDialog::DetailTextRole:
-            return L10n::format("%d moved", {qint64(entry.moved)}) + QStringLiteral("   ")
+        case SheetDialog::DetailTextRole: {
+            QString detail = L10n::format("%d moved", {qint64(entry.moved)}) + QStringLiteral("   ")
                 + L10n::format("%d skipped", {qint64(entry.skipped)});
+            if (m_model.isUndone(entry.id))
+                detail += QStringLiteral("   ") + L10n::text("Undone");
+            return detail;
+        }
         case SheetDialog::WarningRole:
             return qint64(entry.failed);
         case SheetDialog::SymbolRole:
@@ -84,6 +89,11 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
     Style::makeSecondary(note);
     footer->addWidget(note);
     footer->addStretch();
+    m_undo = new QPushButton(L10n::text("Undo Run…"), this);
+    m_undo->setObjectName(u"undoRun"_qs);
+    m_undo->setToolTip(L10n::text("Puts the files of the selected run back where they came from."));
+    connect(m_undo, &QPushButton::clicked, this, &HistoryView::confirmUndo);
+    footer->addWidget(m_undo);
     auto *done = new QPushButton(L10n::text("Done"), this);
     done->setObjectName(u"done"_qs);
     done->setDefault(true);
@@ -92,13 +102,60 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
     contentLayout()->addLayout(footer);
 
     connect(&model, &AppModel::historyChanged, this, &HistoryView::update);
+    connect(&model, &AppModel::isRunningChanged, this, &HistoryView::updateUndo);
+    connect(m_list->selectionModel(), &QItemSelectionModel::currentChanged, this, &HistoryView::updateUndo);
     update();
+}
+
+std::optional<QUuid> HistoryView::selectedRun() const
+{
+    const QModelIndex current = m_list->currentIndex();
+    const auto &history = m_model.history();
+    if (!current.isValid() || current.row() >= history.size())
+        return std::nullopt;
+    return history[current.row()].id;
 }
 
 void HistoryView::update()
 {
+    const auto selected = selectedRun();
     m_entries->reload();
     showPlaceholder(m_entries->rowCount({}) == 0);
+    // The same run stays selected when the list is reloaded.
+    const auto &history = m_model.history();
+    for (int row = 0; selected && row < history.size(); ++row) {
+        if (history[row].id == *selected)
+            m_list->setCurrentIndex(m_entries->index(row));
+    }
+    updateUndo();
+}
+
+void HistoryView::updateUndo()
+{
+    const auto run = selectedRun();
+    m_undo->setEnabled(run && !m_model.isRunning() && m_model.canUndo(*run));
+}
+
+void HistoryView::confirmUndo()
+{
+    const auto id = selectedRun();
+    const auto run = id ? m_model.journalRun(*id) : std::nullopt;
+    if (!run || run->moved == 0)
+        return;
+    QMessageBox confirm(QMessageBox::Question, L10n::text("Undo This Run?"),
+                        run->moved == 1 ? L10n::format("1 file goes back to %@.", {displayPath(run->source)})
+                                        : L10n::format("%d files go back to %@.", {qint64(run->moved), displayPath(run->source)}),
+                        QMessageBox::NoButton, this);
+    confirm.setObjectName(u"confirmUndo"_qs);
+    confirm.setInformativeText(L10n::text("A file changed, moved or deleted since the run, or whose name is taken "
+                                          "again, stays where it is."));
+    auto *undo = confirm.addButton(L10n::text("Undo"), QMessageBox::AcceptRole);
+    undo->setObjectName(u"undo"_qs);
+    confirm.addButton(L10n::text("Cancel"), QMessageBox::RejectRole);
+    confirm.setDefaultButton(undo);
+    confirm.exec();
+    if (confirm.clickedButton() == undo)
+        m_model.undoRun(*id);
 }
 
 } // namespace sorvanel

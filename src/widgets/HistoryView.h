@@ -3,23 +3,35 @@
 
 #include "SheetDialog.h"
 
+#include <QUuid>
+
+#include <optional>
+
+class QPushButton;
+
 namespace sorvanel {
 
 class AppModel;
 class HistoryListModel;
 
-// The latest 50 runs, newest first.
+// The latest 50 runs, newest first; the selected one can be undone.
 class HistoryView : public SheetDialog
 {
     Q_OBJECT
 
 public:
     HistoryView(AppModel &model, QWidget *parent);
+    QPushButton *undoButton() const { return m_undo; }
+
 private:
     void update();
+    void updateUndo();
+    void confirmUndo();
+    std::optional<QUuid> selectedRun() const;
 
     AppModel &m_model;
     HistoryListModel *m_entries;
+    QPushButton *m_undo;
 };
 
 } // namespace sorvanel

@@ -31,16 +31,15 @@ public:
 
     int rowCount(const QModelIndex &parent) const override
     {
-        const auto &result = m_model.lastResult();
-        return parent.isValid() || !result ? 0 : int(result->issues.size());
+        return parent.isValid() ? 0 : int(m_model.shownIssues().size());
     }
 
     QVariant data(const QModelIndex &index, int role) const override
     {
-        const auto &result = m_model.lastResult();
-        if (!result || index.row() < 0 || index.row() >= result->issues.size())
+        const auto &issues = m_model.shownIssues();
+        if (index.row() < 0 || index.row() >= issues.size())
             return {};
-        const OrganizationIssue &issue = result->issues[index.row()];
+        const OrganizationIssue &issue = issues[index.row()];
         // Issues reloaded without their details name neither file nor reason.
         switch (role) {
         case SheetDialog::PrimaryTextRole:
@@ -75,7 +74,7 @@ IssuesView::IssuesView(AppModel &model, QWidget *parent)
     connect(done, &QPushButton::clicked, this, &QDialog::accept);
     contentLayout()->addWidget(buttons);
 
-    connect(&model, &AppModel::lastResultChanged, this, &IssuesView::update);
+    connect(&model, &AppModel::shownIssuesChanged, this, &IssuesView::update);
     update();
 }
 

@@ -38,8 +38,8 @@ class TestAutomaticRun : public QObject
 
     AutomaticRun::Report perform(SettingsStore &store, RecordingNotifier &notifier, bool force = false)
     {
-        Organizer organizer;
-        organizer.setCalendarProvider([] { return berlin; });
+        auto organizer = std::make_shared<Organizer>();
+        organizer->setCalendarProvider([] { return berlin; });
         return AutomaticRun(store, organizer, notifier, [this] { return m_now; }, [] { return berlin; }).perform(force);
     }
 

@@ -56,7 +56,11 @@ private slots:
         QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"k"_qs}).status, 64);
         QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"k"_qs, u"x"_qs, u"--type"_qs, u"integer"_qs}).status, 64);
         QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"k"_qs, u"x"_qs, u"--type"_qs, u"colour"_qs}).status, 64);
-        for (const QString &command : {u"preview"_qs, u"organize"_qs, u"last"_qs, u"history"_qs, u"settings"_qs}) {
+        QCOMPARE(cli({u"undo"_qs, u"not-a-run"_qs}).status, 64);
+        QCOMPARE(cli({u"undo"_qs, u"--force"_qs}).status, 64);
+        QCOMPARE(cli({u"undo"_qs, QUuid::createUuid().toString(), QUuid::createUuid().toString()}).status, 64);
+        for (const QString &command :
+             {u"preview"_qs, u"organize"_qs, u"undo"_qs, u"last"_qs, u"history"_qs, u"settings"_qs}) {
             const Run help = cli({command, u"--help"_qs});
             QCOMPARE(help.status, 0);
             QVERIFY(help.out.contains("sorvanel-cli " + command.toUtf8()));
@@ -156,7 +160,53 @@ private slots:
         QCOMPARE(entry.value(u"moved"_qs).toInt(), 2);
         QVERIFY(entry.value(u"duration"_qs).toDouble() >= 0);
         QCOMPARE(entry.value(u"id"_qs).toString().size(), 36);
+        QCOMPARE(entry.value(u"undone"_qs), QJsonValue(false));
         QCOMPARE(cli({u"history"_qs}).status, 0);
+    }
+
+    // Undo takes back the latest run by default, or the run named by the ID
+    // that history prints; what can't go back makes status 1, nothing to
+    // undo status 2.
+    void undoTakesARunBack()
+    {
+        Run nothing = cli({u"undo"_qs, u"--json"_qs});
+        QCOMPARE(nothing.status, 2);
+        QCOMPARE(nothing.json().object().value(u"error"_qs).toString(), L10n::text("There is no cleanup to undo."));
+
+        writeFile(downloads() / "a.pdf", "a", longAgo());
+        writeFile(downloads() / "b.txt", "b", longAgo());
+        QCOMPARE(cli({u"organize"_qs}).status, 0);
+        const QString firstId = cli({u"history"_qs, u"--json"_qs}).json().array()[0].toObject().value(u"id"_qs).toString();
+        writeFile(downloads() / "c.png", "c", longAgo());
+        QCOMPARE(cli({u"organize"_qs}).status, 0);
+        QCOMPARE(cli({u"undo"_qs, QUuid::createUuid().toString(QUuid::WithoutBraces)}).status, 2);
+
+        // The older run by its ID; one of its names is taken meanwhile.
+        writeFile(downloads() / "b.txt", "a new b", longAgo());
+        const Run dry = cli({u"undo"_qs, firstId, u"--dry-run"_qs, u"--json"_qs});
+        QCOMPARE(dry.status, 1);
+        QCOMPARE(dry.json().object().value(u"restored"_qs).toInt(), 1);
+        QVERIFY(!std::filesystem::exists(downloads() / "a.pdf"));
+        const Run undo = cli({u"undo"_qs, firstId, u"--json"_qs});
+        QCOMPARE(undo.status, 1);
+        const QJsonObject result = undo.json().object();
+        QCOMPARE(result.value(u"run"_qs).toString(), firstId);
+        QCOMPARE(result.value(u"restored"_qs).toInt(), 1);
+        QCOMPARE(result.value(u"failed"_qs).toInt(), 1);
+        QCOMPARE(result.value(u"issues"_qs).toArray()[0].toObject().value(u"filename"_qs).toString(), u"b.txt"_qs);
+        QCOMPARE(readFile(downloads() / "a.pdf"), QByteArray("a"));
+        QCOMPARE(readFile(downloads() / "b.txt"), QByteArray("a new b"));
+
+        // The latest run is the one left by default, and history says which are undone.
+        const Run latest = cli({u"undo"_qs});
+        QCOMPARE(latest.status, 0);
+        QVERIFY(latest.out.contains(L10n::format("Put back: %d", {1}).toUtf8()));
+        QCOMPARE(readFile(downloads() / "c.png"), QByteArray("c"));
+        const QJsonArray history = cli({u"history"_qs, u"--json"_qs}).json().array();
+        QCOMPARE(history.size(), 2);
+        QVERIFY(history[0].toObject().value(u"undone"_qs).toBool());
+        QVERIFY(history[1].toObject().value(u"undone"_qs).toBool());
+        QCOMPARE(cli({u"undo"_qs}).status, 2);
     }
 
     void issuesAndFailuresHaveTheirStatus()

@@ -25,10 +25,11 @@ public:
     int folderFault = 0;
     std::string faultyName; // only this file's move fails; empty: every move
 
-    FileError createDirectory(const Path &directory, const Path &within) override
+    FileError createDirectory(const Path &directory, const Path &within, std::vector<Path> *created) override
     {
         // The lock makes the root itself (no `within`); the fault hits the folders below it.
-        return folderFault && !within.empty() ? FileError(folderFault) : PosixFileSystem::createDirectory(directory, within);
+        return folderFault && !within.empty() ? FileError(folderFault)
+                                              : PosixFileSystem::createDirectory(directory, within, created);
     }
 
 protected:

@@ -276,36 +276,72 @@ private slots:
         QCOMPARE(readFile(outside / "2024-01-02" / "a.pdf"), QByteArray("mine"));
     }
 
-    void interruptedMovesAreFinishedNotRepeated()
+    void filesAreRemovedAndFoundOnlyByTheirIdentity()
     {
         PosixFileSystem fs;
-        // One file under two names (link made, unlink not yet).
-        writeFile(path("a.txt"), "same");
+        writeFile(path("a.txt"), "mine");
+        const FileStamp mine = *fs.stampOf(path("a.txt"));
+        QVERIFY(mine.isRegularFile);
+        QCOMPARE(mine.size, 4);
+        // Someone put another file under the name: it stays. (The first one
+        // is kept, so that its inode can't be handed to the second.)
+        std::filesystem::rename(path("a.txt"), path("aside.txt"));
+        writeFile(path("a.txt"), "theirs");
+        QVERIFY(fs.stampOf(path("a.txt"))->identity != mine.identity);
+        QVERIFY(fs.removeFile(path("a.txt"), mine.identity));
+        QCOMPARE(readFile(path("a.txt")), QByteArray("theirs"));
+        QVERIFY(!fs.removeFile(path("a.txt"), fs.stampOf(path("a.txt"))->identity));
+        QVERIFY(!fs.stampOf(path("a.txt")));
+
         std::filesystem::create_directory(path("t"));
-        QCOMPARE(::link(path("a.txt").c_str(), (path("t") / "a.txt").c_str()), 0);
-        QVERIFY(fs.finishInterruptedMove(path("a.txt"), path("t") / "a.txt"));
-        QVERIFY(!std::filesystem::exists(path("a.txt")));
-        QCOMPARE(readFile(path("t") / "a.txt"), QByteArray("same"));
-        // An equal but separate file on the same drive is someone else's: keep both.
-        writeFile(path("b.txt"), "equal", QDateTime(QDate(2024, 1, 1), QTime(1, 2), Qt::UTC));
-        writeFile(path("t") / "b.txt", "equal", QDateTime(QDate(2024, 1, 1), QTime(1, 2), Qt::UTC));
-        QVERIFY(!fs.finishInterruptedMove(path("b.txt"), path("t") / "b.txt"));
-        QVERIFY(std::filesystem::exists(path("b.txt")));
-        // Across drives: equal bytes and time finish the move; a difference keeps the source.
+        writeFile(path("t") / "b-2.txt", "moved");
+        writeFile(path("t") / "b.txt", "other");
+        const FileIdentity moved = fs.stampOf(path("t") / "b-2.txt")->identity;
+        QCOMPARE(*fs.findFile(path("t"), moved), path("t") / "b-2.txt");
+        QVERIFY(!fs.findFile(path("t"), FileIdentity{moved.device, moved.inode + 1000003}));
+        QVERIFY(!fs.findFile(path("missing"), moved));
+    }
+
+    void createDirectoryNamesTheFoldersItMade()
+    {
+        PosixFileSystem fs;
+        const Path root = path("root");
+        std::filesystem::create_directories(root / "2024-01-01");
+        std::vector<Path> created;
+        QVERIFY(!fs.createDirectory(root / "2024-01-01" / "docs" / "deep", root, &created));
+        QCOMPARE(created, (std::vector<Path>{root / "2024-01-01" / "docs", root / "2024-01-01" / "docs" / "deep"}));
+        created.clear();
+        fs.closeFolders();
+        QVERIFY(!fs.createDirectory(root / "2024-01-01" / "docs" / "deep", root, &created));
+        QVERIFY(created.empty());
+        QVERIFY(!fs.removeEmptyFolder(root / "2024-01-01"));
+        QVERIFY(fs.removeEmptyFolder(root / "2024-01-01" / "docs" / "deep"));
+    }
+
+    void aCopyAcrossDrivesIsAnnouncedBeforeItIsPublished()
+    {
         const auto other = otherFileSystem(m_dir->path());
         if (!other)
             QSKIP("no second writable file system on this machine");
         QTemporaryDir far(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
-        const QDateTime stamp(QDate(2024, 1, 1), QTime(1, 2, 3, 456), Qt::UTC);
-        writeFile(path("c.bin"), "payload", stamp);
-        writeFile(toPath(far.path()) / "c.bin", "payload", stamp);
-        writeFile(path("d.bin"), "payload", stamp);
-        writeFile(toPath(far.path()) / "d.bin", "paYload", stamp);
-        QVERIFY(!fs.finishInterruptedMove(path("d.bin"), toPath(far.path()) / "d.bin"));
-        QVERIFY(std::filesystem::exists(path("d.bin")));
-        QVERIFY(fs.finishInterruptedMove(path("c.bin"), toPath(far.path()) / "c.bin"));
-        QVERIFY(!std::filesystem::exists(path("c.bin")));
-        QCOMPARE(readFile(toPath(far.path()) / "c.bin"), QByteArray("payload"));
+        const Path root = toPath(far.path());
+        PosixFileSystem fs;
+        writeFile(path("kept.bin"), "payload");
+        writeFile(path("moved.bin"), "payload");
+        // Refused: nothing takes the name and the source stays.
+        const PublishCheck refuse = [](const FileIdentity &) { return false; };
+        QVERIFY(fs.moveItem(path("kept.bin"), root / "kept.bin", root, nullptr, &refuse));
+        QVERIFY(std::filesystem::exists(path("kept.bin")));
+        QVERIFY(!std::filesystem::exists(root / "kept.bin"));
+        // Allowed: the announced identity is the published file's.
+        FileIdentity announced;
+        const PublishCheck record = [&](const FileIdentity &copy) {
+            announced = copy;
+            return !std::filesystem::exists(root / "moved.bin");
+        };
+        QVERIFY(!fs.moveItem(path("moved.bin"), root / "moved.bin", root, nullptr, &record));
+        QCOMPARE(fs.stampOf(root / "moved.bin")->identity, announced);
+        QVERIFY(!std::filesystem::exists(path("moved.bin")));
     }
 
     void createDirectoryReportsWhatBlocksIt()

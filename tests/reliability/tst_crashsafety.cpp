@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Kills `sorvanel-cli organize` (SIGKILL) at random moments while it moves
-// thousands of files, on one file system and across two, and checks after
-// every kill that no file is lost, half-copied under a visible name or
-// changed; then that a last run finishes the job with every file once.
+// Kills `sorvanel-cli organize` and `sorvanel-cli undo` (SIGKILL) at random
+// moments while they move thousands of files, on one file system and across
+// two, and checks after every kill that no file is lost, half-copied under a
+// visible name or changed; then that a last run finishes the job with every
+// file once.
 #include "ReliabilitySupport.h"
 #include "SettingsStore.h"
 
@@ -26,8 +27,45 @@ class TestCrashSafety : public QObject
         return true;
     }
 
+    static int filesDirectlyIn(const Path &folder)
+    {
+        int count = 0;
+        for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(folder)))
+            count += entry.is_regular_file() && !entry.is_symlink() && entry.path().filename().native()[0] != '.';
+        return count;
+    }
+
     // How many kills each case survives: a few dozen in the suite, more when asked.
     static int kills() { return qEnvironmentVariableIntValue("SORVANEL_CRASH_KILLS") > 0 ? qEnvironmentVariableIntValue("SORVANEL_CRASH_KILLS") : 40; }
+
+    // Starts the command and kills it after a random delay, if it still runs; 1 when it was killed.
+    static int killAtRandom(const QString &command, QRandomGenerator &random, int maxDelayMs)
+    {
+        QProcess process;
+        process.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {command});
+        if (!process.waitForStarted())
+            return 0;
+        QTest::qSleep(int(random.bounded(maxDelayMs + 1)));
+        const bool running = process.state() == QProcess::Running;
+        if (running)
+            ::kill(pid_t(process.processId()), SIGKILL);
+        process.waitForFinished(60000);
+        return running ? 1 : 0;
+    }
+
+    // No file lost or half-written under a visible name. A move across
+    // drives killed between publishing and removing its source leaves one
+    // file twice until the next run: the number of such files, at most one.
+    static int checkNothingLost(const Originals &originals, const std::vector<Path> &trees)
+    {
+        const auto census = originals.census(trees);
+        [&] {
+            QCOMPARE(census.foreign, 0);
+            QCOMPARE(census.missing, 0);
+            QVERIFY2(census.duplicated <= 1, qPrintable(QString::number(census.duplicated)));
+        }();
+        return census.duplicated;
+    }
 
     void killRepeatedly(const Path &source, const Path &destination, int files, int maxDelayMs)
     {
@@ -52,21 +90,10 @@ class TestCrashSafety : public QObject
                 std::filesystem::remove_all(std::filesystem::path(destination));
                 originals.create(source, files, quint32(100 + rounds++));
             }
-            QProcess organize;
-            organize.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"organize"_qs});
-            QVERIFY(organize.waitForStarted());
-            QTest::qSleep(int(random.bounded(maxDelayMs + 1)));
-            if (organize.state() == QProcess::Running) {
-                ::kill(pid_t(organize.processId()), SIGKILL);
-                ++killed;
-            }
-            QVERIFY(organize.waitForFinished(60000));
-            const auto census = originals.census(trees);
-            QCOMPARE(census.foreign, 0);
-            QCOMPARE(census.missing, 0);
-            // A cross-drive move killed between publishing and removing the source: one file, twice, for now.
-            QVERIFY2(census.duplicated <= 1, qPrintable(QString::number(census.duplicated)));
-            twice += census.duplicated;
+            killed += killAtRandom(u"organize"_qs, random, maxDelayMs);
+            twice += checkNothingLost(originals, trees);
+            if (QTest::currentTestFailed())
+                return;
         }
         // The last run finishes the job, without copying anything again.
         QVERIFY(cli({u"organize"_qs}) <= 1);
@@ -75,29 +102,112 @@ class TestCrashSafety : public QObject
         QCOMPARE(census.missing, 0);
         QCOMPARE(census.duplicated, 0);
         QVERIFY(std::filesystem::is_empty(std::filesystem::path(source)) || onlyDestinationLeft(source, destination));
+        // The journal accounts for every move, even of the runs that were
+        // killed: undoing them all brings every file of the batch home.
+        int undos = 0;
+        while (cli({u"undo"_qs}) != 2)
+            QVERIFY(++undos < 1000);
+        const auto back = originals.census(trees);
+        QCOMPARE(back.missing, 0);
+        QCOMPARE(back.duplicated, 0);
+        QCOMPARE(filesDirectlyIn(source), originals.size());
         qInfo("%d kills survived over %d batches of %d files; %d times a file stood twice between runs", killed, rounds,
               files, twice);
     }
 
-private slots:
-    void onOneFileSystem()
+    void killUndoRepeatedly(const Path &source, const Path &destination, int files, int maxDelayMs)
     {
-        QTemporaryDir dir;
-        const Path source = toPath(dir.path()) / "Downloads";
-        std::filesystem::create_directories(std::filesystem::path(source));
-        killRepeatedly(source, source / "__filesDownloadedAt", 2000, 60);
+        TemporaryHome home;
+        {
+            SettingsStore store;
+            store.saveFolder(source, std::nullopt, true);
+            store.saveFolder(destination, std::nullopt, false);
+        }
+        const bool nested = destination.native().rfind(source.native() + "/", 0) == 0;
+        const std::vector<Path> trees = nested ? std::vector<Path>{source} : std::vector<Path>{source, destination};
+        Originals originals;
+        originals.create(source, files, 900);
+        QRandomGenerator random(11);
+        int killed = 0;
+        int runs = 0;
+        while (killed < kills() / 2) {
+            // Everything back in the source: file it all again, for the next undo to take back.
+            if (filesDirectlyIn(source) == originals.size()) {
+                QCOMPARE(cli({u"organize"_qs}), 0);
+                ++runs;
+            }
+            killed += killAtRandom(u"undo"_qs, random, maxDelayMs);
+            checkNothingLost(originals, trees);
+            if (QTest::currentTestFailed())
+                return;
+        }
+        // Running the undo again finishes the job: every file back, once.
+        const int last = cli({u"undo"_qs});
+        QVERIFY2(last == 0 || last == 2, qPrintable(QString::number(last)));
+        const auto census = originals.census(trees);
+        QCOMPARE(census.foreign, 0);
+        QCOMPARE(census.missing, 0);
+        QCOMPARE(census.duplicated, 0);
+        QCOMPARE(filesDirectlyIn(source), originals.size());
+        qInfo("%d kills of undo survived over %d runs of %d files", killed, runs, files);
     }
 
-    void acrossTwoFileSystems()
+    // Where a case runs: a source folder, and a destination inside it or on another drive.
+    struct Folders
     {
-        QTemporaryDir dir;
-        const auto other = otherFileSystem(dir.path());
-        if (!other)
+        QTemporaryDir near;
+        std::unique_ptr<QTemporaryDir> far;
+        Path source;
+        Path destination;
+    };
+
+    static bool prepare(Folders &folders, bool acrossDrives)
+    {
+        folders.source = toPath(folders.near.path()) / "Downloads";
+        std::filesystem::create_directories(std::filesystem::path(folders.source));
+        if (!acrossDrives) {
+            folders.destination = folders.source / "__filesDownloadedAt";
+            return true;
+        }
+        folders.far = folderOnOtherFileSystem(folders.near.path());
+        if (folders.far)
+            folders.destination = toPath(folders.far->path()) / "sorted";
+        return folders.far != nullptr;
+    }
+
+    static void cases()
+    {
+        QTest::addColumn<bool>("acrossDrives");
+        QTest::addColumn<int>("files");
+        QTest::addColumn<int>("maxDelayMs");
+        // Copies across drives are slower: fewer files, later kills.
+        QTest::newRow("one file system") << false << 2000 << 50;
+        QTest::newRow("two file systems") << true << 500 << 250;
+    }
+
+private slots:
+    void organizeIsKilled_data() { cases(); }
+    void organizeIsKilled()
+    {
+        QFETCH(bool, acrossDrives);
+        QFETCH(int, files);
+        QFETCH(int, maxDelayMs);
+        Folders folders;
+        if (!prepare(folders, acrossDrives))
             QSKIP("no second writable file system on this machine");
-        QTemporaryDir far(*other + QStringLiteral("/sorvanel-crash-XXXXXX"));
-        const Path source = toPath(dir.path()) / "Downloads";
-        std::filesystem::create_directories(std::filesystem::path(source));
-        killRepeatedly(source, toPath(far.path()) / "sorted", 500, 250);
+        killRepeatedly(folders.source, folders.destination, files, maxDelayMs);
+    }
+
+    void undoIsKilled_data() { cases(); }
+    void undoIsKilled()
+    {
+        QFETCH(bool, acrossDrives);
+        QFETCH(int, files);
+        QFETCH(int, maxDelayMs);
+        Folders folders;
+        if (!prepare(folders, acrossDrives))
+            QSKIP("no second writable file system on this machine");
+        killUndoRepeatedly(folders.source, folders.destination, files, maxDelayMs);
     }
 };
 

@@ -5,7 +5,10 @@
 #include "PreviewView.h"
 #include "WidgetTestSupport.h"
 
+#include <QApplication>
 #include <QListView>
+#include <QMessageBox>
+#include <QTimer>
 #include <QPushButton>
 #include <QtTest>
 
@@ -142,6 +145,51 @@ private slots:
         QVERIFY(rowText(view.list(), 0, SheetDialog::DetailTextRole).contains(L10n::format("%d skipped", {3})));
         // The date line carries seconds.
         QVERIFY(rowText(view.list(), 0).contains(u":00"_qs));
+        // Runs the journal does not know can't be undone.
+        view.list()->setCurrentIndex(view.list()->model()->index(0, 0));
+        QVERIFY(!view.undoButton()->isEnabled());
+    }
+
+    // A run in the history goes back after the user confirms; cancelling changes nothing.
+    void historyUndoesARunAfterConfirmation()
+    {
+        const Path downloads = toPath(m_fixture->home.downloads());
+        writeFile(downloads / "a.pdf", "a", longAgo());
+        writeFile(downloads / "b.png", "b", longAgo());
+        model().organizeNow();
+        QTRY_VERIFY(!model().isRunning());
+        QCOMPARE(model().lastResult()->moved, 2);
+
+        HistoryView view(model(), nullptr);
+        QVERIFY(!view.undoButton()->isEnabled()); // nothing selected
+        view.list()->setCurrentIndex(view.list()->model()->index(0, 0));
+        QVERIFY(view.undoButton()->isEnabled());
+
+        QString question;
+        const auto answer = [&](const char *button) {
+            QTimer::singleShot(0, [&, button] {
+                auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+                QVERIFY(box);
+                question = box->text();
+                for (QAbstractButton *candidate : box->buttons()) {
+                    if (candidate->objectName() == QLatin1String(button) || candidate->text() == L10n::text(button))
+                        candidate->click();
+                }
+            });
+            view.undoButton()->click();
+        };
+        answer("Cancel");
+        QCOMPARE(question, L10n::format("%d files go back to %@.", {2, m_fixture->home.downloads()}));
+        QVERIFY(!model().isRunning());
+        QVERIFY(!std::filesystem::exists(downloads / "a.pdf"));
+
+        answer("undo");
+        QTRY_VERIFY(!model().isRunning());
+        QCOMPARE(readFile(downloads / "a.pdf"), QByteArray("a"));
+        QCOMPARE(readFile(downloads / "b.png"), QByteArray("b"));
+        QVERIFY(rowText(view.list(), 0, SheetDialog::DetailTextRole).contains(L10n::text("Undone")));
+        QVERIFY(!view.undoButton()->isEnabled());
+        QVERIFY(!model().showsIssues());
     }
 };
 

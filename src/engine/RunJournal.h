@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "OrganizationModels.h"
+#include "Path.h"
+#include "WriterProbe.h"
+
+#include <QDateTime>
+#include <QUuid>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace sorvanel {
+
+// One move of a run as the journal knows it.
+struct JournalMove
+{
+    enum class State : std::uint8_t {
+        intended = 0, // about to be tried; a kill may leave it either way
+        moved = 1,    // the file lies at `destination`
+        notMoved = 2, // the file stayed at `source`
+        restored = 3, // undone: the file is back at `source`
+    };
+
+    std::int64_t sequence = 0; // the move's place in its run
+    Path source;
+    Path destination;
+    FileIdentity original;       // the file at the source when the move was decided
+    std::int64_t size = -1;      // its size and modification time then
+    std::int64_t modifiedNs = 0; // (nanoseconds since the epoch)
+    FileIdentity placed;         // the file at the destination: `original`, or our copy on another drive
+    FileIdentity returned;       // during an undo across drives: our copy back at the source
+    State state = State::intended;
+};
+
+struct JournalRun
+{
+    QUuid id;
+    QDateTime date;
+    OrganizationRunMode mode = OrganizationRunMode::manual;
+    Path source;
+    Path destinationRoot;
+    bool finished = false; // the run ended, on its own or by being recovered
+    bool undone = false;   // an undo of it has been carried to its end
+    std::int64_t moved = 0; // moves whose file still counts as moved (not restored)
+};
+
+// Where each run's moves are written down as they happen, so that a run can
+// be undone and a run cut short by a kill can be accounted for exactly.
+//
+// The writing calls are durable when they return true: a kill right after
+// leaves their record. A false answer means the record could not be written
+// (a full disk, a broken database); the caller then does not go on with what
+// it was about to record.
+class RunJournal
+{
+public:
+    virtual ~RunJournal() = default;
+
+    virtual bool begin(const JournalRun &run) = 0;
+    // Records the moves about to be tried, in state `intended`.
+    virtual bool intend(const QUuid &run, const std::vector<JournalMove> &moves) = 0;
+    // A copy on another drive is about to be published: under `destination`
+    // (which becomes the move's), or, `returning`, back under its source.
+    virtual bool publishing(const QUuid &run, std::int64_t sequence, const FileIdentity &copy,
+                            const Path &destination, bool returning) = 0;
+    // Records how moves ended: their state, final destination and identities.
+    virtual bool settle(const QUuid &run, const std::vector<JournalMove> &moves) = 0;
+    // Folders the run made, so that an undo can take the empty ones away.
+    virtual bool addFolders(const QUuid &run, const std::vector<Path> &folders) = 0;
+    // A run cut short has been settled from what lies on disk: it is over.
+    // (A run that ends on its own is closed by whoever records its result,
+    // together with that record.)
+    virtual void recovered(const QUuid &run) = 0;
+    // An undo of the run was carried to its end.
+    virtual void markUndone(const QUuid &run) = 0;
+
+    // Every run the journal keeps, newest first.
+    virtual std::vector<JournalRun> runs() = 0;
+    virtual std::optional<JournalRun> run(const QUuid &id) = 0;
+    // The moves of a run, in sequence order.
+    virtual std::vector<JournalMove> moves(const QUuid &run) = 0;
+    virtual std::vector<Path> folders(const QUuid &run) = 0;
+};
+
+} // namespace sorvanel

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Taking runs back, and accounting for runs that a kill cut short. Both work
+// from the run journal and from what lies on disk, never from a guess: a
+// file counts as ours only when the journal names its identity.
+#include "Organizer.h"
+
+#include "Localization.h"
+#include "OrganizerExecutionLock.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+
+namespace sorvanel {
+
+namespace {
+
+bool holds(const std::optional<FileStamp> &stamp, const FileIdentity &identity)
+{
+    return stamp && stamp->isRegularFile && stamp->identity == identity;
+}
+
+QString nameOf(const Path &path)
+{
+    return displayName(path);
+}
+
+} // namespace
+
+JournalMove::State Organizer::recoverMove(JournalMove &move)
+{
+    FileSystem &fs = *m_fileManager;
+    const auto atSource = fs.stampOf(move.source);
+    if (move.placed.inode) {
+        // A copy on another drive, announced before it was published.
+        const auto atDestination = fs.stampOf(move.destination);
+        if (!holds(atDestination, move.placed))
+            return JournalMove::State::notMoved; // never published; the source stayed
+        if (atSource && atSource->isRegularFile && atSource->identity == move.original) {
+            // Published, but the source was not yet removed: finish the move,
+            // provided the source is still the file that was copied.
+            if (atSource->size != atDestination->size || atSource->modifiedNs != atDestination->modifiedNs)
+                return JournalMove::State::notMoved; // changed since: both stay
+            if (fs.removeFile(move.source, move.original))
+                return JournalMove::State::notMoved;
+        }
+        return JournalMove::State::moved;
+    }
+    move.placed = move.original;
+    const auto atDestination = fs.stampOf(move.destination);
+    if (holds(atSource, move.original)) {
+        // A move by link and unlink cut short leaves one file under both names.
+        if (holds(atDestination, move.original) && !fs.removeFile(move.source, move.original))
+            return JournalMove::State::moved;
+        return JournalMove::State::notMoved;
+    }
+    if (holds(atDestination, move.original))
+        return JournalMove::State::moved;
+    // The planned name was taken meanwhile: the file went to a counter name.
+    if (const auto found = fs.findFile(move.destination.parent_path(), move.original)) {
+        move.destination = *found;
+        return JournalMove::State::moved;
+    }
+    return JournalMove::State::notMoved;
+}
+
+void Organizer::recoverInterruptedRuns(RunJournal &journal, const Path &destinationRoot)
+{
+    for (const JournalRun &run : journal.runs()) {
+        if (run.finished || run.destinationRoot != destinationRoot)
+            continue;
+        std::vector<JournalMove> settled;
+        for (JournalMove &move : journal.moves(run.id)) {
+            if (move.state != JournalMove::State::intended)
+                continue;
+            move.state = recoverMove(move);
+            settled.push_back(std::move(move));
+        }
+        if (journal.settle(run.id, settled))
+            journal.recovered(run.id);
+    }
+}
+
+std::optional<JournalRun> Organizer::latestUndoableRun(RunJournal &journal)
+{
+    for (const JournalRun &run : journal.runs()) {
+        if (!run.undone && run.moved > 0)
+            return run;
+    }
+    return std::nullopt;
+}
+
+UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runId, bool dryRun)
+{
+    UndoResult result;
+    std::optional<JournalRun> run = runId ? journal.run(*runId) : latestUndoableRun(journal);
+    if (!run) {
+        result.refusal = runId ? L10n::text("No cleanup with this ID is on record.")
+                               : L10n::text("There is no cleanup to undo.");
+        return result;
+    }
+    result.run = run->id;
+
+    std::unique_ptr<OrganizerExecutionLock> lock;
+    try {
+        lock = std::make_unique<OrganizerExecutionLock>(run->destinationRoot, *m_fileManager);
+    } catch (const OrganizerFailure &failure) {
+        result.refusal = failure.errorDescription();
+        return result;
+    }
+    FileSystem &fs = *m_fileManager;
+    if (!dryRun) {
+        fs.removeLeftoverCopies(run->destinationRoot);
+        fs.removeLeftoverCopies(run->source);
+        recoverInterruptedRuns(journal, run->destinationRoot);
+    }
+
+    std::vector<JournalMove> moves = journal.moves(run->id);
+    const bool anythingMoved = std::any_of(moves.begin(), moves.end(), [](const JournalMove &move) {
+        return move.state == JournalMove::State::moved || move.state == JournalMove::State::intended;
+    });
+    if (!anythingMoved) {
+        result.refusal = L10n::text("This cleanup has nothing left to undo.");
+        return result;
+    }
+
+    std::vector<JournalMove> settled;
+    const auto settle = [&](bool force) {
+        if (dryRun || (settled.empty()) || (!force && settled.size() < 2048))
+            return true;
+        const bool written = journal.settle(run->id, settled);
+        settled.clear();
+        return written;
+    };
+    const JournalMove *returning = nullptr;
+    const PublishCheck beforePublish = [&](const FileIdentity &copy) {
+        return journal.publishing(run->id, returning->sequence, copy, returning->source, true);
+    };
+    const auto fail = [&](const JournalMove &move, const QString &message) {
+        result.issues.append(OrganizationIssue(nameOf(move.source), message));
+    };
+
+    // Last moved, first back: a name a later move of the same run took from
+    // an earlier one is free again by the time the earlier one returns.
+    for (auto it = moves.rbegin(); it != moves.rend(); ++it) {
+        JournalMove &move = *it;
+        // Only a dry run meets moves left "intended": it settles nothing, so
+        // it takes them as moved and looks at what lies on disk.
+        if (move.state == JournalMove::State::intended && dryRun)
+            move.state = JournalMove::State::moved;
+        if (move.state != JournalMove::State::moved)
+            continue;
+        const FileIdentity placed = move.placed.inode ? move.placed : move.original;
+        const auto atDestination = fs.stampOf(move.destination);
+        const auto atSource = fs.stampOf(move.source);
+        const auto restored = [&] {
+            ++result.restored;
+            move.state = JournalMove::State::restored;
+            settled.push_back(move);
+        };
+
+        // An undo cut short after our copy went back to the source: remove
+        // what is left at the destination, if it is still the moved file.
+        if (move.returned.inode && holds(atSource, move.returned)) {
+            if (atDestination && atDestination->sameContent(placed, move.size, move.modifiedNs) && !dryRun) {
+                if (const FileError error = fs.removeFile(move.destination, placed)) {
+                    fail(move, error.localizedDescription());
+                    continue;
+                }
+            }
+            restored();
+            continue;
+        }
+        // On one drive an undo cut short has moved the file itself back.
+        if (!atDestination && holds(atSource, placed)) {
+            restored();
+            continue;
+        }
+        if (!atDestination || !atDestination->sameContent(placed, move.size, move.modifiedNs)) {
+            fail(move, L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is."));
+            continue;
+        }
+        if (atSource) {
+            fail(move, L10n::text("Its original name is taken in the source folder, so it stays where it is."));
+            continue;
+        }
+        if (dryRun) {
+            ++result.restored;
+            continue;
+        }
+        returning = &move;
+        const FileError error = fs.moveItem(move.destination, move.source, run->source, nullptr, &beforePublish);
+        if (error.code() == EEXIST) {
+            fail(move, L10n::text("Its original name is taken in the source folder, so it stays where it is."));
+        } else if (error) {
+            fail(move, error.localizedDescription());
+        } else {
+            restored();
+        }
+        if (!settle(false)) {
+            result.issues.append(OrganizationIssue(L10n::text("Cleanup"), L10n::text("The record of this undo could not be written, so it stopped.")));
+            fs.closeFolders();
+            return result;
+        }
+    }
+    fs.closeFolders();
+    if (dryRun)
+        return result;
+    settle(true);
+
+    // The folders the run made, deepest first, where they are empty now.
+    std::vector<Path> folders = journal.folders(run->id);
+    std::sort(folders.begin(), folders.end(), [](const Path &a, const Path &b) { return a.native().size() > b.native().size(); });
+    for (const Path &folder : folders)
+        fs.removeEmptyFolder(folder);
+    journal.markUndone(run->id);
+    return result;
+}
+
+} // namespace sorvanel

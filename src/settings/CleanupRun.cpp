@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "CleanupRun.h"
+
+namespace sorvanel {
+
+CleanupRun::CleanupRun(std::shared_ptr<DefaultsSuite> suite, std::shared_ptr<Organizer> organizer)
+    : m_store(suite)
+    , m_journal(suite)
+    , m_organizer(std::move(organizer))
+{
+}
+
+OrganizerConfiguration CleanupRun::configuration(const StoredSettings &settings, const Clock &now)
+{
+    auto configuration = OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
+    if (!configuration)
+        throw Failure{OrganizerConfiguration::thresholdTooLargeDescription()};
+    if (now)
+        configuration->now = now;
+    return *configuration;
+}
+
+OrganizationPlan CleanupRun::plan(const Clock &now)
+{
+    const OrganizerConfiguration settings = configuration(m_store.load(), now);
+    try {
+        return m_organizer->makePlan(settings);
+    } catch (const OrganizerFailure &failure) {
+        throw Failure{failure.errorDescription()};
+    }
+}
+
+CleanupRun::Outcome CleanupRun::execute(const OrganizationPlan &plan, OrganizationRunMode mode,
+                                        const QElapsedTimer &started)
+{
+    Outcome outcome;
+    outcome.id = newIdentifier();
+    outcome.result = m_organizer->execute(plan, m_journal, outcome.id, mode);
+    outcome.duration = double(started.nsecsElapsed()) / 1e9;
+    // The record and the end of the journaled run go together: a kill leaves
+    // either both or neither, and a run left open is settled by the next one.
+    m_store.defaults().transaction([&] {
+        m_store.record(outcome.result, mode, outcome.duration, outcome.id);
+        m_journal.finish(outcome.id);
+    });
+    return outcome;
+}
+
+CleanupRun::Outcome CleanupRun::organize(OrganizationRunMode mode, const Clock &now)
+{
+    QElapsedTimer started;
+    started.start();
+    const OrganizationPlan planned = plan(now);
+    return execute(planned, mode, started);
+}
+
+UndoResult CleanupRun::undo(const std::optional<QUuid> &run, bool dryRun)
+{
+    return m_organizer->undo(m_journal, run, dryRun);
+}
+
+bool CleanupRun::isUndone(const QUuid &run)
+{
+    const auto found = m_journal.run(run);
+    return found && found->undone;
+}
+
+} // namespace sorvanel

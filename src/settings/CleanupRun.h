@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "Organizer.h"
+#include "SettingsStore.h"
+#include "SqliteRunJournal.h"
+
+#include <QElapsedTimer>
+
+#include <memory>
+
+namespace sorvanel {
+
+// A cleanup as every front end runs it (the command line, the agent and the
+// app's worker): the stored settings make the configuration; the run is
+// written down in the journal as it moves, timed, and recorded in the
+// history; an undo goes through the same journal.
+class CleanupRun
+{
+public:
+    // Why nothing ran: the configuration or planning failed.
+    struct Failure
+    {
+        QString description;
+    };
+
+    struct Outcome
+    {
+        QUuid id;
+        OrganizationResult result;
+        double duration = 0;
+    };
+
+    explicit CleanupRun(std::shared_ptr<DefaultsSuite> suite,
+                        std::shared_ptr<Organizer> organizer = std::make_shared<Organizer>());
+
+    SettingsStore &store() { return m_store; }
+    RunJournal &journal() { return m_journal; }
+    Organizer &organizer() { return *m_organizer; }
+
+    // The configuration the stored settings make. Throws Failure.
+    static OrganizerConfiguration configuration(const StoredSettings &settings, const Clock &now = {});
+
+    // Plans with the stored settings. Throws Failure.
+    OrganizationPlan plan(const Clock &now = {});
+    // Carries out a plan, journaled, and records it; `started` times the run.
+    Outcome execute(const OrganizationPlan &plan, OrganizationRunMode mode, const QElapsedTimer &started);
+    // Plans, then executes. Throws Failure.
+    Outcome organize(OrganizationRunMode mode, const Clock &now = {});
+    UndoResult undo(const std::optional<QUuid> &run, bool dryRun);
+
+    // Whether the history entry's run was undone, by the journal.
+    bool isUndone(const QUuid &run);
+
+private:
+    SettingsStore m_store;
+    SqliteRunJournal m_journal;
+    std::shared_ptr<Organizer> m_organizer;
+};
+
+} // namespace sorvanel

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "DefaultsSuite.h"
+#include "RunJournal.h"
+
+#include <QSet>
+
+#include <memory>
+
+namespace sorvanel {
+
+// The run journal in the settings database, in tables of its own beside
+// "defaults": one row per run, one per move, one per folder a run made.
+// Paths are kept as their bytes. Every write is one immediate transaction.
+class SqliteRunJournal : public RunJournal
+{
+public:
+    explicit SqliteRunJournal(std::shared_ptr<DefaultsSuite> suite);
+
+    bool begin(const JournalRun &run) override;
+    bool intend(const QUuid &run, const std::vector<JournalMove> &moves) override;
+    bool publishing(const QUuid &run, std::int64_t sequence, const FileIdentity &copy, const Path &destination,
+                    bool returning) override;
+    bool settle(const QUuid &run, const std::vector<JournalMove> &moves) override;
+    bool addFolders(const QUuid &run, const std::vector<Path> &folders) override;
+    void recovered(const QUuid &run) override;
+    // Closes a run that ended on its own. Call it in the transaction that
+    // records the run's result, so that a run is never over without a record.
+    void finish(const QUuid &run);
+    void markUndone(const QUuid &run) override;
+
+    std::vector<JournalRun> runs() override;
+    std::optional<JournalRun> run(const QUuid &id) override;
+    std::vector<JournalMove> moves(const QUuid &run) override;
+    std::vector<Path> folders(const QUuid &run) override;
+
+    // Drops the finished runs whose IDs are not in `kept` (the history's).
+    static void prune(DefaultsSuite &suite, const QSet<QUuid> &kept);
+    // Makes the tables where they are missing; false when the database can't have them.
+    static bool prepareTables(DefaultsSuite &suite);
+
+private:
+    std::optional<qint64> keyOf(const QUuid &run);
+    bool write(const std::function<void()> &body);
+
+    std::shared_ptr<DefaultsSuite> m_suite;
+    bool m_ready = false;
+};
+
+} // namespace sorvanel

@@ -1,0 +1,302 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Runs, their journal and their undo, on real folders and the real database.
+#include "CleanupRun.h"
+#include "Localization.h"
+#include "OrganizerExecutionLock.h"
+#include "TestSupport.h"
+
+#include <QtTest>
+
+#include <unistd.h>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+Q_DECLARE_METATYPE(std::function<void(const sorvanel::Path &)>)
+
+class TestCleanupRun : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TemporaryHome> m_home;
+    std::unique_ptr<QTemporaryDir> m_far;
+    std::unique_ptr<CleanupRun> m_run;
+
+    Path downloads() const { return toPath(m_home->downloads()); }
+    Path destination() const { return downloads() / "__filesDownloadedAt"; }
+
+    // A cleanup on the stored settings, into `root`.
+    void useDestination(const Path &root)
+    {
+        m_run->store().saveFolder(downloads(), std::nullopt, true);
+        m_run->store().saveFolder(root, std::nullopt, false);
+    }
+
+    // The files and their bytes, as the source folder holds them.
+    QMap<QString, QByteArray> sourceFiles() const
+    {
+        QMap<QString, QByteArray> files;
+        for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(downloads()))) {
+            if (entry.is_regular_file())
+                files.insert(QString::fromStdString(entry.path().filename().native()), readFile(Path(entry.path())));
+        }
+        return files;
+    }
+
+    // The path of the filed copy of `name` below `root`.
+    static Path filed(const Path &root, const QString &name)
+    {
+        for (const QString &relative : regularFilesBelow(displayPath(root))) {
+            if (relative.section(u'/', -1) == name)
+                return root / relative.toStdString();
+        }
+        return {};
+    }
+
+    // A move as execution writes it down before trying it.
+    static JournalMove intended(qint64 sequence, const Path &source, const Path &destination)
+    {
+        JournalMove move;
+        move.sequence = sequence;
+        move.source = source;
+        move.destination = destination;
+        const FileStamp stamp = *PosixFileSystem().stampOf(source);
+        move.original = stamp.identity;
+        move.size = stamp.size;
+        move.modifiedNs = stamp.modifiedNs;
+        return move;
+    }
+
+private slots:
+    void init()
+    {
+        m_home = std::make_unique<TemporaryHome>();
+        m_run = std::make_unique<CleanupRun>(DefaultsSuite::open(SettingsStore::suiteName()));
+        useDestination(destination());
+    }
+    void cleanup()
+    {
+        m_run.reset();
+        m_far.reset();
+        m_home.reset();
+    }
+
+    void undoPutsEveryFileBack_data()
+    {
+        QTest::addColumn<bool>("acrossDrives");
+        QTest::newRow("one drive") << false;
+        QTest::newRow("two drives") << true;
+    }
+
+    // Every file goes home byte for byte with its time; the folders the run
+    // made go, a folder that was there before stays; a name the run had to
+    // count up returns to its own.
+    void undoPutsEveryFileBack()
+    {
+        QFETCH(bool, acrossDrives);
+        Path root = destination();
+        if (acrossDrives) {
+            m_far = folderOnOtherFileSystem(m_home->path());
+            if (!m_far)
+                QSKIP("no second writable file system on this machine");
+            root = toPath(m_far->path()) / "sorted";
+            useDestination(root);
+        }
+        const QDateTime old = longAgo();
+        writeFile(downloads() / "report.pdf", "the report", old);
+        writeFile(downloads() / "photo.JPG", QByteArray(70000, 'p'), old);
+        writeFile(downloads() / "notes", "no extension", old);
+        writeFile(downloads() / "name with\nnewline.txt", "odd", old);
+        const auto before = sourceFiles();
+
+        const CleanupRun::Outcome first = m_run->organize(OrganizationRunMode::manual);
+        QCOMPARE(first.result.moved, 4);
+        // A second run that has to number its file, into the folders the first one made.
+        writeFile(downloads() / "report.pdf", "another report", old);
+        const CleanupRun::Outcome second = m_run->organize(OrganizationRunMode::manual);
+        QCOMPARE(second.result.moved, 1);
+        QVERIFY(!filed(root, u"report-2.pdf"_qs).empty());
+
+        UndoResult undone = m_run->undo(std::nullopt, false);
+        QVERIFY(!undone.refusal);
+        QCOMPARE(undone.run, second.id);
+        QCOMPARE(undone.restored, 1);
+        QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("another report"));
+        // The first run's folders hold its files still: they stay.
+        QVERIFY(!filed(root, u"report.pdf"_qs).empty());
+        std::filesystem::rename(std::filesystem::path(downloads() / "report.pdf"), std::filesystem::path(m_home->path().toStdString()) / "aside.pdf");
+
+        undone = m_run->undo(std::nullopt, false);
+        QCOMPARE(undone.run, first.id);
+        QCOMPARE(undone.restored, 4);
+        QVERIFY2(undone.issues.isEmpty(), qPrintable(undone.issues.value(0).message));
+        QCOMPARE(sourceFiles(), before);
+        QCOMPARE(QFileInfo(m_home->downloads() + u"/notes"_qs).lastModified().toSecsSinceEpoch(), old.toSecsSinceEpoch());
+        // Only the root with its lock file is left of the destination.
+        QVERIFY(regularFilesBelow(displayPath(root)) == QStringList{u".sorvanel.lock"_qs});
+        QCOMPARE(QDir(displayPath(root)).entryList(QDir::Dirs | QDir::NoDotAndDotDot), QStringList());
+        QVERIFY(m_run->isUndone(first.id) && m_run->isUndone(second.id));
+
+        // Nothing is left to undo, by default or by name.
+        QCOMPARE(*m_run->undo(std::nullopt, false).refusal, L10n::text("There is no cleanup to undo."));
+        QCOMPARE(*m_run->undo(first.id, false).refusal, L10n::text("This cleanup has nothing left to undo."));
+        QCOMPARE(*m_run->undo(QUuid::createUuid(), false).refusal, L10n::text("No cleanup with this ID is on record."));
+    }
+
+    void undoLeavesWhatChangedSince_data()
+    {
+        QTest::addColumn<std::function<void(const Path &)>>("meddle");
+        QTest::addColumn<QString>("message");
+        const QString changed = L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is.");
+        const QString taken = L10n::text("Its original name is taken in the source folder, so it stays where it is.");
+        QTest::newRow("changed") << std::function<void(const Path &)>([](const Path &filed) {
+            writeFile(filed, "edited after the run", longAgo());
+        }) << changed;
+        QTest::newRow("deleted") << std::function<void(const Path &)>([](const Path &filed) {
+            std::filesystem::remove(std::filesystem::path(filed));
+        }) << changed;
+        QTest::newRow("moved on") << std::function<void(const Path &)>([](const Path &filed) {
+            std::filesystem::rename(std::filesystem::path(filed), std::filesystem::path(filed.parent_path() / "renamed.pdf"));
+        }) << changed;
+        QTest::newRow("replaced by an equal file") << std::function<void(const Path &)>([](const Path &filed) {
+            const QByteArray bytes = readFile(filed);
+            std::filesystem::rename(std::filesystem::path(filed), std::filesystem::path(filed.parent_path() / ".kept"));
+            writeFile(filed, bytes, longAgo());
+        }) << changed;
+        QTest::newRow("name taken at home") << std::function<void(const Path &)>([this](const Path &) {
+            writeFile(downloads() / "meddled.pdf", "a new download", longAgo());
+        }) << taken;
+    }
+
+    // Whatever happened to a file since the run, it stays, and is reported;
+    // the other files of the run still go back.
+    void undoLeavesWhatChangedSince()
+    {
+        QFETCH(std::function<void(const Path &)>, meddle);
+        QFETCH(QString, message);
+        writeFile(downloads() / "meddled.pdf", "original bytes", longAgo());
+        writeFile(downloads() / "kept.pdf", "untouched", longAgo());
+        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::automatic);
+        QCOMPARE(run.result.moved, 2);
+        const Path filedPath = filed(destination(), u"meddled.pdf"_qs);
+        meddle(filedPath);
+        const QStringList filesBefore = regularFilesBelow(displayPath(destination()));
+
+        // A dry run says what would happen and changes nothing.
+        const UndoResult dry = m_run->undo(run.id, true);
+        QCOMPARE(dry.restored, 1);
+        QCOMPARE(dry.issues.size(), 1);
+        QCOMPARE(dry.issues.first().message, message);
+        QCOMPARE(regularFilesBelow(displayPath(destination())), filesBefore);
+        QVERIFY(!m_run->isUndone(run.id));
+
+        const UndoResult undone = m_run->undo(run.id, false);
+        QCOMPARE(undone.restored, 1);
+        QCOMPARE(undone.issues.size(), 1);
+        QCOMPARE(undone.issues.first().filename, u"meddled.pdf"_qs);
+        QCOMPARE(undone.issues.first().message, message);
+        QCOMPARE(readFile(downloads() / "kept.pdf"), QByteArray("untouched"));
+        QVERIFY(!regularFilesBelow(displayPath(destination())).join(u'|').contains(u"kept.pdf"_qs));
+    }
+
+    // A run killed mid-way is settled from what lies on disk, by the
+    // journal's identities: each file is found where it went, no move is
+    // claimed that did not happen, and the run joins the history.
+    void aRunCutShortIsSettledFromDisk()
+    {
+        RunJournal &journal = m_run->journal();
+        const Path root = destination();
+        const Path day = root / "2024-01-01";
+        std::filesystem::create_directories(std::filesystem::path(day));
+        const QUuid id = QUuid::createUuid();
+        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
+        std::vector<JournalMove> moves;
+        for (const char *name : {"renamed.txt", "untouched.txt", "counted.txt", "linked.txt", "gone.txt"}) {
+            writeFile(downloads() / name, name, longAgo());
+            moves.push_back(intended(qint64(moves.size()), downloads() / name, day / name));
+        }
+        QVERIFY(journal.intend(id, moves));
+        // What the killed process got done: one rename, one rename to a
+        // counter name, one link without its unlink; one file someone else took away.
+        std::filesystem::rename(std::filesystem::path(downloads() / "renamed.txt"), std::filesystem::path(day / "renamed.txt"));
+        writeFile(day / "counted.txt", "someone else's");
+        std::filesystem::rename(std::filesystem::path(downloads() / "counted.txt"), std::filesystem::path(day / "counted-2.txt"));
+        QCOMPARE(::link((downloads() / "linked.txt").c_str(), (day / "linked.txt").c_str()), 0);
+        std::filesystem::rename(std::filesystem::path(downloads() / "gone.txt"), std::filesystem::path(m_home->path().toStdString()) / "gone.txt");
+
+        OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
+        m_run->organizer().recoverInterruptedRuns(journal, root);
+        const auto states = journal.moves(id);
+        QCOMPARE(int(states[0].state), int(JournalMove::State::moved));
+        QCOMPARE(int(states[1].state), int(JournalMove::State::notMoved));
+        QCOMPARE(int(states[2].state), int(JournalMove::State::moved));
+        QCOMPARE(states[2].destination, day / "counted-2.txt");
+        QCOMPARE(int(states[3].state), int(JournalMove::State::moved));
+        QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "linked.txt")));
+        QCOMPARE(int(states[4].state), int(JournalMove::State::notMoved));
+        QVERIFY(journal.run(id)->finished);
+        const auto history = m_run->store().loadHistory();
+        QVERIFY(std::any_of(history.begin(), history.end(),
+                            [&](const RunHistoryEntry &entry) { return entry.id == id && entry.moved == 3; }));
+    }
+
+    void aCopyAcrossDrivesIsFinishedOnlyWhenTheJournalNamesIt()
+    {
+        m_far = folderOnOtherFileSystem(m_home->path());
+        if (!m_far)
+            QSKIP("no second writable file system on this machine");
+        RunJournal &journal = m_run->journal();
+        const Path root = toPath(m_far->path());
+        const QUuid id = QUuid::createUuid();
+        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
+        const QDateTime stamp(QDate(2024, 1, 1), QTime(1, 2, 3, 456), Qt::UTC);
+        std::vector<JournalMove> moves;
+        for (const char *name : {"ours.bin", "equal.bin"}) {
+            writeFile(downloads() / name, "payload", stamp);
+            writeFile(root / name, "payload", stamp); // a byte-equal file with the same time
+            moves.push_back(intended(qint64(moves.size()), downloads() / name, root / name));
+        }
+        QVERIFY(journal.intend(id, moves));
+        // Only the first copy was announced as ours before it took its name.
+        QVERIFY(journal.publishing(id, 0, PosixFileSystem().stampOf(root / "ours.bin")->identity, root / "ours.bin", false));
+
+        OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
+        m_run->organizer().recoverInterruptedRuns(journal, root);
+        QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "ours.bin")));
+        QCOMPARE(readFile(downloads() / "equal.bin"), QByteArray("payload"));
+        QCOMPARE(readFile(root / "equal.bin"), QByteArray("payload"));
+        const auto states = journal.moves(id);
+        QCOMPARE(int(states[0].state), int(JournalMove::State::moved));
+        QCOMPARE(int(states[1].state), int(JournalMove::State::notMoved));
+    }
+
+    // The journal keeps the runs the history keeps, and no more.
+    void theJournalIsPrunedWithTheHistory()
+    {
+        QUuid first;
+        for (int i = 0; i < SettingsStore::historyLimit + 2; ++i) {
+            writeFile(downloads() / ("f" + std::to_string(i) + ".txt"), "x", longAgo());
+            const auto outcome = m_run->organize(OrganizationRunMode::manual);
+            if (i == 0)
+                first = outcome.id;
+        }
+        const auto runs = m_run->journal().runs();
+        QCOMPARE(int(runs.size()), SettingsStore::historyLimit);
+        QVERIFY(!m_run->journal().run(first));
+        QVERIFY(m_run->journal().moves(first).empty());
+        const auto history = m_run->store().loadHistory();
+        QCOMPARE(runs.front().id, history.front().id);
+    }
+
+    // A run that moved nothing has nothing to take back.
+    void runsWithoutMovesLeaveNoJournal()
+    {
+        const auto outcome = m_run->organize(OrganizationRunMode::automatic);
+        QCOMPARE(outcome.result.moved, 0);
+        QVERIFY(!m_run->journal().run(outcome.id));
+        QVERIFY(m_run->undo(std::nullopt, false).refusal);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCleanupRun)
+#include "tst_cleanuprun.moc"

@@ -2,6 +2,9 @@
 // The floor: only the system calls a cleanup needs. One directory read, one
 // statx per entry, one mkdir per new folder, one no-replace rename per file.
 // With --list-only it stops after the statx calls (what a preview needs).
+// With --back it puts a tree filed that way back: one directory read per
+// folder, one no-replace rename per file, one rmdir per folder (what an undo
+// needs).
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -35,11 +38,40 @@ const char *category(const std::string &name)
 }
 } // namespace
 
+// Renames every file below `folder` into `home`, deepest folders emptied and removed first.
+std::size_t putBack(const std::string &folder, const std::string &home, bool removeFolder)
+{
+    std::size_t moved = 0;
+    DIR *dir = ::opendir(folder.c_str());
+    if (!dir)
+        return 0;
+    std::vector<std::string> folders;
+    while (const dirent *item = ::readdir(dir)) {
+        if (item->d_name[0] == '.')
+            continue;
+        const std::string path = folder + "/" + item->d_name;
+        if (item->d_type == DT_DIR)
+            folders.push_back(path);
+        else if (item->d_type == DT_REG)
+            moved += ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, (home + "/" + item->d_name).c_str(), RENAME_NOREPLACE) == 0;
+    }
+    ::closedir(dir);
+    for (const std::string &below : folders)
+        moved += putBack(below, home, true);
+    if (removeFolder)
+        ::rmdir(folder.c_str());
+    return moved;
+}
+
 int main(int argc, char *argv[])
 {
+    if (argc == 4 && std::strcmp(argv[1], "--back") == 0) {
+        std::printf("%zu\n", putBack(argv[2], argv[3], false));
+        return 0;
+    }
     bool listOnly = argc == 3 && std::strcmp(argv[1], "--list-only") == 0;
     if (!(listOnly || argc == 3)) {
-        std::fprintf(stderr, "usage: sorvanel-bench-floor --list-only SOURCE | SOURCE DESTINATION\n");
+        std::fprintf(stderr, "usage: sorvanel-bench-floor --list-only SOURCE | SOURCE DESTINATION | --back DESTINATION SOURCE\n");
         return 64;
     }
     const std::string source = listOnly ? argv[2] : argv[1];

@@ -260,7 +260,7 @@ int main(int argc, char *argv[])
 
     std::printf("%9s  %-16s %10s %10s %9s %9s\n", "files", "step", "wall ms", "cpu ms", "peak MB", "vs floor");
     for (const std::size_t size : sizes) {
-        std::vector<Measure> floorList, preview, floorFull, organize;
+        std::vector<Measure> floorList, preview, floorFull, organize, floorBack, undo;
         for (int r = 0; r < repeat; ++r) {
             const auto fresh = [&] {
                 std::filesystem::remove_all(source);
@@ -271,15 +271,20 @@ int main(int argc, char *argv[])
             floorList.push_back(run(floor, {u"--list-only"_qs, sorvanel::displayPath(source)}));
             preview.push_back(run(cli, {u"preview"_qs}));
             floorFull.push_back(run(floor, {sorvanel::displayPath(source), sorvanel::displayPath(floorDestination)}));
+            floorBack.push_back(run(floor, {u"--back"_qs, sorvanel::displayPath(floorDestination), sorvanel::displayPath(source)}));
             fresh();
             organize.push_back(run(cli, {u"organize"_qs}));
+            undo.push_back(run(cli, {u"undo"_qs}));
         }
         const QByteArray label = QByteArray::number(qulonglong(size));
-        const Measure fl = median(floorList), pr = median(preview), ff = median(floorFull), org = median(organize);
+        const Measure fl = median(floorList), pr = median(preview), ff = median(floorFull), org = median(organize),
+                      fb = median(floorBack), un = median(undo);
         print(label.constData(), "floor (list)", fl, 0);
         print(label.constData(), "preview", pr, fl.wallMs);
         print(label.constData(), "floor (full)", ff, 0);
         print(label.constData(), "organize", org, ff.wallMs);
+        print(label.constData(), "floor (back)", fb, 0);
+        print(label.constData(), "undo", un, fb.wallMs);
         std::fflush(stdout);
     }
     if (busyProcesses > 0)

@@ -129,8 +129,10 @@ public:
     virtual FileError moveItem(const Path &source, const Path &target, const Path &within = {},
                                WriterCheck *writers = nullptr, const PublishCheck *beforePublish = nullptr) = 0;
 
-    // The item under the name itself (links not followed); nothing when there is none.
-    virtual std::optional<FileStamp> stampOf(const Path &path) = 0;
+    // The item under the name itself (links not followed); nothing when there
+    // is none. With a `within` folder, the folders below it are reached
+    // without following links, and stay open for the next call.
+    virtual std::optional<FileStamp> stampOf(const Path &path, const Path &within = {}) = 0;
     // Removes the file, but only while the name still holds `expected`.
     virtual FileError removeFile(const Path &path, const FileIdentity &expected) = 0;
     // Removes the folder only if it is empty.
@@ -169,7 +171,7 @@ public:
                               std::vector<Path> *created = nullptr) override;
     FileError moveItem(const Path &source, const Path &target, const Path &within = {},
                        WriterCheck *writers = nullptr, const PublishCheck *beforePublish = nullptr) override;
-    std::optional<FileStamp> stampOf(const Path &path) override;
+    std::optional<FileStamp> stampOf(const Path &path, const Path &within = {}) override;
     FileError removeFile(const Path &path, const FileIdentity &expected) override;
     bool removeEmptyFolder(const Path &path) override;
     std::optional<Path> findFile(const Path &folder, const FileIdentity &identity) override;

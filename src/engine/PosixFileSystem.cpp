@@ -385,15 +385,21 @@ FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const
     const char *sourceName = path.c_str();
     if (slash != std::string::npos && slash > 0) {
         const std::string_view directory(path.data(), slash);
-        if (m_sourceFolder < 0 || directory != m_sourceFolderPath) {
-            if (m_sourceFolder >= 0)
-                ::close(m_sourceFolder);
-            m_sourceFolderPath.assign(directory);
-            m_sourceFolder = ::open(m_sourceFolderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        }
-        if (m_sourceFolder >= 0) {
-            from = m_sourceFolder;
+        if (const auto known = m_folders.find(directory); known != m_folders.end()) {
+            // A folder below a run's root, opened already (an undo moves out of many).
+            from = known->second;
             sourceName = path.c_str() + slash + 1;
+        } else {
+            if (m_sourceFolder < 0 || directory != m_sourceFolderPath) {
+                if (m_sourceFolder >= 0)
+                    ::close(m_sourceFolder);
+                m_sourceFolderPath.assign(directory);
+                m_sourceFolder = ::open(m_sourceFolderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            }
+            if (m_sourceFolder >= 0) {
+                from = m_sourceFolder;
+                sourceName = path.c_str() + slash + 1;
+            }
         }
     }
     if (::renameat2(from, sourceName, folder, name, RENAME_NOREPLACE) == 0)
@@ -465,10 +471,20 @@ void PosixFileSystem::removeLeftoverCopies(const Path &root)
     }
 }
 
-std::optional<FileStamp> PosixFileSystem::stampOf(const Path &path)
+std::optional<FileStamp> PosixFileSystem::stampOf(const Path &path, const Path &within)
 {
     struct stat info;
-    if (::lstat(path.c_str(), &info) != 0)
+    int folder = -1;
+    const std::string &text = path.native();
+    const auto slash = text.rfind('/');
+    if (!within.empty() && slash != std::string::npos && slash > 0) {
+        const auto known = m_folders.find(std::string_view(text).substr(0, slash));
+        int error = 0;
+        folder = known != m_folders.end() ? known->second : openFolder(path.parent_path(), within, false, &error);
+    }
+    const int found = folder >= 0 ? ::fstatat(folder, text.c_str() + slash + 1, &info, AT_SYMLINK_NOFOLLOW)
+                                  : ::lstat(path.c_str(), &info);
+    if (found != 0)
         return std::nullopt;
     FileStamp stamp;
     stamp.identity = {std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)};

@@ -136,8 +136,11 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     const PublishCheck beforePublish = [&](const FileIdentity &copy) {
         return journal.publishing(run->id, returning->sequence, copy, returning->source, true);
     };
+    // A file that stays is written down as still moved, so that a later
+    // undo of the run can try it again.
     const auto fail = [&](const JournalMove &move, const QString &message) {
         result.issues.append(OrganizationIssue(nameOf(move.source), message));
+        settled.push_back(move);
     };
 
     // Last moved, first back: a name a later move of the same run took from
@@ -151,8 +154,15 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
         if (move.state != JournalMove::State::moved)
             continue;
         const FileIdentity placed = move.placed.inode ? move.placed : move.original;
-        const auto atDestination = fs.stampOf(move.destination);
-        const auto atSource = fs.stampOf(move.source);
+        const auto atDestination = fs.stampOf(move.destination, run->destinationRoot);
+        // The source name is looked at only where it tells something: the
+        // move itself refuses a taken name.
+        std::optional<std::optional<FileStamp>> source;
+        const auto atSource = [&]() -> const std::optional<FileStamp> & {
+            if (!source)
+                source = fs.stampOf(move.source, run->source);
+            return *source;
+        };
         const auto restored = [&] {
             ++result.restored;
             move.state = JournalMove::State::restored;
@@ -161,7 +171,7 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
 
         // An undo cut short after our copy went back to the source: remove
         // what is left at the destination, if it is still the moved file.
-        if (move.returned.inode && holds(atSource, move.returned)) {
+        if (move.returned.inode && holds(atSource(), move.returned)) {
             if (atDestination && atDestination->sameContent(placed, move.size, move.modifiedNs) && !dryRun) {
                 if (const FileError error = fs.removeFile(move.destination, placed)) {
                     fail(move, error.localizedDescription());
@@ -172,7 +182,7 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
             continue;
         }
         // On one drive an undo cut short has moved the file itself back.
-        if (!atDestination && holds(atSource, placed)) {
+        if (!atDestination && holds(atSource(), placed)) {
             restored();
             continue;
         }
@@ -180,12 +190,11 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
             fail(move, L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is."));
             continue;
         }
-        if (atSource) {
-            fail(move, L10n::text("Its original name is taken in the source folder, so it stays where it is."));
-            continue;
-        }
         if (dryRun) {
-            ++result.restored;
+            if (atSource())
+                fail(move, L10n::text("Its original name is taken in the source folder, so it stays where it is."));
+            else
+                ++result.restored;
             continue;
         }
         returning = &move;

@@ -3,6 +3,8 @@
 
 #include "SettingsStore.h"
 
+#include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 namespace sorvanel {
@@ -36,6 +38,56 @@ qint64 stored(std::uint64_t value)
     return qint64(value);
 }
 
+// A batch of moves is one blob: per move, the source and destination paths
+// (each relative to the run's folder where it lies below it, else absolute)
+// with their lengths, then device, inode, size and modification time, all
+// little-endian 64-bit. One row per 2,048 moves writes a run of 100,000
+// moves in a few milliseconds.
+void appendNumber(std::string &out, std::uint64_t value)
+{
+    for (int i = 0; i < 8; ++i)
+        out.push_back(char((value >> (8 * i)) & 0xff));
+}
+
+std::uint64_t readNumber(const char *&in)
+{
+    std::uint64_t value = 0;
+    for (int i = 0; i < 8; ++i)
+        value |= std::uint64_t(static_cast<unsigned char>(in[i])) << (8 * i);
+    in += 8;
+    return value;
+}
+
+void appendPath(std::string &out, const Path &path, const std::string &root)
+{
+    std::string_view text = path.native();
+    if (text.size() > root.size() + 1 && text.compare(0, root.size(), root) == 0 && text[root.size()] == '/')
+        text.remove_prefix(root.size() + 1);
+    appendNumber(out, text.size());
+    out.append(text);
+}
+
+std::optional<Path> readPath(const char *&in, const char *end, const std::string &root)
+{
+    if (end - in < 8)
+        return std::nullopt;
+    const std::uint64_t length = readNumber(in);
+    if (std::uint64_t(end - in) < length)
+        return std::nullopt;
+    std::string text(in, length);
+    in += length;
+    if (text.empty() || text.front() != '/')
+        text = root + '/' + text;
+    return Path(std::move(text));
+}
+
+constexpr const char *runColumns =
+    "SELECT id, date, mode, source, destinationRoot, finished, undone, settledThrough, undoneFrom, total,"
+    " (SELECT count(*) FROM journalOutcomes o WHERE o.run = r.key AND o.state IS NOT NULL"
+    "   AND o.sequence < min(r.settledThrough, coalesce(r.undoneFrom, r.settledThrough))),"
+    " (SELECT count(*) FROM journalOutcomes o WHERE o.run = r.key AND o.state = 1)"
+    " FROM journalRuns r";
+
 JournalRun runFrom(const SqliteStatement &row)
 {
     JournalRun run;
@@ -46,13 +98,16 @@ JournalRun runFrom(const SqliteStatement &row)
     run.destinationRoot = pathFrom(row.columnBlob(4));
     run.finished = row.columnInteger(5) != 0;
     run.undone = row.columnInteger(6) != 0;
-    run.moved = row.columnInteger(7);
+    // Moves below the settled mark count as moved unless an outcome says
+    // otherwise or an undo swept past them; those above it are undecided,
+    // which for a run still open means: perhaps moved.
+    const qint64 settled = row.columnInteger(7);
+    const qint64 bound = row.columnType(8) == SQLITE_NULL ? settled : std::min(settled, row.columnInteger(8));
+    run.moved = bound - row.columnInteger(10) + row.columnInteger(11);
+    if (!run.finished)
+        run.moved += std::max<qint64>(0, row.columnInteger(9) - settled);
     return run;
 }
-
-constexpr const char *runColumns =
-    "SELECT id, date, mode, source, destinationRoot, finished, undone,"
-    " (SELECT count(*) FROM journalMoves m WHERE m.run = r.key AND m.state IN (0, 1)) FROM journalRuns r";
 
 } // namespace
 
@@ -67,15 +122,21 @@ bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)
     // A kill of our own process loses nothing written in write-ahead mode
     // without a flush per commit; that flush would cost more than the moves.
     db.execute("PRAGMA synchronous=NORMAL");
+    // A move's state is its outcome row's where it has one (a failure, a
+    // counter name, a copy across drives, an undo that could not put it
+    // back), else it follows from the run's marks: below `settledThrough`
+    // moved, from `undoneFrom` on restored, above `settledThrough` intended.
     return db.execute("CREATE TABLE IF NOT EXISTS journalRuns(key INTEGER PRIMARY KEY, id TEXT UNIQUE NOT NULL,"
                       " date REAL NOT NULL, mode TEXT NOT NULL, source BLOB NOT NULL, destinationRoot BLOB NOT NULL,"
-                      " finished INTEGER NOT NULL DEFAULT 0, undone INTEGER NOT NULL DEFAULT 0)")
+                      " finished INTEGER NOT NULL DEFAULT 0, undone INTEGER NOT NULL DEFAULT 0,"
+                      " total INTEGER NOT NULL DEFAULT 0, settledThrough INTEGER NOT NULL DEFAULT 0, undoneFrom INTEGER)")
         == SQLITE_OK
-        && db.execute("CREATE TABLE IF NOT EXISTS journalMoves(run INTEGER NOT NULL, sequence INTEGER NOT NULL,"
-                      " source BLOB NOT NULL, destination BLOB NOT NULL, device INTEGER NOT NULL, inode INTEGER NOT NULL,"
-                      " size INTEGER NOT NULL, modifiedNs INTEGER NOT NULL, placedDevice INTEGER, placedInode INTEGER,"
-                      " returnedDevice INTEGER, returnedInode INTEGER, state INTEGER NOT NULL,"
-                      " PRIMARY KEY(run, sequence)) WITHOUT ROWID")
+        && db.execute("CREATE TABLE IF NOT EXISTS journalBatches(run INTEGER NOT NULL, first INTEGER NOT NULL,"
+                      " count INTEGER NOT NULL, moves BLOB NOT NULL, PRIMARY KEY(run, first))")
+        == SQLITE_OK
+        && db.execute("CREATE TABLE IF NOT EXISTS journalOutcomes(run INTEGER NOT NULL, sequence INTEGER NOT NULL,"
+                      " state INTEGER, destination BLOB, placedDevice INTEGER, placedInode INTEGER,"
+                      " returnedDevice INTEGER, returnedInode INTEGER, PRIMARY KEY(run, sequence)) WITHOUT ROWID")
         == SQLITE_OK
         && db.execute("CREATE TABLE IF NOT EXISTS journalFolders(run INTEGER NOT NULL, path BLOB NOT NULL)") == SQLITE_OK
         && db.execute("CREATE INDEX IF NOT EXISTS journalFoldersByRun ON journalFolders(run)") == SQLITE_OK;
@@ -92,17 +153,26 @@ bool SqliteRunJournal::write(const std::function<void()> &body)
     }
 }
 
-std::optional<qint64> SqliteRunJournal::keyOf(const QUuid &run)
+std::optional<SqliteRunJournal::RunRow> SqliteRunJournal::rowOf(const QUuid &run)
 {
-    SqliteStatement statement = m_suite->database().prepare("SELECT key FROM journalRuns WHERE id = ?");
+    SqliteStatement statement = m_suite->database().prepare(
+        "SELECT key, source, destinationRoot, settledThrough, undoneFrom FROM journalRuns WHERE id = ?");
     statement.bind(1, Json::uuidString(run));
     if (statement.step() != SQLITE_ROW)
         return std::nullopt;
-    return statement.columnInteger(0);
+    RunRow row;
+    row.key = statement.columnInteger(0);
+    row.source = statement.columnBlob(1).toStdString();
+    row.destinationRoot = statement.columnBlob(2).toStdString();
+    row.settledThrough = statement.columnInteger(3);
+    if (statement.columnType(4) != SQLITE_NULL)
+        row.undoneFrom = statement.columnInteger(4);
+    return row;
 }
 
 bool SqliteRunJournal::begin(const JournalRun &run)
 {
+    m_pending.reset();
     return write([&] {
         SqliteStatement statement = m_suite->database().prepare(
             "INSERT INTO journalRuns(id, date, mode, source, destinationRoot) VALUES (?, ?, ?, ?, ?)");
@@ -117,97 +187,135 @@ bool SqliteRunJournal::begin(const JournalRun &run)
 
 bool SqliteRunJournal::intend(const QUuid &run, const std::vector<JournalMove> &moves)
 {
-    return write([&] {
-        const auto key = keyOf(run);
-        if (!key)
+    if (moves.empty())
+        return true;
+    const bool written = write([&] {
+        const auto row = rowOf(run);
+        if (!row)
             throw WriteFailed();
-        SqliteStatement statement = m_suite->database().prepare(
-            "INSERT OR REPLACE INTO journalMoves(run, sequence, source, destination, device, inode, size, modifiedNs, state)"
-            " VALUES (?, ?, ?, ?, ?, ?, ?, ?, 0)");
+        std::string blob;
         for (const JournalMove &move : moves) {
-            statement.reset();
-            statement.bind(1, *key);
-            statement.bind(2, qint64(move.sequence));
-            statement.bindBytes(3, move.source.native());
-            statement.bindBytes(4, move.destination.native());
-            statement.bind(5, stored(move.original.device));
-            statement.bind(6, stored(move.original.inode));
-            statement.bind(7, qint64(move.size));
-            statement.bind(8, qint64(move.modifiedNs));
-            check(statement.step());
+            appendPath(blob, move.source, row->source);
+            appendPath(blob, move.destination, row->destinationRoot);
+            appendNumber(blob, move.original.device);
+            appendNumber(blob, move.original.inode);
+            appendNumber(blob, std::uint64_t(move.size));
+            appendNumber(blob, std::uint64_t(move.modifiedNs));
         }
+        SqliteDatabase &db = m_suite->database();
+        SqliteStatement insert = db.prepare("INSERT OR REPLACE INTO journalBatches(run, first, count, moves) VALUES (?, ?, ?, ?)");
+        insert.bind(1, row->key);
+        insert.bind(2, qint64(moves.front().sequence));
+        insert.bind(3, qint64(moves.size()));
+        insert.bindBytes(4, blob);
+        check(insert.step());
+        SqliteStatement total = db.prepare("UPDATE journalRuns SET total = max(total, ?) WHERE key = ?");
+        total.bind(1, qint64(moves.back().sequence + 1));
+        total.bind(2, row->key);
+        check(total.step());
     });
+    if (written)
+        m_pending = Pending{run, moves.back().sequence + 1};
+    return written;
+}
+
+void SqliteRunJournal::writeOutcome(qint64 runKey, const JournalMove &move, const RunRow &row, bool withState)
+{
+    SqliteStatement statement = m_suite->database().prepare(
+        "INSERT INTO journalOutcomes(run, sequence, state, destination, placedDevice, placedInode, returnedDevice,"
+        " returnedInode) VALUES (?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT(run, sequence) DO UPDATE SET"
+        " state = coalesce(excluded.state, state), destination = excluded.destination,"
+        " placedDevice = excluded.placedDevice, placedInode = excluded.placedInode,"
+        " returnedDevice = excluded.returnedDevice, returnedInode = excluded.returnedInode");
+    statement.bind(1, runKey);
+    statement.bind(2, qint64(move.sequence));
+    if (withState)
+        statement.bind(3, qint64(move.state));
+    else
+        statement.bindNull(3);
+    std::string destination;
+    appendPath(destination, move.destination, row.destinationRoot);
+    statement.bindBytes(4, destination);
+    const auto bindIdentity = [&](int column, const FileIdentity &identity) {
+        if (identity.inode) {
+            statement.bind(column, stored(identity.device));
+            statement.bind(column + 1, stored(identity.inode));
+        } else {
+            statement.bindNull(column);
+            statement.bindNull(column + 1);
+        }
+    };
+    bindIdentity(5, move.placed);
+    bindIdentity(7, move.returned);
+    check(statement.step());
 }
 
 bool SqliteRunJournal::publishing(const QUuid &run, std::int64_t sequence, const FileIdentity &copy,
                                   const Path &destination, bool returning)
 {
     return write([&] {
-        SqliteStatement statement = m_suite->database().prepare(
-            returning ? "UPDATE journalMoves SET returnedDevice = ?, returnedInode = ?"
-                        " WHERE run = (SELECT key FROM journalRuns WHERE id = ?) AND sequence = ?"
-                      : "UPDATE journalMoves SET placedDevice = ?, placedInode = ?, destination = ?"
-                        " WHERE run = (SELECT key FROM journalRuns WHERE id = ?) AND sequence = ?");
-        int column = 1;
-        statement.bind(column++, stored(copy.device));
-        statement.bind(column++, stored(copy.inode));
-        if (!returning)
-            statement.bindBytes(column++, destination.native());
-        statement.bind(column++, Json::uuidString(run));
-        statement.bind(column++, qint64(sequence));
-        check(statement.step());
+        const auto row = rowOf(run);
+        if (!row)
+            throw WriteFailed();
+        // The move as known so far, with the copy about to take its name.
+        JournalMove move;
+        bool found = false;
+        for (const JournalMove &known : movesOf(*row, sequence, sequence + 1)) {
+            move = known;
+            found = true;
+        }
+        if (!found)
+            throw WriteFailed();
+        if (returning) {
+            move.returned = copy;
+        } else {
+            move.placed = copy;
+            move.destination = destination;
+        }
+        writeOutcome(row->key, move, *row, false);
+        m_withOutcome.insert({row->key, sequence});
     });
 }
 
 bool SqliteRunJournal::settle(const QUuid &run, const std::vector<JournalMove> &moves)
 {
     return write([&] {
-        const auto key = keyOf(run);
-        if (!key)
+        auto row = rowOf(run);
+        if (!row)
             throw WriteFailed();
-        SqliteDatabase &db = m_suite->database();
-        SqliteStatement statement = db.prepare(
-            "UPDATE journalMoves SET state = ?, destination = ?, placedDevice = ?, placedInode = ?,"
-            " returnedDevice = ?, returnedInode = ? WHERE run = ? AND sequence = ?");
+        std::optional<qint64> undoneFrom = row->undoneFrom;
         for (const JournalMove &move : moves) {
-            statement.reset();
-            statement.bind(1, qint64(move.state));
-            statement.bindBytes(2, move.destination.native());
-            if (move.placed.inode) {
-                statement.bind(3, stored(move.placed.device));
-                statement.bind(4, stored(move.placed.inode));
-            } else {
-                statement.bindNull(3);
-                statement.bindNull(4);
+            // A file put back by an undo, with nothing else to say: the sweep mark covers it.
+            if (move.state == JournalMove::State::restored && !m_withOutcome.count({row->key, move.sequence})) {
+                undoneFrom = undoneFrom ? std::min(*undoneFrom, qint64(move.sequence)) : qint64(move.sequence);
+                continue;
             }
-            if (move.returned.inode) {
-                statement.bind(5, stored(move.returned.device));
-                statement.bind(6, stored(move.returned.inode));
-            } else {
-                statement.bindNull(5);
-                statement.bindNull(6);
-            }
-            statement.bind(7, *key);
-            statement.bind(8, qint64(move.sequence));
-            check(statement.step());
+            writeOutcome(row->key, move, *row, true);
+            m_withOutcome.insert({row->key, move.sequence});
         }
-        // The rest of the batch went as intended.
-        SqliteStatement rest = db.prepare("UPDATE journalMoves SET state = 1 WHERE run = ? AND state = 0");
-        rest.bind(1, *key);
-        check(rest.step());
+        SqliteStatement marks = m_suite->database().prepare(
+            "UPDATE journalRuns SET settledThrough = max(settledThrough, ?), undoneFrom = ? WHERE key = ?");
+        // The batch last intended is settled: moves not named went as intended.
+        marks.bind(1, m_pending && m_pending->run == run ? qint64(m_pending->end) : qint64(0));
+        if (undoneFrom)
+            marks.bind(2, *undoneFrom);
+        else
+            marks.bindNull(2);
+        marks.bind(3, row->key);
+        check(marks.step());
     });
 }
 
 bool SqliteRunJournal::addFolders(const QUuid &run, const std::vector<Path> &folders)
 {
     return write([&] {
-        const auto key = keyOf(run);
-        if (!key)
+        const auto row = rowOf(run);
+        if (!row)
             throw WriteFailed();
         SqliteStatement statement = m_suite->database().prepare("INSERT INTO journalFolders(run, path) VALUES (?, ?)");
         for (const Path &folder : folders) {
             statement.reset();
-            statement.bind(1, *key);
+            statement.bind(1, row->key);
             statement.bindBytes(2, folder.native());
             check(statement.step());
         }
@@ -272,31 +380,80 @@ std::optional<JournalRun> SqliteRunJournal::run(const QUuid &id)
     return runFrom(statement);
 }
 
-std::vector<JournalMove> SqliteRunJournal::moves(const QUuid &run)
+std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 from, qint64 to)
 {
     std::vector<JournalMove> found;
-    if (!m_ready)
-        return found;
-    SqliteStatement statement = m_suite->database().prepare(
-        "SELECT sequence, source, destination, device, inode, size, modifiedNs, placedDevice, placedInode,"
-        " returnedDevice, returnedInode, state FROM journalMoves"
-        " WHERE run = (SELECT key FROM journalRuns WHERE id = ?) ORDER BY sequence");
-    statement.bind(1, Json::uuidString(run));
-    while (statement.step() == SQLITE_ROW) {
-        JournalMove move;
-        move.sequence = statement.columnInteger(0);
-        move.source = pathFrom(statement.columnBlob(1));
-        move.destination = pathFrom(statement.columnBlob(2));
-        move.original = {std::uint64_t(statement.columnInteger(3)), std::uint64_t(statement.columnInteger(4))};
-        move.size = statement.columnInteger(5);
-        move.modifiedNs = statement.columnInteger(6);
-        move.placed = {std::uint64_t(statement.columnInteger(7)), std::uint64_t(statement.columnInteger(8))};
-        move.returned = {std::uint64_t(statement.columnInteger(9)), std::uint64_t(statement.columnInteger(10))};
-        const qint64 state = statement.columnInteger(11);
-        move.state = state >= 0 && state <= 3 ? JournalMove::State(state) : JournalMove::State::notMoved;
-        found.push_back(std::move(move));
+    SqliteDatabase &db = m_suite->database();
+    SqliteStatement batches = db.prepare(
+        "SELECT first, count, moves FROM journalBatches WHERE run = ? AND first < ? AND first + count > ? ORDER BY first");
+    batches.bind(1, row.key);
+    batches.bind(2, to);
+    batches.bind(3, from);
+    while (batches.step() == SQLITE_ROW) {
+        const qint64 first = batches.columnInteger(0);
+        const qint64 count = batches.columnInteger(1);
+        const QByteArray blob = batches.columnBlob(2);
+        const char *in = blob.constData();
+        const char *end = in + blob.size();
+        for (qint64 i = 0; i < count; ++i) {
+            JournalMove move;
+            move.sequence = first + i;
+            auto source = readPath(in, end, row.source);
+            auto destination = source ? readPath(in, end, row.destinationRoot) : std::nullopt;
+            if (!destination || end - in < 32)
+                break; // a damaged batch: what it held can't be told
+            move.source = std::move(*source);
+            move.destination = std::move(*destination);
+            move.original.device = readNumber(in);
+            move.original.inode = readNumber(in);
+            move.size = std::int64_t(readNumber(in));
+            move.modifiedNs = std::int64_t(readNumber(in));
+            if (move.sequence >= row.settledThrough)
+                move.state = JournalMove::State::intended;
+            else if (row.undoneFrom && move.sequence >= *row.undoneFrom)
+                move.state = JournalMove::State::restored;
+            else
+                move.state = JournalMove::State::moved;
+            if (move.sequence >= from && move.sequence < to)
+                found.push_back(std::move(move));
+        }
+    }
+    SqliteStatement outcomes = db.prepare(
+        "SELECT sequence, state, destination, placedDevice, placedInode, returnedDevice, returnedInode"
+        " FROM journalOutcomes WHERE run = ? AND sequence >= ? AND sequence < ? ORDER BY sequence");
+    outcomes.bind(1, row.key);
+    outcomes.bind(2, from);
+    outcomes.bind(3, to);
+    auto next = found.begin();
+    while (outcomes.step() == SQLITE_ROW) {
+        const qint64 sequence = outcomes.columnInteger(0);
+        m_withOutcome.insert({row.key, sequence});
+        next = std::lower_bound(next, found.end(), sequence,
+                                [](const JournalMove &move, qint64 value) { return move.sequence < value; });
+        if (next == found.end() || next->sequence != sequence)
+            continue;
+        if (outcomes.columnType(1) != SQLITE_NULL) {
+            const qint64 state = outcomes.columnInteger(1);
+            next->state = state >= 0 && state <= 3 ? JournalMove::State(state) : JournalMove::State::notMoved;
+        }
+        const QByteArray destination = outcomes.columnBlob(2);
+        const char *in = destination.constData();
+        if (auto path = readPath(in, in + destination.size(), row.destinationRoot))
+            next->destination = std::move(*path);
+        next->placed = {std::uint64_t(outcomes.columnInteger(3)), std::uint64_t(outcomes.columnInteger(4))};
+        next->returned = {std::uint64_t(outcomes.columnInteger(5)), std::uint64_t(outcomes.columnInteger(6))};
     }
     return found;
+}
+
+std::vector<JournalMove> SqliteRunJournal::moves(const QUuid &run)
+{
+    if (!m_ready)
+        return {};
+    const auto row = rowOf(run);
+    if (!row)
+        return {};
+    return movesOf(*row, 0, std::numeric_limits<qint64>::max());
 }
 
 std::vector<Path> SqliteRunJournal::folders(const QUuid &run)
@@ -326,8 +483,8 @@ void SqliteRunJournal::prune(DefaultsSuite &suite, const QSet<QUuid> &kept)
     for (const auto &[key, id] : finished) {
         if (kept.contains(id))
             continue;
-        for (const char *sql : {"DELETE FROM journalMoves WHERE run = ?", "DELETE FROM journalFolders WHERE run = ?",
-                                "DELETE FROM journalRuns WHERE key = ?"}) {
+        for (const char *sql : {"DELETE FROM journalBatches WHERE run = ?", "DELETE FROM journalOutcomes WHERE run = ?",
+                                "DELETE FROM journalFolders WHERE run = ?", "DELETE FROM journalRuns WHERE key = ?"}) {
             SqliteStatement statement = db.prepare(sql);
             statement.bind(1, key);
             statement.step();

@@ -7,6 +7,8 @@
 #include <QSet>
 
 #include <memory>
+#include <optional>
+#include <unordered_set>
 
 namespace sorvanel {
 
@@ -41,11 +43,38 @@ public:
     static bool prepareTables(DefaultsSuite &suite);
 
 private:
-    std::optional<qint64> keyOf(const QUuid &run);
+    struct RunRow
+    {
+        qint64 key = 0;
+        std::string source;
+        std::string destinationRoot;
+        qint64 settledThrough = 0;
+        std::optional<qint64> undoneFrom;
+    };
+    // The batch last intended by this journal: settling it moves the run's mark past it.
+    struct Pending
+    {
+        QUuid run;
+        qint64 end = 0;
+    };
+    struct KeyHash
+    {
+        std::size_t operator()(const std::pair<qint64, qint64> &key) const noexcept
+        {
+            return std::hash<qint64>()(key.first * 1000003 ^ key.second);
+        }
+    };
+
+    std::optional<RunRow> rowOf(const QUuid &run);
+    std::vector<JournalMove> movesOf(const RunRow &row, qint64 from, qint64 to);
+    void writeOutcome(qint64 runKey, const JournalMove &move, const RunRow &row, bool withState);
     bool write(const std::function<void()> &body);
 
     std::shared_ptr<DefaultsSuite> m_suite;
     bool m_ready = false;
+    std::optional<Pending> m_pending;
+    // The moves known to have an outcome row, which the sweep of an undo must not cover.
+    std::unordered_set<std::pair<qint64, qint64>, KeyHash> m_withOutcome;
 };
 
 } // namespace sorvanel

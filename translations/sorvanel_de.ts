@@ -501,7 +501,7 @@
     </message>
     <message>
         <source>Undone</source>
-        <translation>Rückgängig gemacht</translation>
+        <translation>Widerrufen</translation>
     </message>
     <message>
         <source>Undo Run…</source>

@@ -81,6 +81,8 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
     addList(u"history"_qs, {24, 14, 3, true, Qt::ElideRight, Qt::ElideRight}, L10n::text("No Runs Yet"), u"clock.arrow.circlepath"_qs);
     m_entries = new HistoryListModel(model, m_list);
     m_list->setModel(m_entries);
+    // A run is chosen to be undone: the list shows which.
+    m_list->setSelectionMode(QAbstractItemView::SingleSelection);
 
     auto *footer = new QHBoxLayout;
     auto *note = new QLabel(L10n::text("The latest 50 runs are retained."), this);

@@ -16,6 +16,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <string>
+#include <string_view>
 
 namespace sorvanel {
 
@@ -47,48 +49,98 @@ QJsonArray issuesJson(const QList<OrganizationIssue> &issues)
     return array;
 }
 
-// A file name fit for a terminal: control characters (escape sequences, a
-// newline that would split the line) are shown as escapes, not obeyed.
-QString terminalSafe(const QString &text)
+// Names are written the way ls writes them to a terminal (its "shell-escape"
+// quoting): as they are when nothing in them needs care; in single quotes
+// when they hold spaces or characters a shell would act on; and control
+// characters or bytes that are not UTF-8 as $'\n' or $'\033' outside the
+// quotes. An escape sequence in a downloaded file's name is shown, not
+// obeyed, one name is always one line, and every name can be pasted into a shell.
+void appendQuoted(std::string &out, std::string_view bytes)
 {
-    QString out;
-    out.reserve(text.size());
-    for (const QChar c : text) {
-        const char16_t u = c.unicode();
-        if (u < 0x20 || u == 0x7f || (u >= 0x80 && u < 0xa0))
-            out += QStringLiteral("\\x%1").arg(int(u), 2, 16, QChar(u'0'));
-        else
-            out += c;
-    }
-    return out;
-}
-
-// The same for a path's bytes, which go out as they are otherwise: exact even
-// where a name is not UTF-8. Appends to `out`.
-void appendTerminalSafe(std::string &out, const std::string &bytes)
-{
-    const auto special = [](char c) {
-        const auto u = static_cast<unsigned char>(c);
-        return u < 0x20 || u == 0x7f || u == 0xc2; // 0xc2 leads the C1 controls in UTF-8
+    // The length of the printable character at `i`, or 0 for a control
+    // character or a byte that does not start valid UTF-8.
+    const auto printable = [&](std::size_t i) -> std::size_t {
+        const auto c = static_cast<unsigned char>(bytes[i]);
+        if (c < 0x80)
+            return c < 0x20 || c == 0x7f ? 0 : 1;
+        const std::size_t length = c >= 0xf0 && c < 0xf5 ? 4 : c >= 0xe0 ? 3 : c >= 0xc2 && c < 0xe0 ? 2 : 0;
+        if (length == 0 || i + length > bytes.size())
+            return 0;
+        for (std::size_t k = 1; k < length; ++k) {
+            if ((static_cast<unsigned char>(bytes[i + k]) & 0xc0) != 0x80)
+                return 0;
+        }
+        if (c == 0xc2 && static_cast<unsigned char>(bytes[i + 1]) < 0xa0)
+            return 0; // a C1 control character
+        return length;
     };
-    if (std::none_of(bytes.begin(), bytes.end(), special)) {
+    const auto plainCharacter = [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
+            || std::string_view("%+,-./:=@_").find(c) != std::string_view::npos || static_cast<unsigned char>(c) >= 0x80;
+    };
+    bool plain = !bytes.empty();
+    bool control = false;
+    for (std::size_t i = 0; i < bytes.size();) {
+        const std::size_t length = printable(i);
+        if (length == 0) {
+            control = true;
+            ++i;
+            continue;
+        }
+        plain = plain && plainCharacter(bytes[i]);
+        i += length;
+    }
+    if (plain && !control) {
         out += bytes; // nearly every name
         return;
     }
-    char escape[8];
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        const auto c = static_cast<unsigned char>(bytes[i]);
-        if (c < 0x20 || c == 0x7f) {
-            std::snprintf(escape, sizeof escape, "\\x%02x", c);
-            out += escape;
-        } else if (c == 0xc2 && i + 1 < bytes.size() && static_cast<unsigned char>(bytes[i + 1]) >= 0x80
-                   && static_cast<unsigned char>(bytes[i + 1]) < 0xa0) {
-            std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(bytes[++i]));
-            out += escape; // a C1 control character
-        } else {
-            out += char(c);
-        }
+    // A quote and nothing a shell expands inside double quotes: "it's.pdf".
+    if (!control && bytes.find('\'') != std::string_view::npos && bytes.find_first_of("$`\\\"!") == std::string_view::npos) {
+        out += '"';
+        out += bytes;
+        out += '"';
+        return;
     }
+    bool quoted = false;
+    char escape[8];
+    for (std::size_t i = 0; i < bytes.size();) {
+        const std::size_t length = printable(i);
+        if (length == 0) {
+            if (quoted)
+                out += '\'';
+            quoted = false;
+            const auto c = static_cast<unsigned char>(bytes[i++]);
+            if (c == '\n')
+                out += "$'\\n'";
+            else if (c == '\t')
+                out += "$'\\t'";
+            else {
+                std::snprintf(escape, sizeof escape, "$'\\%03o'", c);
+                out += escape;
+            }
+            continue;
+        }
+        if (bytes[i] == '\'') {
+            out += quoted ? "'\\'" : "\\'";
+            quoted = false;
+            ++i;
+            continue;
+        }
+        if (!quoted)
+            out += '\'';
+        quoted = true;
+        out.append(bytes.substr(i, length));
+        i += length;
+    }
+    if (quoted)
+        out += '\'';
+}
+
+QString terminalSafe(const QString &text)
+{
+    std::string out;
+    appendQuoted(out, text.toStdString());
+    return QString::fromStdString(out);
 }
 
 QJsonArray skippedJson(const std::vector<SkippedFile> &skipped)
@@ -341,9 +393,9 @@ int CommandLine::preview(SettingsStore &store, bool json)
         m_out.flush();
         std::string lines;
         for (const auto &move : plan.moves) {
-            appendTerminalSafe(lines, move.sourceURL.native());
+            appendQuoted(lines, move.sourceURL.native());
             lines += " \u2192 ";
-            appendTerminalSafe(lines, move.destinationURL.native());
+            appendQuoted(lines, move.destinationURL.native());
             lines += '\n';
             if (lines.size() > (1 << 16)) {
                 std::fwrite(lines.data(), 1, lines.size(), stdout);
@@ -505,6 +557,14 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
     }
     if (action == u"unset" && arguments.size() == 2) {
         defaults.remove(arguments[1]);
+        return success;
+    }
+    const bool folderKey = arguments.size() >= 2 && (arguments[1] == u"sourcePath" || arguments[1] == u"destinationPath");
+    if (action == u"set" && arguments.size() == 3 && folderKey) {
+        // A folder takes the exact bytes it was given: its name need not be UTF-8.
+        const bool raw = m_rawArguments.size() == std::size_t(arguments.size()) + 1;
+        const std::string bytes = raw ? m_rawArguments.back() : arguments[2].toStdString();
+        defaults.set(arguments[1], SettingsStore::folderValue(Path(bytes)));
         return success;
     }
     if (action == u"set" && (arguments.size() == 3 || arguments.size() == 5)) {

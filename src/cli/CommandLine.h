@@ -4,6 +4,9 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include <string>
+#include <vector>
+
 namespace sorvanel {
 
 class SettingsStore;
@@ -20,6 +23,9 @@ public:
 
     // `arguments` without the program name.
     int run(const QStringList &arguments);
+    // The same arguments as the bytes they were given as: a folder set with
+    // `settings set sourcePath` keeps a name that is not UTF-8 exactly.
+    void setRawArguments(std::vector<std::string> arguments) { m_rawArguments = std::move(arguments); }
 
 private:
     int preview(SettingsStore &store, bool json);
@@ -37,6 +43,7 @@ private:
 
     QTextStream &m_out;
     QTextStream &m_err;
+    std::vector<std::string> m_rawArguments;
 };
 
 } // namespace sorvanel

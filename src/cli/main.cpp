@@ -4,7 +4,10 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 int main(int argc, char *argv[])
 {
@@ -17,6 +20,7 @@ int main(int argc, char *argv[])
     sorvanel::CommandLine commandLine(out, err);
     QStringList arguments = QCoreApplication::arguments();
     arguments.removeFirst();
+    commandLine.setRawArguments(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
     const int status = commandLine.run(arguments);
     out.flush();
     err.flush();

@@ -97,8 +97,8 @@ StoredSettings SettingsStore::load() const
     const QDateTime defaultTime = QDateTime(localNow.date(), QTime(22, 0), localNow.timeZone()).toUTC();
 
     StoredSettings settings;
-    settings.sourceURL = pathFromText(m_defaults->string(Key::sourcePath).value_or(downloads));
-    settings.destinationURL = pathFromText(m_defaults->string(Key::destinationPath).value_or(defaultDestination));
+    settings.sourceURL = folder(Key::sourcePath).value_or(pathFromText(downloads));
+    settings.destinationURL = folder(Key::destinationPath).value_or(pathFromText(defaultDestination));
     settings.sourceBookmark = m_defaults->data(Key::sourceBookmark);
     settings.destinationBookmark = m_defaults->data(Key::destinationBookmark);
     settings.thresholdMB = m_defaults->integer(Key::thresholdMB).value_or(500);
@@ -108,10 +108,31 @@ StoredSettings SettingsStore::load() const
     return settings;
 }
 
+DefaultsValue SettingsStore::folderValue(const Path &folder)
+{
+    // A name that is not UTF-8 has no text form: its bytes are kept as data.
+    const QByteArray bytes = QByteArray::fromStdString(folder.native());
+    const QString text = QString::fromUtf8(bytes);
+    return text.toUtf8() == bytes ? DefaultsValue::string(text) : DefaultsValue::data(bytes);
+}
+
+std::optional<Path> SettingsStore::folder(const QString &key) const
+{
+    const auto value = m_defaults->object(key);
+    if (!value)
+        return std::nullopt;
+    if (value->type == ValueType::string)
+        return pathFromText(value->value.toString());
+    // Bytes count only as a whole path: anything else is no folder of ours.
+    if (value->type == ValueType::data && value->value.toByteArray().startsWith('/'))
+        return Path(value->value.toByteArray().toStdString());
+    return std::nullopt;
+}
+
 void SettingsStore::saveFolder(const Path &url, const std::optional<QByteArray> &bookmark, bool isSource)
 {
     m_defaults->transaction([&] {
-        m_defaults->set(isSource ? Key::sourcePath : Key::destinationPath, DefaultsValue::string(displayPath(url)));
+        m_defaults->set(isSource ? Key::sourcePath : Key::destinationPath, folderValue(url));
         const QString &bookmarkKey = isSource ? Key::sourceBookmark : Key::destinationBookmark;
         if (bookmark)
             m_defaults->set(bookmarkKey, DefaultsValue::data(*bookmark));

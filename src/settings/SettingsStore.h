@@ -50,6 +50,10 @@ public:
     const std::shared_ptr<DefaultsSuite> &suite() const { return m_defaults; }
 
     StoredSettings load() const;
+    // How a folder is stored: as text, or where its name is not UTF-8 as its exact bytes.
+    static DefaultsValue folderValue(const Path &folder);
+    // The folder stored under `key`, either way.
+    std::optional<Path> folder(const QString &key) const;
     void saveFolder(const Path &url, const std::optional<QByteArray> &bookmark, bool isSource);
     void saveThreshold(qint64 thresholdMB);
     void saveAutomaticEnabled(bool enabled);

@@ -19,6 +19,9 @@
 #include <QLineEdit>
 #include <QLocale>
 #include <QMessageBox>
+#include <QScreen>
+
+#include <algorithm>
 #include <QTimer>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -325,10 +328,27 @@ void ContentView::updateSummary()
     counts->addStretch();
 }
 
+void ContentView::placeOverWindow(QWidget *sheet) const
+{
+    // Centred over the window's content, never over its title bar, and
+    // within the screen the window is on.
+    const QRect content = window()->geometry();
+    const QSize size = sheet->size().expandedTo(sheet->minimumSizeHint());
+    QPoint topLeft(content.center().x() - size.width() / 2,
+                   content.top() + std::max(0, (content.height() - size.height()) / 2));
+    if (const QScreen *screen = window()->screen()) {
+        const QRect available = screen->availableGeometry();
+        topLeft.setX(std::clamp(topLeft.x(), available.left(), std::max(available.left(), available.right() - size.width())));
+        topLeft.setY(std::clamp(topLeft.y(), available.top(), std::max(available.top(), available.bottom() - size.height())));
+    }
+    sheet->move(topLeft);
+}
+
 void ContentView::present(QWidget *sheet, bool shows)
 {
     if (shows && !sheet->isVisible()) {
         emit presentationRequested();
+        placeOverWindow(sheet);
         static_cast<QDialog *>(sheet)->open();
     } else if (!shows && sheet->isVisible()) {
         sheet->hide();

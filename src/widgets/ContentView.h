@@ -60,6 +60,7 @@ private:
     void updateRunning();
     void updateSummary();
     void updateAlert();
+    void placeOverWindow(QWidget *sheet) const;
     void present(QWidget *sheet, bool shows);
 
     AppModel &m_model;

@@ -102,6 +102,79 @@ private slots:
         QVERIFY(!text.out.contains('\x1b'));
     }
 
+    void namesAreQuotedTheWayLsDoes_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QByteArray>("shown"); // as `ls --quoting-style=shell-escape` shows it
+        QTest::newRow("plain") << QByteArray("plain.pdf") << QByteArray("plain.pdf");
+        QTest::newRow("space") << QByteArray("two words.pdf") << QByteArray("'two words.pdf'");
+        QTest::newRow("quote") << QByteArray("it's.pdf") << QByteArray("\"it's.pdf\"");
+        QTest::newRow("quote and dollar") << QByteArray("it's $5.pdf") << QByteArray("'it'\\''s $5.pdf'");
+        QTest::newRow("escape sequence and newline")
+            << QByteArray("evil\x1b[2J\nname.txt") << QByteArray("'evil'$'\\033''[2J'$'\\n''name.txt'");
+        QTest::newRow("not UTF-8") << QByteArray("\xff.bin") << QByteArray("$'\\377''.bin'");
+        QTest::newRow("umlaut") << QByteArray("Übersicht.pdf") << QByteArray("Übersicht.pdf");
+    }
+
+    // Preview lists each name quoted as ls would: on one line, and such that
+    // a shell reading it gets the exact name back.
+    void namesAreQuotedTheWayLsDoes()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(QByteArray, shown);
+        cli({u"settings"_qs, u"set"_qs, u"destinationPath"_qs, u"/sorted"_qs});
+        writeFile(downloads() / name.toStdString(), "x", longAgo());
+        const Run text = cli({u"preview"_qs});
+        QCOMPARE(text.status, 0);
+        const QByteArray line = text.out.left(text.out.indexOf('\n'));
+        const QByteArray source = line.left(line.indexOf(" \u2192 "));
+        const QByteArray prefix = QFile::encodeName(m_home->downloads()) + '/';
+        // The folder part is plain; a quoted name quotes the whole path.
+        QByteArray expected = shown;
+        if (shown.startsWith('\'') || shown.startsWith('"'))
+            expected.insert(1, prefix);
+        else if (shown.startsWith('$'))
+            expected.prepend("'" + prefix + "'");
+        else
+            expected.prepend(prefix);
+        QCOMPARE(source, expected);
+        // Pasted into a shell, it is the exact path again.
+        QProcess shell;
+        shell.start(u"bash"_qs, {u"-c"_qs, u"printf %s "_qs + QString::fromUtf8(source)});
+        QVERIFY(shell.waitForFinished());
+        QCOMPARE(shell.readAllStandardOutput(), prefix + name);
+    }
+
+    // A folder whose name is not UTF-8 is stored and used by its exact
+    // bytes, as source and as destination: no look-alike folder appears.
+    void foldersWhoseNamesAreNotUtf8()
+    {
+        const Path home = toPath(m_home->path());
+        const Path source = home / "Down\xfcloads";
+        std::filesystem::create_directories(std::filesystem::path(source));
+        writeFile(source / "a.pdf", "a", longAgo());
+        // Through a shell, so that the bytes reach the program as they are.
+        for (const auto &[key, name] : {std::pair{u"sourcePath"_qs, "Down\\374loads"}, std::pair{u"destinationPath"_qs, "Sort\\351"}}) {
+            QProcess set;
+            set.start(u"bash"_qs, {u"-c"_qs, u"\"$0\" settings set %1 \"$(printf '%s/%2' \"$1\")\""_qs.arg(key, QLatin1String(name)),
+                                  QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), m_home->path()});
+            QVERIFY(set.waitForFinished());
+            QCOMPARE(set.exitCode(), 0);
+        }
+        QCOMPARE(cli({u"organize"_qs}).status, 0);
+        QStringList filed;
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(std::filesystem::path(home / "Sort\xe9")))
+            filed << QString::fromStdString(entry.path().filename().native());
+        QVERIFY2(filed.contains(u"a.pdf"_qs), qPrintable(filed.join(u',')));
+        QVERIFY(!std::filesystem::exists(std::filesystem::path(source / "a.pdf")));
+        // Nothing else was made in the home folder.
+        QStringList folders;
+        for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(home)))
+            folders << QString::fromUtf8(entry.path().filename().native());
+        folders.sort();
+        QCOMPARE(folders, (QStringList{u".config"_qs, u"Downloads"_qs, u"Down\ufffdloads"_qs, u"Sort\ufffd"_qs}));
+    }
+
     void previewMovesNothing()
     {
         writeFile(downloads() / "a.pdf", "a", longAgo());

@@ -160,6 +160,23 @@ private slots:
         QVERIFY((window.geometry().center() - available.center()).manhattanLength() <= 2);
     }
 
+    // Each sheet opens centred over the window's content, below its title
+    // bar, and stays on the screen.
+    void sheetsOpenCentredOverTheWindow()
+    {
+        const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+        for (const auto &[show, sheet] : {std::pair{&AppModel::setShowsHistory, static_cast<QWidget *>(view()->historySheet())},
+                                          std::pair{&AppModel::setShowsIssues, static_cast<QWidget *>(view()->issuesSheet())}}) {
+            (model().*show)(true);
+            QTRY_VERIFY(sheet->isVisible());
+            const QRect content = m_window->geometry();
+            QVERIFY2(sheet->geometry().top() >= content.top(), qPrintable(QStringLiteral("%1 < %2").arg(sheet->geometry().top()).arg(content.top())));
+            QVERIFY(std::abs(sheet->geometry().center().x() - content.center().x()) <= 1);
+            QVERIFY(available.contains(sheet->geometry()));
+            (model().*show)(false);
+        }
+    }
+
     void aboutWindowClosesWithEscapeAndCtrlW_data()
     {
         QTest::addColumn<QKeySequence>("keys");

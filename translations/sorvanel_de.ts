@@ -531,5 +531,13 @@
         <source>Undo</source>
         <translation>Rückgängig machen</translation>
     </message>
+    <message>
+        <source>The destination drive does not allow this name.</source>
+        <translation>Das Ziellaufwerk erlaubt diesen Namen nicht.</translation>
+    </message>
+    <message>
+        <source>The file is larger than the destination drive allows.</source>
+        <translation>Die Datei ist größer, als das Ziellaufwerk erlaubt.</translation>
+    </message>
 </context>
 </TS>

@@ -26,6 +26,8 @@ public:
         changedDuringCopy = -1, // the source changed while it was copied to another drive
         unknownRead = -2,       // a file whose date or size could not be read
         beingWritten = -3,      // another program holds the file open for writing
+        nameRefused = -4,       // the destination's file system does not allow the name
+        tooLargeForDrive = -5,  // the destination's file system does not allow files this large
     };
 
     FileError() = default;
@@ -78,8 +80,11 @@ struct FileStamp
 };
 
 // Called with our finished copy on another drive right before it is
-// published; false stops the move and the copy goes.
-using PublishCheck = std::function<bool(const FileIdentity &copy)>;
+// published; false stops the move and the copy goes. Where the file system
+// has neither a no-replace rename nor hard links, the final name is first
+// reserved with an empty file: then it is called once more, with the
+// reservation's identity, before the copy is renamed over it.
+using PublishCheck = std::function<bool(const FileStamp &copy, const FileIdentity &reservation)>;
 
 struct DirectoryEntry
 {
@@ -140,6 +145,11 @@ public:
     // The name under which the folder holds that file, if it does.
     virtual std::optional<Path> findFile(const Path &folder, const FileIdentity &identity) = 0;
 
+    // Whether names in the folder (or, while it does not exist yet, in the
+    // nearest folder above it) ignore case, as on FAT, exFAT and NTFS seen
+    // from Windows: found by asking for a name of it in the other case.
+    virtual bool ignoresCase(const Path &folder) { (void)folder; return false; }
+
     // Where a file system can't make anonymous files, a copy to another drive
     // is written under a hidden ".sorvanel-NUMBER.partial" name in the `within`
     // root. A crash can leave one behind; it is never the only copy of a file
@@ -175,6 +185,7 @@ public:
     FileError removeFile(const Path &path, const FileIdentity &expected) override;
     bool removeEmptyFolder(const Path &path) override;
     std::optional<Path> findFile(const Path &folder, const FileIdentity &identity) override;
+    bool ignoresCase(const Path &folder) override;
     void removeLeftoverCopies(const Path &root) override;
     void closeFolders() override;
     Path resolvingSymlinks(const Path &path) override;
@@ -184,6 +195,12 @@ protected:
     // target is `name` in the folder open as `folder`.
     virtual FileError renameNoReplace(const Path &source, int folder, const char *name);
     FileError linkThenUnlink(const Path &source, int folder, const char *name);
+    // The last way to take a name without replacing anything: reserve it
+    // with an empty file made with O_EXCL, then rename `fromName` (in
+    // `fromFolder`) over that reservation while it is still ours. `file` is
+    // the file that takes the name, for whoever keeps account.
+    FileError renameOverReservation(int fromFolder, const char *fromName, int folder, const char *name,
+                                    const FileStamp &file);
     virtual FileError copyAcrossDevices(const Path &source, int folder, const char *name);
     // Copies the bytes of one open file into another; tests make it fail.
     virtual int copyContents(int from, int to);

@@ -511,6 +511,29 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
         }
     });
 
+    // Where the destination ignores case, "Report.PDF" and "report.pdf" are
+    // one name: against the folder's names and among the files planned into
+    // it, the later one in name order clashes.
+    const bool foldCase = !plan.moves.empty() && m_fileManager->ignoresCase(plan.destinationRoot);
+    const auto key = [foldCase](std::string_view name) {
+        return foldCase ? QString::fromUtf8(name.data(), qsizetype(name.size())).toCaseFolded().toStdString()
+                        : std::string(name);
+    };
+    if (foldCase) {
+        for (TargetFolder &folder : folders) {
+            std::unordered_set<std::string> folded;
+            for (const std::string &name : folder.taken)
+                folded.insert(key(name));
+            folder.taken = std::move(folded);
+        }
+        std::vector<std::unordered_set<std::string>> planned(folders.size());
+        for (std::size_t k = 0; k < movers.size(); ++k) {
+            const std::string folded = key(filenameOf(plan.moves[k].sourceURL));
+            const std::size_t f = folderOf(movers[k]);
+            clashes[k] = folders[f].taken.count(folded) > 0 || !planned[f].insert(folded).second;
+        }
+    }
+
     // The clashes, in name order: each gets the first counter name that is
     // free on disk, among the files planned into its folder and in the
     // source folder.
@@ -523,7 +546,7 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
     for (std::size_t k = 0; k < movers.size(); ++k) {
         TargetFolder &folder = folders[folderOf(movers[k])];
         if (folder.hasClash && !clashes[k])
-            folder.ownNames.emplace(filenameOf(plan.moves[k].sourceURL));
+            folder.ownNames.emplace(key(filenameOf(plan.moves[k].sourceURL)));
     }
     for (std::size_t k = 0; k < movers.size(); ++k) {
         if (!clashes[k])
@@ -534,11 +557,11 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
             std::string(filenameOf(move.sourceURL)), folder.path,
             [&](const Path &candidate) {
                 const std::string name(filenameOf(candidate));
-                return folder.taken.count(name) > 0 || folder.ownNames.count(name) > 0
+                return folder.taken.count(key(name)) > 0 || folder.ownNames.count(key(name)) > 0
                     || m_fileManager->itemExists(configuration.sourceURL / name);
             },
             &folder.hints);
-        folder.taken.emplace(filenameOf(move.destinationURL));
+        folder.taken.emplace(key(filenameOf(move.destinationURL)));
     }
     return plan;
 }
@@ -651,11 +674,13 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
         createdFolders.clear();
     };
     FileIdentity copyPublished;
+    std::int64_t copyModifiedNs = 0;
     std::int64_t sequence = 0;
     const Path *target = nullptr;
-    const PublishCheck beforePublish = [&](const FileIdentity &copy) {
-        copyPublished = copy;
-        return journal->publishing(runId, sequence - 1, copy, *target, false);
+    const PublishCheck beforePublish = [&](const FileStamp &copy, const FileIdentity &reservation) {
+        copyPublished = copy.identity;
+        copyModifiedNs = copy.modifiedNs;
+        return journal->publishing(runId, sequence - 1, copy, *target, false, reservation);
     };
 
     for (const PlannedMove &move : plan.moves) {
@@ -683,6 +708,7 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
             if (destination)
                 entry.destination = *destination;
             entry.placed = copyPublished.inode ? copyPublished : move.sourceIdentity;
+            entry.placedModifiedNs = copyPublished.inode ? copyModifiedNs : 0;
             settled.push_back(std::move(entry));
         };
         copyPublished = {};

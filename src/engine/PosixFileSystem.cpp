@@ -35,6 +35,16 @@ bool sameFile(const struct stat &a, const struct stat &b)
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+FileStamp stampFrom(const struct stat &info)
+{
+    FileStamp stamp;
+    stamp.identity = {std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)};
+    stamp.size = info.st_size;
+    stamp.modifiedNs = std::int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+    stamp.isRegularFile = S_ISREG(info.st_mode);
+    return stamp;
+}
+
 bool sameContentStamp(const struct stat &a, const struct stat &b)
 {
     return sameFile(a, b) && a.st_size == b.st_size && a.st_mtim.tv_sec == b.st_mtim.tv_sec
@@ -152,6 +162,10 @@ QString FileError::localizedDescription() const
                                 {m_writer.program.isEmpty() ? L10n::text("Another program") : m_writer.program,
                                  QString::number(m_writer.pid)});
         return L10n::text("Another program is still writing this file; it stays where it is.");
+    case nameRefused:
+        return L10n::text("The destination drive does not allow this name.");
+    case tooLargeForDrive:
+        return L10n::text("The file is larger than the destination drive allows.");
     default:
         break;
     }
@@ -426,15 +440,51 @@ FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const 
         return copyAcrossDevices(source, folder, name);
     if (error != EPERM && error != EOPNOTSUPP && error != EMLINK && error != ENOSYS)
         return FileError(error);
-    // No hard links here either (FAT, some FUSE file systems): a checked plain
-    // rename. Only other programs can race it; our own runs hold the lock.
+    // No hard links here either (some FUSE file systems): rename over a reservation.
     struct stat info;
-    if (::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0)
+    if (::lstat(source.c_str(), &info) != 0)
+        return FileError(errno);
+    return renameOverReservation(AT_FDCWD, source.c_str(), folder, name, stampFrom(info));
+}
+
+FileError PosixFileSystem::renameOverReservation(int fromFolder, const char *fromName, int folder, const char *name,
+                                                 const FileStamp &file)
+{
+    // O_EXCL fails on any item of that name, a link included, and where the
+    // file system ignores case, on a name that differs only in case.
+    if (m_beforePublish && !(*m_beforePublish)(file, {}))
+        return FileError(EIO);
+    const Descriptor reservation(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!reservation) {
+        // In a folder that is there, a name that can't be made is one the
+        // file system refuses: characters FAT and exFAT don't allow, bytes
+        // that are not UTF-8 where names are stored as UTF-16.
+        const int error = errno;
+        return FileError(error == EILSEQ || error == EINVAL || error == ENOENT ? int(FileError::nameRefused) : error);
+    }
+    struct stat reserved;
+    ::fstat(reservation.get(), &reserved);
+    const FileIdentity reservedIdentity{std::uint64_t(reserved.st_dev), std::uint64_t(reserved.st_ino)};
+    // The empty reservation is ours to remove again, but only while the name holds it.
+    const auto release = [&] {
+        struct stat now;
+        if (::fstatat(folder, name, &now, AT_SYMLINK_NOFOLLOW) == 0 && sameFile(now, reserved) && now.st_size == 0)
+            ::unlinkat(folder, name, 0);
+    };
+    if (m_beforePublish && !(*m_beforePublish)(file, reservedIdentity)) {
+        release();
+        return FileError(EIO);
+    }
+    // Another program could only slip in by replacing our reservation in the
+    // microseconds between this test and the rename; our own runs hold the lock.
+    struct stat now;
+    if (::fstatat(folder, name, &now, AT_SYMLINK_NOFOLLOW) != 0 || !sameFile(now, reserved) || now.st_size != 0)
         return FileError(EEXIST);
-    if (errno != ENOENT)
-        return FileError(errno);
-    if (::renameat(AT_FDCWD, source.c_str(), folder, name) != 0)
-        return FileError(errno);
+    if (::renameat(fromFolder, fromName, folder, name) != 0) {
+        const int error = errno;
+        release();
+        return FileError(error);
+    }
     return {};
 }
 
@@ -486,12 +536,7 @@ std::optional<FileStamp> PosixFileSystem::stampOf(const Path &path, const Path &
                                   : ::lstat(path.c_str(), &info);
     if (found != 0)
         return std::nullopt;
-    FileStamp stamp;
-    stamp.identity = {std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)};
-    stamp.size = info.st_size;
-    stamp.modifiedNs = std::int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
-    stamp.isRegularFile = S_ISREG(info.st_mode);
-    return stamp;
+    return stampFrom(info);
 }
 
 FileError PosixFileSystem::removeFile(const Path &path, const FileIdentity &expected)
@@ -586,7 +631,7 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
 
     if (const int error = copyContents(from.get(), copy.get())) {
         discard();
-        return FileError(error);
+        return FileError(error == EFBIG ? int(FileError::tooLargeForDrive) : error);
     }
     ::fchmod(copy.get(), before.st_mode & 07777);
     copyExtendedAttributes(from.get(), copy.get());
@@ -616,8 +661,10 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         discard();
         return FileError(error);
     }
+    // As the destination keeps it: some file systems keep times more coarsely.
+    const FileStamp copyIdentity = stampFrom(copied);
     // Whoever keeps account of the move hears of the copy before it has a name.
-    if (m_beforePublish && !(*m_beforePublish)({std::uint64_t(copied.st_dev), std::uint64_t(copied.st_ino)})) {
+    if (m_beforePublish && !(*m_beforePublish)(copyIdentity, {})) {
         discard();
         return FileError(EIO);
     }
@@ -636,16 +683,25 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     } else {
         published = ::renameat2(partialFolder, partial.c_str(), dir.get(), name, RENAME_NOREPLACE);
         publishError = errno;
-        if (published != 0 && (publishError == EINVAL || publishError == ENOSYS)) {
+        bool renamed = published == 0;
+        if (published != 0 && (publishError == EINVAL || publishError == ENOSYS || publishError == EOPNOTSUPP)) {
             published = ::linkat(partialFolder, partial.c_str(), dir.get(), name, 0);
             publishError = errno;
+            if (published != 0 && (publishError == EPERM || publishError == EOPNOTSUPP || publishError == ENOSYS)) {
+                // Neither (older FUSE file systems): over a reservation.
+                const FileError error = renameOverReservation(partialFolder, partial.c_str(), dir.get(), name, copyIdentity);
+                published = error ? -1 : 0;
+                publishError = error.code();
+                renamed = !error;
+            }
         }
-        if (published == 0)
-            ::unlinkat(partialFolder, partial.c_str(), 0); // no-op after a rename
+        if (published == 0 && !renamed)
+            ::unlinkat(partialFolder, partial.c_str(), 0);
     }
     if (published != 0) {
         discard();
-        return FileError(publishError);
+        // Names are UTF-16 on NTFS and exFAT: bytes that are not UTF-8 can't be one.
+        return FileError(publishError == EILSEQ ? int(FileError::nameRefused) : publishError);
     }
     ::fsync(dir.get());
     if (partialFolder != dir.get())
@@ -676,6 +732,54 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         return FileError(error);
     }
     return {};
+}
+
+bool PosixFileSystem::ignoresCase(const Path &folder)
+{
+    for (Path path = folder; !path.empty() && path != path.parent_path(); path = path.parent_path()) {
+        struct stat here;
+        if (::stat(path.c_str(), &here) != 0)
+            continue; // not made yet: ask the folder above
+        std::string flipped = path.filename().native();
+        bool changed = false;
+        for (char &c : flipped) {
+            if (c >= 'a' && c <= 'z') {
+                c = char(c - 'a' + 'A');
+                changed = true;
+            } else if (c >= 'A' && c <= 'Z') {
+                c = char(c - 'A' + 'a');
+                changed = true;
+            }
+        }
+        // A name inside the folder tells about the folder's own file system
+        // (its own name may belong to the one it is mounted on). Some FUSE
+        // file systems hand out a new inode number per name looked up, so
+        // the test is: the other spelling is found, yet is no entry of its own.
+        if (DIR *dir = ::opendir(path.c_str())) {
+            std::unique_ptr<DIR, int (*)(DIR *)> closer(dir, ::closedir);
+            std::unordered_set<std::string> names;
+            while (const dirent *item = ::readdir(dir))
+                names.emplace(item->d_name);
+            for (const std::string &name : names) {
+                std::string other = name;
+                for (char &c : other) {
+                    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'))
+                        c = char(c ^ 0x20);
+                }
+                if (other == name)
+                    continue;
+                struct stat found;
+                return !names.count(other) && ::fstatat(::dirfd(dir), other.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0;
+            }
+        }
+        struct stat parent;
+        if (!changed || ::stat(path.parent_path().c_str(), &parent) != 0 || parent.st_dev != here.st_dev)
+            continue; // nothing to try here: ask the folder above
+        struct stat there;
+        const Path other = path.parent_path() / flipped;
+        return ::stat(other.c_str(), &there) == 0 && sameFile(here, there);
+    }
+    return false;
 }
 
 Path PosixFileSystem::resolvingSymlinks(const Path &path)

@@ -3,6 +3,7 @@
 
 #include "OrganizationModels.h"
 #include "Path.h"
+#include "FileSystem.h"
 #include "WriterProbe.h"
 
 #include <QDateTime>
@@ -31,7 +32,10 @@ struct JournalMove
     std::int64_t size = -1;      // its size and modification time then
     std::int64_t modifiedNs = 0; // (nanoseconds since the epoch)
     FileIdentity placed;         // the file at the destination: `original`, or our copy on another drive
+    std::int64_t placedModifiedNs = 0; // our copy's time as its drive keeps it (FAT and exFAT round it)
     FileIdentity returned;       // during an undo across drives: our copy back at the source
+    FileIdentity reserved;       // an empty file reserving the name the file is about to take
+    std::int64_t announcedNs = 0; // when the copy was announced, by the wall clock
     State state = State::intended;
 };
 
@@ -64,8 +68,11 @@ public:
     virtual bool intend(const QUuid &run, const std::vector<JournalMove> &moves) = 0;
     // A copy on another drive is about to be published: under `destination`
     // (which becomes the move's), or, `returning`, back under its source.
-    virtual bool publishing(const QUuid &run, std::int64_t sequence, const FileIdentity &copy,
-                            const Path &destination, bool returning) = 0;
+    // Where the name is first reserved with an empty file, this is said
+    // again with the reservation's identity, so that one left by a kill can
+    // be told from anybody's file.
+    virtual bool publishing(const QUuid &run, std::int64_t sequence, const FileStamp &copy,
+                            const Path &destination, bool returning, const FileIdentity &reservation = {}) = 0;
     // Records how moves ended: their state, final destination and identities.
     virtual bool settle(const QUuid &run, const std::vector<JournalMove> &moves) = 0;
     // Folders the run made, so that an undo can take the empty ones away.

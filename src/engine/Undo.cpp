@@ -30,6 +30,24 @@ QString nameOf(const Path &path)
 JournalMove::State Organizer::recoverMove(JournalMove &move)
 {
     FileSystem &fs = *m_fileManager;
+    // An empty reservation of the destination name that a kill left behind
+    // is ours to take away: the one the journal names, or, killed before its
+    // name was written down, an empty file made right after the copy was
+    // announced under that name (the name was free then: the reservation
+    // takes only a free name).
+    if (move.placed.inode) {
+        const auto atDestination = fs.stampOf(move.destination);
+        constexpr std::int64_t second = 1000000000;
+        const bool recorded = move.reserved.inode && atDestination
+            && atDestination->sameContent(move.reserved, 0, atDestination->modifiedNs);
+        const bool unrecorded = !move.reserved.inode && move.announcedNs > 0 && atDestination
+            && atDestination->isRegularFile && atDestination->size == 0 && atDestination->identity != move.placed
+            && atDestination->modifiedNs >= move.announcedNs - 2 * second
+            && atDestination->modifiedNs <= move.announcedNs + 60 * second;
+        if (recorded || unrecorded)
+            fs.removeFile(move.destination, atDestination->identity);
+        move.reserved = {};
+    }
     const auto atSource = fs.stampOf(move.source);
     if (move.placed.inode) {
         // A copy on another drive, announced before it was published.
@@ -38,8 +56,9 @@ JournalMove::State Organizer::recoverMove(JournalMove &move)
             return JournalMove::State::notMoved; // never published; the source stayed
         if (atSource && atSource->isRegularFile && atSource->identity == move.original) {
             // Published, but the source was not yet removed: finish the move,
-            // provided the source is still the file that was copied.
-            if (atSource->size != atDestination->size || atSource->modifiedNs != atDestination->modifiedNs)
+            // provided the source is still the file that was planned (and so
+            // copied) and the copy is whole.
+            if (!atSource->sameContent(move.original, move.size, move.modifiedNs) || atDestination->size != move.size)
                 return JournalMove::State::notMoved; // changed since: both stay
             if (fs.removeFile(move.source, move.original))
                 return JournalMove::State::notMoved;
@@ -133,8 +152,8 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
         return written;
     };
     const JournalMove *returning = nullptr;
-    const PublishCheck beforePublish = [&](const FileIdentity &copy) {
-        return journal.publishing(run->id, returning->sequence, copy, returning->source, true);
+    const PublishCheck beforePublish = [&](const FileStamp &copy, const FileIdentity &reservation) {
+        return journal.publishing(run->id, returning->sequence, copy, returning->source, true, reservation);
     };
     // A file that stays is written down as still moved, so that a later
     // undo of the run can try it again.
@@ -154,6 +173,15 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
         if (move.state != JournalMove::State::moved)
             continue;
         const FileIdentity placed = move.placed.inode ? move.placed : move.original;
+        // A copy keeps its time as its drive can: FAT and exFAT round it.
+        const std::int64_t placedTime = move.placedModifiedNs ? move.placedModifiedNs : move.modifiedNs;
+        // An undo cut short may have left an empty reservation of the source name.
+        if (move.reserved.inode && !dryRun) {
+            const auto reservation = fs.stampOf(move.source, run->source);
+            if (reservation && reservation->sameContent(move.reserved, 0, reservation->modifiedNs))
+                fs.removeFile(move.source, move.reserved);
+            move.reserved = {};
+        }
         const auto atDestination = fs.stampOf(move.destination, run->destinationRoot);
         // The source name is looked at only where it tells something: the
         // move itself refuses a taken name.
@@ -172,7 +200,7 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
         // An undo cut short after our copy went back to the source: remove
         // what is left at the destination, if it is still the moved file.
         if (move.returned.inode && holds(atSource(), move.returned)) {
-            if (atDestination && atDestination->sameContent(placed, move.size, move.modifiedNs) && !dryRun) {
+            if (atDestination && atDestination->sameContent(placed, move.size, placedTime) && !dryRun) {
                 if (const FileError error = fs.removeFile(move.destination, placed)) {
                     fail(move, error.localizedDescription());
                     continue;
@@ -186,7 +214,7 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
             restored();
             continue;
         }
-        if (!atDestination || !atDestination->sameContent(placed, move.size, move.modifiedNs)) {
+        if (!atDestination || !atDestination->sameContent(placed, move.size, placedTime)) {
             fail(move, L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is."));
             continue;
         }

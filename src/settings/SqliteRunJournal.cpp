@@ -122,6 +122,17 @@ bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)
     // A kill of our own process loses nothing written in write-ahead mode
     // without a flush per commit; that flush would cost more than the moves.
     db.execute("PRAGMA synchronous=NORMAL");
+    // Tables of another shape (an earlier build's) are dropped: the journal
+    // then starts afresh; the history and the files are untouched.
+    const bool known = db.prepare("SELECT key, id, date, mode, source, destinationRoot, finished, undone, total,"
+                                  " settledThrough, undoneFrom FROM journalRuns LIMIT 0").isValid()
+        && db.prepare("SELECT run, first, count, moves FROM journalBatches LIMIT 0").isValid()
+        && db.prepare("SELECT run, sequence, state, destination, placedDevice, placedInode, returnedDevice,"
+                      " returnedInode, reservedDevice, reservedInode, announcedNs, placedModifiedNs FROM journalOutcomes LIMIT 0").isValid();
+    if (!known) {
+        for (const char *table : {"journalRuns", "journalBatches", "journalOutcomes", "journalFolders", "journalMoves"})
+            db.execute((std::string("DROP TABLE IF EXISTS ") + table).c_str());
+    }
     // A move's state is its outcome row's where it has one (a failure, a
     // counter name, a copy across drives, an undo that could not put it
     // back), else it follows from the run's marks: below `settledThrough`
@@ -136,7 +147,8 @@ bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)
         == SQLITE_OK
         && db.execute("CREATE TABLE IF NOT EXISTS journalOutcomes(run INTEGER NOT NULL, sequence INTEGER NOT NULL,"
                       " state INTEGER, destination BLOB, placedDevice INTEGER, placedInode INTEGER,"
-                      " returnedDevice INTEGER, returnedInode INTEGER, PRIMARY KEY(run, sequence)) WITHOUT ROWID")
+                      " returnedDevice INTEGER, returnedInode INTEGER, reservedDevice INTEGER, reservedInode INTEGER,"
+                      " announcedNs INTEGER, placedModifiedNs INTEGER, PRIMARY KEY(run, sequence)) WITHOUT ROWID")
         == SQLITE_OK
         && db.execute("CREATE TABLE IF NOT EXISTS journalFolders(run INTEGER NOT NULL, path BLOB NOT NULL)") == SQLITE_OK
         && db.execute("CREATE INDEX IF NOT EXISTS journalFoldersByRun ON journalFolders(run)") == SQLITE_OK;
@@ -223,10 +235,13 @@ void SqliteRunJournal::writeOutcome(qint64 runKey, const JournalMove &move, cons
 {
     SqliteStatement statement = m_suite->database().prepare(
         "INSERT INTO journalOutcomes(run, sequence, state, destination, placedDevice, placedInode, returnedDevice,"
-        " returnedInode) VALUES (?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT(run, sequence) DO UPDATE SET"
+        " returnedInode, reservedDevice, reservedInode, announcedNs, placedModifiedNs) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"
+        " ON CONFLICT(run, sequence) DO UPDATE SET"
         " state = coalesce(excluded.state, state), destination = excluded.destination,"
         " placedDevice = excluded.placedDevice, placedInode = excluded.placedInode,"
-        " returnedDevice = excluded.returnedDevice, returnedInode = excluded.returnedInode");
+        " returnedDevice = excluded.returnedDevice, returnedInode = excluded.returnedInode,"
+        " reservedDevice = excluded.reservedDevice, reservedInode = excluded.reservedInode,"
+        " announcedNs = excluded.announcedNs, placedModifiedNs = excluded.placedModifiedNs");
     statement.bind(1, runKey);
     statement.bind(2, qint64(move.sequence));
     if (withState)
@@ -247,11 +262,14 @@ void SqliteRunJournal::writeOutcome(qint64 runKey, const JournalMove &move, cons
     };
     bindIdentity(5, move.placed);
     bindIdentity(7, move.returned);
+    bindIdentity(9, move.reserved);
+    statement.bind(11, qint64(move.announcedNs));
+    statement.bind(12, qint64(move.placedModifiedNs));
     check(statement.step());
 }
 
-bool SqliteRunJournal::publishing(const QUuid &run, std::int64_t sequence, const FileIdentity &copy,
-                                  const Path &destination, bool returning)
+bool SqliteRunJournal::publishing(const QUuid &run, std::int64_t sequence, const FileStamp &copy,
+                                  const Path &destination, bool returning, const FileIdentity &reservation)
 {
     return write([&] {
         const auto row = rowOf(run);
@@ -267,11 +285,15 @@ bool SqliteRunJournal::publishing(const QUuid &run, std::int64_t sequence, const
         if (!found)
             throw WriteFailed();
         if (returning) {
-            move.returned = copy;
+            move.returned = copy.identity;
         } else {
-            move.placed = copy;
+            move.placed = copy.identity;
+            move.placedModifiedNs = copy.modifiedNs;
             move.destination = destination;
         }
+        move.reserved = reservation;
+        if (!reservation.inode)
+            move.announcedNs = QDateTime::currentMSecsSinceEpoch() * 1000000;
         writeOutcome(row->key, move, *row, false);
         m_withOutcome.insert({row->key, sequence});
     });
@@ -419,8 +441,8 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
         }
     }
     SqliteStatement outcomes = db.prepare(
-        "SELECT sequence, state, destination, placedDevice, placedInode, returnedDevice, returnedInode"
-        " FROM journalOutcomes WHERE run = ? AND sequence >= ? AND sequence < ? ORDER BY sequence");
+        "SELECT sequence, state, destination, placedDevice, placedInode, returnedDevice, returnedInode,"
+        " reservedDevice, reservedInode, announcedNs, placedModifiedNs FROM journalOutcomes WHERE run = ? AND sequence >= ? AND sequence < ? ORDER BY sequence");
     outcomes.bind(1, row.key);
     outcomes.bind(2, from);
     outcomes.bind(3, to);
@@ -442,6 +464,9 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
             next->destination = std::move(*path);
         next->placed = {std::uint64_t(outcomes.columnInteger(3)), std::uint64_t(outcomes.columnInteger(4))};
         next->returned = {std::uint64_t(outcomes.columnInteger(5)), std::uint64_t(outcomes.columnInteger(6))};
+        next->reserved = {std::uint64_t(outcomes.columnInteger(7)), std::uint64_t(outcomes.columnInteger(8))};
+        next->announcedNs = outcomes.columnInteger(9);
+        next->placedModifiedNs = outcomes.columnInteger(10);
     }
     return found;
 }

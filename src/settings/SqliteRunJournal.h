@@ -22,8 +22,8 @@ public:
 
     bool begin(const JournalRun &run) override;
     bool intend(const QUuid &run, const std::vector<JournalMove> &moves) override;
-    bool publishing(const QUuid &run, std::int64_t sequence, const FileIdentity &copy, const Path &destination,
-                    bool returning) override;
+    bool publishing(const QUuid &run, std::int64_t sequence, const FileStamp &copy, const Path &destination,
+                    bool returning, const FileIdentity &reservation = {}) override;
     bool settle(const QUuid &run, const std::vector<JournalMove> &moves) override;
     bool addFolders(const QUuid &run, const std::vector<Path> &folders) override;
     void recovered(const QUuid &run) override;

@@ -329,14 +329,14 @@ private slots:
         writeFile(path("kept.bin"), "payload");
         writeFile(path("moved.bin"), "payload");
         // Refused: nothing takes the name and the source stays.
-        const PublishCheck refuse = [](const FileIdentity &) { return false; };
+        const PublishCheck refuse = [](const FileStamp &, const FileIdentity &) { return false; };
         QVERIFY(fs.moveItem(path("kept.bin"), root / "kept.bin", root, nullptr, &refuse));
         QVERIFY(std::filesystem::exists(path("kept.bin")));
         QVERIFY(!std::filesystem::exists(root / "kept.bin"));
         // Allowed: the announced identity is the published file's.
         FileIdentity announced;
-        const PublishCheck record = [&](const FileIdentity &copy) {
-            announced = copy;
+        const PublishCheck record = [&](const FileStamp &copy, const FileIdentity &) {
+            announced = copy.identity;
             return !std::filesystem::exists(root / "moved.bin");
         };
         QVERIFY(!fs.moveItem(path("moved.bin"), root / "moved.bin", root, nullptr, &record));

@@ -44,6 +44,7 @@ public:
         int missing = 0;    // originals found nowhere
         int duplicated = 0; // originals found more than once
         int found = 0;
+        QStringList twice; // the paths of files found more than once, to tell what happened
     };
 
     // Looks at every visible file in the given trees. Our own hidden partial
@@ -51,6 +52,7 @@ public:
     Census census(const std::vector<Path> &trees) const
     {
         QHash<QByteArray, int> seen;
+        QHash<QByteArray, QStringList> where;
         Census result;
         for (const Path &tree : trees) {
             if (!std::filesystem::exists(std::filesystem::path(tree)))
@@ -64,14 +66,18 @@ public:
                 const QByteArray digest = hash(readFile(Path(entry.path())));
                 if (!m_hashes.contains(digest))
                     ++result.foreign;
-                else
+                else {
                     ++seen[digest];
+                    where[digest] << QString::fromStdString(entry.path().native());
+                }
             }
         }
         for (auto it = m_hashes.constBegin(); it != m_hashes.constEnd(); ++it) {
             const int times = seen.value(it.key());
             result.missing += times == 0;
             result.duplicated += times > 1;
+            if (times > 1)
+                result.twice << where.value(it.key());
             result.found += times > 0;
         }
         return result;

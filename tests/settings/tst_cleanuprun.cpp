@@ -258,7 +258,7 @@ private slots:
         }
         QVERIFY(journal.intend(id, moves));
         // Only the first copy was announced as ours before it took its name.
-        QVERIFY(journal.publishing(id, 0, PosixFileSystem().stampOf(root / "ours.bin")->identity, root / "ours.bin", false));
+        QVERIFY(journal.publishing(id, 0, *PosixFileSystem().stampOf(root / "ours.bin"), root / "ours.bin", false));
 
         OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
         m_run->organizer().recoverInterruptedRuns(journal, root);

@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Destinations on the drives users plug in: exFAT through exfat-fuse and NTFS
+// through ntfs-3g, each on a loop device. FUSE file systems of this kind have
+// neither a no-replace rename nor hard links, and exFAT ignores case and
+// refuses some names. Needs root (loop devices, mounting); skips otherwise.
+#include "Localization.h"
+#include "ReliabilitySupport.h"
+#include "SettingsStore.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStandardPaths>
+#include <QtTest>
+
+#include <unistd.h>
+
+using namespace sorvanel;
+using namespace sorvanel::test;
+
+namespace {
+
+int run(const QString &program, const QStringList &arguments, QByteArray *output = nullptr)
+{
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(60000))
+        return -1;
+    if (output)
+        *output = process.readAllStandardOutput().trimmed();
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+// A file system image on a loop device, mounted through FUSE for the test's life.
+class Volume
+{
+public:
+    Volume(const QString &kind, const QString &folder) : m_mountPoint(folder + u"/mnt"_qs)
+    {
+        const QString image = folder + u"/volume.img"_qs;
+        const bool exfat = kind == u"exfat";
+        const QString mkfs = exfat ? u"mkfs.exfat"_qs : u"mkfs.ntfs"_qs;
+        const QString mount = exfat ? u"mount.exfat-fuse"_qs : u"ntfs-3g"_qs;
+        if (::geteuid() != 0) {
+            m_problem = u"loop devices and mounting need root"_qs;
+            return;
+        }
+        for (const QString &tool : {mkfs, mount, u"losetup"_qs}) {
+            if (QStandardPaths::findExecutable(tool).isEmpty()) {
+                m_problem = tool + u" is not installed"_qs;
+                return;
+            }
+        }
+        QFile file(image);
+        if (!file.open(QIODevice::WriteOnly) || !file.resize(96 * 1024 * 1024)) {
+            m_problem = u"no room for the image"_qs;
+            return;
+        }
+        file.close();
+        QByteArray device;
+        if (run(u"losetup"_qs, {u"-f"_qs, u"--show"_qs, image}, &device) != 0) {
+            m_problem = u"no free loop device"_qs;
+            return;
+        }
+        m_device = QString::fromLocal8Bit(device);
+        QDir().mkpath(m_mountPoint);
+        const QStringList format = exfat ? QStringList{m_device} : QStringList{u"-F"_qs, u"-Q"_qs, m_device};
+        if (run(mkfs, format) != 0 || run(mount, {m_device, m_mountPoint}) != 0) {
+            m_problem = u"the volume could not be made or mounted (FUSE missing?)"_qs;
+            return;
+        }
+        m_mounted = true;
+    }
+
+    ~Volume()
+    {
+        if (m_mounted)
+            run(u"umount"_qs, {m_mountPoint});
+        if (!m_device.isEmpty())
+            run(u"losetup"_qs, {u"-d"_qs, m_device});
+    }
+
+    QString problem() const { return m_problem; }
+    Path root() const { return toPath(m_mountPoint) / "sorted"; }
+
+private:
+    QString m_mountPoint;
+    QString m_device;
+    QString m_problem;
+    bool m_mounted = false;
+};
+
+// Every visible file below `root` with its bytes, by path relative to it.
+QMap<QString, QByteArray> filesBelow(const Path &root)
+{
+    QMap<QString, QByteArray> files;
+    for (const QString &relative : regularFilesBelow(displayPath(root))) {
+        if (!relative.section(u'/', -1).startsWith(u'.'))
+            files.insert(relative.section(u'/', -1), readFile(root / relative.toStdString()));
+    }
+    return files;
+}
+
+} // namespace
+
+class TestDrives : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TemporaryHome> m_home;
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<Volume> m_volume;
+
+    Path downloads() const { return toPath(m_home->downloads()); }
+
+    void mount(const QString &kind)
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_volume = std::make_unique<Volume>(kind, m_folder->path());
+        if (!m_volume->problem().isEmpty())
+            return;
+        SettingsStore store;
+        store.saveFolder(downloads(), std::nullopt, true);
+        store.saveFolder(m_volume->root(), std::nullopt, false);
+    }
+
+    static void kinds()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::newRow("exFAT (exfat-fuse)") << u"exfat"_qs;
+        QTest::newRow("NTFS (ntfs-3g)") << u"ntfs"_qs;
+    }
+
+private slots:
+    // The program speaks the test's language; compare with the same translations.
+    void initTestCase() { L10n::installTranslations(*QCoreApplication::instance()); }
+    void init() { m_home = std::make_unique<TemporaryHome>(); }
+    void cleanup()
+    {
+        m_volume.reset();
+        m_folder.reset();
+        m_home.reset();
+    }
+
+    void filesMoveAndComeBack_data() { kinds(); }
+    // Every file the drive allows lands once, whole, with nothing replaced
+    // (names that differ only in case included); a name the drive refuses
+    // stays home with a plain reason and leaves nothing behind; undo brings
+    // everything back.
+    void filesMoveAndComeBack()
+    {
+        QFETCH(QString, kind);
+        mount(kind);
+        if (!m_volume->problem().isEmpty())
+            QSKIP(qPrintable(m_volume->problem()));
+        const bool exfat = kind == u"exfat";
+        const QDateTime old = longAgo();
+        QMap<QString, QByteArray> home;
+        for (const char *name : {"a.pdf", "b.jpg", "notes", "Report.PDF", "report.pdf", "trailing. "})
+            home.insert(QString::fromUtf8(name), QByteArray(name) + " contents");
+        for (auto it = home.cbegin(); it != home.cend(); ++it)
+            writeFile(downloads() / it.key().toStdString(), it.value(), old);
+        writeFile(downloads() / "a:b?.txt", "refused on exFAT", old);
+        writeFile(downloads() / "\xff.bin", "not UTF-8", old);
+
+        // A drive in use: it holds a file already, which tells that it ignores case.
+        std::filesystem::create_directories(std::filesystem::path(m_volume->root()));
+        writeFile(m_volume->root() / "Existing.txt", "already there", old);
+        // The preview names what execution will use: one report is numbered where case is ignored.
+        QByteArray preview;
+        run(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"preview"_qs, u"--json"_qs}, &preview);
+        QStringList planned;
+        for (const auto &move : QJsonDocument::fromJson(preview).object().value(u"moves"_qs).toArray())
+            planned << move.toObject().value(u"destination"_qs).toString().section(u'/', -1);
+        QCOMPARE(planned.contains(u"report-2.pdf"_qs, Qt::CaseInsensitive), exfat);
+
+        QByteArray output;
+        const int status = run(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"organize"_qs, u"--json"_qs}, &output);
+        const QJsonObject result = QJsonDocument::fromJson(output).object();
+        QMap<QString, QString> problems;
+        for (const auto &issue : result.value(u"issues"_qs).toArray())
+            problems.insert(issue.toObject().value(u"filename"_qs).toString(), issue.toObject().value(u"message"_qs).toString());
+        const QMap<QString, QByteArray> filed = filesBelow(m_volume->root());
+        if (exfat) {
+            QCOMPARE(status, 1);
+            QCOMPARE(problems.value(u"a:b?.txt"_qs), L10n::text("The destination drive does not allow this name."));
+            QCOMPARE(problems.value(u"\ufffd.bin"_qs), L10n::text("The destination drive does not allow this name."));
+            QCOMPARE(readFile(downloads() / "a:b?.txt"), QByteArray("refused on exFAT"));
+            // Both reports, one under a counter name, none over the other.
+            QCOMPARE(QSet<QByteArray>({filed.value(u"report.pdf"_qs), filed.value(u"Report-2.PDF"_qs)}),
+                     QSet<QByteArray>({home.value(u"report.pdf"_qs), home.value(u"Report.PDF"_qs)}));
+        } else {
+            // ntfs-3g takes any name but one that is not UTF-8.
+            QCOMPARE(status, 1);
+            QCOMPARE(problems.keys(), QStringList{u"\ufffd.bin"_qs});
+            QCOMPARE(problems.value(u"\ufffd.bin"_qs), L10n::text("The destination drive does not allow this name."));
+            QCOMPARE(filed.value(u"report.pdf"_qs), home.value(u"report.pdf"_qs));
+        }
+        for (const char *name : {"a.pdf", "b.jpg", "notes"})
+            QCOMPARE(filed.value(QString::fromUtf8(name)), home.value(QString::fromUtf8(name)));
+        // No staged copy or empty reservation is left on the drive.
+        for (const QString &relative : regularFilesBelow(displayPath(m_volume->root())))
+            QVERIFY2(relative.endsWith(u".sorvanel.lock"_qs) || !readFile(m_volume->root() / relative.toStdString()).isEmpty(),
+                     qPrintable(relative));
+        QVERIFY(!regularFilesBelow(displayPath(m_volume->root())).join(u'|').contains(u".partial"_qs));
+
+        QCOMPARE(run(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"undo"_qs}), 0);
+        for (auto it = home.cbegin(); it != home.cend(); ++it)
+            QCOMPARE(readFile(downloads() / it.key().toStdString()), it.value());
+        QCOMPARE(filesBelow(m_volume->root()).keys(), QStringList{u"Existing.txt"_qs});
+    }
+
+    void killedRunsLoseNothing_data() { kinds(); }
+    // Organize killed at random moments into the drive: every file is found
+    // whole, once, after a last run.
+    void killedRunsLoseNothing()
+    {
+        QFETCH(QString, kind);
+        mount(kind);
+        if (!m_volume->problem().isEmpty())
+            QSKIP(qPrintable(m_volume->problem()));
+        Originals originals;
+        originals.create(downloads(), 150, 31, 30);
+        const std::vector<Path> trees{downloads(), m_volume->root()};
+        QRandomGenerator random(5);
+        for (int kill = 0; kill < 15; ++kill) {
+            QProcess organize;
+            organize.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"organize"_qs});
+            QVERIFY(organize.waitForStarted());
+            QTest::qSleep(int(random.bounded(400)));
+            ::kill(pid_t(organize.processId()), SIGKILL);
+            organize.waitForFinished();
+            const auto census = originals.census(trees);
+            QCOMPARE(census.foreign, 0);
+            QCOMPARE(census.missing, 0);
+            QVERIFY(census.duplicated <= 1);
+        }
+        QVERIFY(cli({u"organize"_qs}) <= 1);
+        const auto census = originals.census(trees);
+        QCOMPARE(census.foreign, 0);
+        QCOMPARE(census.missing, 0);
+        QCOMPARE(census.duplicated, 0);
+        // An empty reservation left by a kill is gone too.
+        for (const QString &relative : regularFilesBelow(displayPath(m_volume->root())))
+            QVERIFY2(relative.endsWith(u".sorvanel.lock"_qs) || !readFile(m_volume->root() / relative.toStdString()).isEmpty(),
+                     qPrintable(relative));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDrives)
+#include "tst_drives.moc"

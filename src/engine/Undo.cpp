@@ -163,9 +163,11 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     };
 
     // Last moved, first back: a name a later move of the same run took from
-    // an earlier one is free again by the time the earlier one returns.
-    for (auto it = moves.rbegin(); it != moves.rend(); ++it) {
-        JournalMove &move = *it;
+    // an earlier one is free again by the time the earlier one returns. A
+    // return that an earlier undo left half done is finished first.
+    std::reverse(moves.begin(), moves.end());
+    std::stable_partition(moves.begin(), moves.end(), [](const JournalMove &move) { return move.returned.inode != 0; });
+    for (JournalMove &move : moves) {
         // Only a dry run meets moves left "intended": it settles nothing, so
         // it takes them as moved and looks at what lies on disk.
         if (move.state == JournalMove::State::intended && dryRun)

@@ -142,9 +142,12 @@ class TestCrashSafety : public QObject
                 return;
         }
         // Running the undo again finishes the job: every file back, once.
-        QByteArray report;
-        const int last = cli({u"undo"_qs}, &report);
-        QVERIFY2(last == 0 || last == 2, report.constData());
+        // (An undo killed after its last file went back leaves its run open;
+        // once a later run has filed the same files again, undoing that run
+        // finds them "moved since" and leaves them, as it should.)
+        int undos = 0;
+        while (cli({u"undo"_qs}) != 2)
+            QVERIFY(++undos < 1000);
         const auto census = originals.census(trees);
         QCOMPARE(census.foreign, 0);
         QCOMPARE(census.missing, 0);

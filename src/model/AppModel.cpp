@@ -253,14 +253,20 @@ void AppModel::withFolderAccess(Operation operation)
 {
     // Linux has no sandbox to open: access is the user's own, and the engine
     // reports whatever it cannot read or move.
-    auto configuration = OrganizerConfiguration::forRun(m_sourceURL, m_destinationURL, m_thresholdMB);
-    if (!configuration) {
-        setAlertMessage(OrganizerConfiguration::thresholdTooLargeDescription());
+    StoredSettings settings;
+    settings.sourceURL = m_sourceURL;
+    settings.destinationURL = m_destinationURL;
+    settings.thresholdMB = m_thresholdMB;
+    OrganizerConfiguration configuration;
+    try {
+        configuration = CleanupRun::configuration(settings);
+    } catch (const CleanupRun::Failure &failure) {
+        setAlertMessage(failure.description);
         setRunning(false);
         return;
     }
     AppModel *model = this; // alive for the whole job: the destructor waits for it
-    m_worker->post([model, operation = std::move(operation), configuration = *configuration](CleanupRun &run) {
+    m_worker->post([model, operation = std::move(operation), configuration](CleanupRun &run) {
         Finish finish = operation(run, configuration);
         QMetaObject::invokeMethod(
             model,

@@ -29,7 +29,9 @@ QString SystemdLoginItemService::defaultUnitDirectory()
 QString SystemdLoginItemService::quotedForExec(const QString &path)
 {
     QString quoted = path;
-    quoted.replace(u'\\', u"\\\\"_qs).replace(u'"', u"\\\""_qs).replace(u'%', u"%%"_qs).replace(u'$', u"$$"_qs);
+    // The command itself goes through specifier expansion (%) but not
+    // through variable expansion ($), which applies to arguments only.
+    quoted.replace(u'\\', u"\\\\"_qs).replace(u'"', u"\\\""_qs).replace(u'%', u"%%"_qs);
     return u'"' + quoted + u'"';
 }
 

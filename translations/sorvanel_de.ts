@@ -539,5 +539,13 @@
         <source>The file is larger than the destination drive allows.</source>
         <translation>Die Datei ist größer, als das Ziellaufwerk erlaubt.</translation>
     </message>
+    <message>
+        <source>Automatic cleanup needs the user service manager (systemd), which is not running in this session. Sorvanel can still be run by hand.</source>
+        <translation>Die automatische Aufräumung braucht den Dienstverwalter des Benutzers (systemd), der in dieser Sitzung nicht läuft. Von Hand lässt sich Sorvanel weiter starten.</translation>
+    </message>
+    <message>
+        <source>systemd did not accept Sorvanel's timer, so automatic cleanup stays off.</source>
+        <translation>systemd hat den Zeitgeber von Sorvanel nicht angenommen, daher bleibt die automatische Aufräumung aus.</translation>
+    </message>
 </context>
 </TS>

@@ -58,6 +58,10 @@ QString SystemdLoginItemService::serviceUnit() const
                           "[Service]\n"
                           "Type=oneshot\n"
                           "ExecStart=%1\n"
+                          "# A background chore: it yields the disk and the processors to the user's work.\n"
+                          "Slice=background.slice\n"
+                          "IOSchedulingClass=idle\n"
+                          "Nice=10\n"
                           "# 1: the run finished with problems, 2: it could not start; both are recorded.\n"
                           "SuccessExitStatus=1 2\n")
         .arg(quotedForExec(m_agentPath));
@@ -128,13 +132,30 @@ void SystemdLoginItemService::registerAgent(Completion done)
         done(error);
         return;
     }
-    systemctl({u"daemon-reload"_qs}, [this, done](int code, const QString &, const QString &error) {
+    // When systemd can't take the timer, nothing of ours is left behind, and
+    // the user reads why in their own language, not systemctl's words.
+    const auto failed = [this, done](const QString &error) {
+        for (const char *name : {timerName, serviceName})
+            QFile::remove(m_unitDirectory + u'/' + QLatin1String(name));
+        if (error.contains(u"connect to bus"_qs) || error.contains(u"could not be started"_qs)
+            || error == L10n::text("systemctl could not be started: no user service manager (systemd) is available."))
+            done(L10n::text("Automatic cleanup needs the user service manager (systemd), which is not running in this "
+                            "session. Sorvanel can still be run by hand."));
+        else
+            done(L10n::text("systemd did not accept Sorvanel's timer, so automatic cleanup stays off."));
+    };
+    systemctl({u"daemon-reload"_qs}, [this, failed, done](int code, const QString &, const QString &error) {
         if (code != 0) {
-            done(error);
+            failed(error);
             return;
         }
         systemctl({u"enable"_qs, u"--now"_qs, QLatin1String(timerName)},
-                  [done](int code, const QString &, const QString &error) { done(code == 0 ? QString() : error); });
+                  [failed, done](int code, const QString &, const QString &error) {
+                      if (code != 0)
+                          failed(error);
+                      else
+                          done(QString());
+                  });
     });
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "SystemdLoginItemService.h"
+#include "Localization.h"
 #include "TestSupport.h"
 
 #include <QProcess>
@@ -87,6 +88,7 @@ private slots:
         const QString text = QString::fromUtf8(unit.readAll());
         QVERIFY(text.contains(QStringLiteral("ExecStart=") + SystemdLoginItemService::quotedForExec(m_agent)));
         QVERIFY(text.contains(u"Type=oneshot"_qs));
+        QVERIFY(text.contains(u"Slice=background.slice"_qs) && text.contains(u"IOSchedulingClass=idle"_qs));
         QFile timer(units() + QStringLiteral("/io.github.sorvanel.Sorvanel.agent.timer"));
         QVERIFY(timer.open(QIODevice::ReadOnly));
         QVERIFY(timer.readAll().contains("Persistent=true"));
@@ -108,6 +110,15 @@ private slots:
         writeText(u"fail"_qs, "Failed to connect to bus: No medium found\n");
         SystemdLoginItemService service(m_agent, units(), m_systemctl);
         QCOMPARE(waitFor([&](auto done) { service.unregisterAgent(done); }), u"Failed to connect to bus: No medium found"_qs);
+        // Switching on says why in the user's language and leaves no unit behind.
+        QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }),
+                 L10n::text("Automatic cleanup needs the user service manager (systemd), which is not running in this "
+                            "session. Sorvanel can still be run by hand."));
+        QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());
+        writeText(u"fail"_qs, "Failed to enable unit: Unit file is masked.\n");
+        QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }),
+                 L10n::text("systemd did not accept Sorvanel's timer, so automatic cleanup stays off."));
+        QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());
         SystemdLoginItemService missing(m_agent, units(), m_dir->path() + QStringLiteral("/no-systemctl"));
         QVERIFY(!waitFor([&](auto done) { missing.registerAgent(done); }).isEmpty());
         SystemdLoginItemService noAgent(m_dir->path() + QStringLiteral("/gone"), units(), m_systemctl);

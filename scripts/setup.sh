@@ -18,6 +18,7 @@ SORVANEL_PACKAGES=(
     python3                          # the translation completeness check
     curl wget                        # real downloaders for the tests of downloads in progress
     desktop-file-utils               # the desktop entry's validator, run by the tests
+    appstream                        # the metainfo's validator, run by the tests
     exfat-fuse exfatprogs ntfs-3g    # exFAT and NTFS volumes through FUSE, for the tests of such destinations
 )
 

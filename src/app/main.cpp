@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // sorvanel: the desktop app.
+#include "AppModel.h"
 #include "Localization.h"
 #include "SingleInstance.h"
 #include "SorvanelApp.h"
@@ -35,15 +36,22 @@ int main(int argc, char *argv[])
     QApplication::setWindowIcon(sorvanel::Style::applicationIcon());
     sorvanel::L10n::installTranslations(app);
 
-    // A second launch brings the running one forward instead.
+    // A second launch brings the running one forward instead, or with
+    // --organize-now (the desktop entry's "Organize Now") has it run a cleanup.
+    const bool organizeNow = QApplication::arguments().contains(u"--organize-now"_qs);
     sorvanel::SingleInstance instance(QStringLiteral("io.github.sorvanel.Sorvanel"));
-    if (!instance.claim())
+    if (!instance.claim(organizeNow ? sorvanel::SingleInstance::Request::organize
+                                    : sorvanel::SingleInstance::Request::activate))
         return 0;
 
     auto sorvanelApp = sorvanel::SorvanelApp::create();
     QObject::connect(&instance, &sorvanel::SingleInstance::activationRequested, sorvanelApp.get(),
                      &sorvanel::SorvanelApp::openMainWindow);
+    QObject::connect(&instance, &sorvanel::SingleInstance::organizeRequested, &sorvanelApp->model(),
+                     &sorvanel::AppModel::organizeNow);
     sorvanelApp->start();
+    if (organizeNow)
+        sorvanelApp->model().organizeNow();
     const int status = QApplication::exec();
     sorvanelApp.reset();
     return status;

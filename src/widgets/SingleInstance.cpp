@@ -18,7 +18,7 @@ SingleInstance::SingleInstance(const QString &name, QObject *parent)
     m_socketPath = runtime + u'/' + name + u".socket"_qs;
 }
 
-bool SingleInstance::claim()
+bool SingleInstance::claim(Request request)
 {
     m_lock = std::make_unique<QLockFile>(m_lockPath);
     m_lock->setStaleLockTime(0); // a lock is stale only when its process is gone
@@ -33,7 +33,7 @@ bool SingleInstance::claim()
             QLocalSocket socket;
             socket.connectToServer(m_socketPath);
             if (socket.waitForConnected(1000)) {
-                socket.write("activate\n");
+                socket.write(request == Request::organize ? "organize\n" : "activate\n");
                 socket.waitForBytesWritten(2000);
                 socket.disconnectFromServer();
                 return false;
@@ -51,8 +51,11 @@ bool SingleInstance::claim()
     connect(&m_server, &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket *socket = m_server.nextPendingConnection()) {
             connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
-                if (socket->readAll().startsWith("activate"))
+                const QByteArray request = socket->readAll();
+                if (request.startsWith("activate"))
                     emit activationRequested();
+                else if (request.startsWith("organize"))
+                    emit organizeRequested();
                 socket->deleteLater();
             });
             connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);

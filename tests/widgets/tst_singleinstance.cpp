@@ -33,9 +33,15 @@ private slots:
         SingleInstance first(u"test.instance"_qs);
         QVERIFY(first.claim());
         QSignalSpy activated(&first, &SingleInstance::activationRequested);
+        QSignalSpy organize(&first, &SingleInstance::organizeRequested);
         SingleInstance second(u"test.instance"_qs);
         QVERIFY(!second.claim());
         QTRY_COMPARE(activated.count(), 1);
+        // The desktop entry's "Organize Now" from a later launch.
+        SingleInstance third(u"test.instance"_qs);
+        QVERIFY(!third.claim(SingleInstance::Request::organize));
+        QTRY_COMPARE(organize.count(), 1);
+        QCOMPARE(activated.count(), 1);
     }
 
     // Two quick launches: the first holds the lock but listens only a moment later.

@@ -19,6 +19,7 @@ SORVANEL_PACKAGES=(
     curl wget                        # real downloaders for the tests of downloads in progress
     desktop-file-utils               # the desktop entry's validator, run by the tests
     appstream                        # the metainfo's validator, run by the tests
+    dbus                             # a private session bus (dbus-run-session) for the notification tests
     exfat-fuse exfatprogs ntfs-3g    # exFAT and NTFS volumes through FUSE, for the tests of such destinations
 )
 

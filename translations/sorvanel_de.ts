@@ -547,5 +547,49 @@
         <source>systemd did not accept Sorvanel's timer, so automatic cleanup stays off.</source>
         <translation>systemd hat den Zeitgeber von Sorvanel nicht angenommen, daher bleibt die automatische Aufräumung aus.</translation>
     </message>
+    <message>
+        <source>Sorvanel's cleanup had problems</source>
+        <translation>Die Aufräumung von Sorvanel hatte Probleme</translation>
+    </message>
+    <message>
+        <source>Sorvanel tidied 1 file</source>
+        <translation>Sorvanel hat 1 Datei aufgeräumt</translation>
+    </message>
+    <message>
+        <source>Sorvanel tidied %d files</source>
+        <translation>Sorvanel hat %d Dateien aufgeräumt</translation>
+    </message>
+    <message>
+        <source>1 problem</source>
+        <translation>1 Problem</translation>
+    </message>
+    <message>
+        <source>%d problems</source>
+        <translation>%d Probleme</translation>
+    </message>
+    <message>
+        <source>Open Folder</source>
+        <translation>Ordner öffnen</translation>
+    </message>
+    <message>
+        <source>The cleanup could not be undone</source>
+        <translation>Die Aufräumung ließ sich nicht rückgängig machen</translation>
+    </message>
+    <message>
+        <source>Sorvanel put 1 file back</source>
+        <translation>Sorvanel hat 1 Datei zurückgebracht</translation>
+    </message>
+    <message>
+        <source>Sorvanel put %d files back</source>
+        <translation>Sorvanel hat %d Dateien zurückgebracht</translation>
+    </message>
+    <message>
+        <source>%d stayed where they are</source>
+        <translation>%d blieben, wo sie sind</translation>
+    </message>
+    <message>
+        <source>Notify after automatic cleanup</source>
+        <translation>Nach der automatischen Aufräumung benachrichtigen</translation>
+    </message>
 </context>
 </TS>

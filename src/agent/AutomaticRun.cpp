@@ -60,7 +60,39 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
     }
     markDayDone();
     report.outcome = Outcome::ran;
+    if (settings.notifyAfterAutomatic)
+        tellTheUser(*report.result, report.runId, settings);
     return report;
+}
+
+void AutomaticRun::tellTheUser(const OrganizationResult &result, const QUuid &runId, const StoredSettings &settings)
+{
+    // Nothing moved and nothing failed: nothing to say.
+    if (result.moved == 0 && result.issues.isEmpty())
+        return;
+    const QString title = result.moved == 0 ? L10n::text("Sorvanel's cleanup had problems")
+        : result.moved == 1                 ? L10n::text("Sorvanel tidied 1 file")
+                                            : L10n::format("Sorvanel tidied %d files", {qint64(result.moved)});
+    const qint64 problems = result.failed();
+    const QString body = problems == 0 ? QString()
+        : problems == 1                ? L10n::text("1 problem")
+                                       : L10n::format("%d problems", {problems});
+    QList<Notifier::Action> actions{{QStringLiteral("open"), L10n::text("Open Folder")}};
+    if (result.moved > 0)
+        actions.append({QStringLiteral("undo"), L10n::text("Undo")});
+    const auto chosen = m_notifier.ask(title, body, actions, m_answerWaitMs);
+    if (chosen == u"open") {
+        m_notifier.showFolder(displayPath(settings.destinationURL));
+    } else if (chosen == u"undo") {
+        const UndoResult undone = CleanupRun(m_store.suite(), m_organizer).undo(runId, false);
+        if (undone.refusal)
+            m_notifier.notify(L10n::text("The cleanup could not be undone"), *undone.refusal);
+        else
+            m_notifier.notify(undone.restored == 1 ? L10n::text("Sorvanel put 1 file back")
+                                                   : L10n::format("Sorvanel put %d files back", {qint64(undone.restored)}),
+                              undone.issues.isEmpty() ? QString()
+                                                      : L10n::format("%d stayed where they are", {qint64(undone.failed())}));
+    }
 }
 
 } // namespace sorvanel

@@ -13,6 +13,7 @@ namespace sorvanel {
 class Notifier;
 class Organizer;
 class SettingsStore;
+struct StoredSettings;
 
 // One start of the automatic-run program: decide whether today's run is due,
 // run it like a manual run, record it as automatic and mark the day done.
@@ -32,15 +33,22 @@ public:
     AutomaticRun(SettingsStore &store, std::shared_ptr<Organizer> organizer, Notifier &notifier, Clock now = systemNow,
                  std::function<Calendar()> calendar = Calendar::current);
 
-    // `force` runs whatever the switch and the schedule say.
+    // `force` runs whatever the switch and the schedule say. After a run that
+    // moved or failed anything it notifies, with the actions "Open Folder" and
+    // "Undo", and waits a while for the user's choice: this short-lived
+    // program is the one the notification service answers.
     Report perform(bool force);
+    void setAnswerWait(int milliseconds) { m_answerWaitMs = milliseconds; }
 
 private:
+    void tellTheUser(const OrganizationResult &result, const QUuid &runId, const StoredSettings &settings);
+
     SettingsStore &m_store;
     std::shared_ptr<Organizer> m_organizer;
     Notifier &m_notifier;
     Clock m_now;
     std::function<Calendar()> m_calendar;
+    int m_answerWaitMs = 5 * 60 * 1000;
 };
 
 } // namespace sorvanel

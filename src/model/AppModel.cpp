@@ -34,6 +34,7 @@ AppModel::AppModel(std::shared_ptr<SettingsStore> store, std::shared_ptr<LoginIt
     setThresholdMB(settings.thresholdMB);
     setAutomaticEnabled(settings.automaticEnabled);
     setAutomaticTime(settings.automaticTime);
+    m_notifyAfterAutomatic = settings.notifyAfterAutomatic;
     setLastResult(m_store->loadLastResult());
     setHistory(m_store->loadHistory());
     resolveStoredBookmarks();
@@ -147,6 +148,13 @@ void AppModel::setHistory(QList<RunHistoryEntry> history)
         }
     }
     emit historyChanged();
+}
+
+void AppModel::setNotifyAfterAutomatic(bool notify)
+{
+    m_notifyAfterAutomatic = notify;
+    m_store->saveNotifyAfterAutomatic(notify);
+    emit automaticEnabledValueChanged(); // the automatic-cleanup controls show it
 }
 
 void AppModel::thresholdChanged()

@@ -49,6 +49,9 @@ public:
     bool automaticEnabled() const { return m_automaticEnabled; }
     void setAutomaticEnabled(bool enabled);
     QDateTime automaticTime() const { return m_automaticTime; }
+    // A desktop notification after an automatic run that did something; stored at once.
+    bool notifyAfterAutomatic() const { return m_notifyAfterAutomatic; }
+    void setNotifyAfterAutomatic(bool notify);
     void setAutomaticTime(const QDateTime &time);
     const std::optional<OrganizationResult> &lastResult() const { return m_lastResult; }
     void setLastResult(std::optional<OrganizationResult> result);
@@ -129,6 +132,7 @@ private:
     qint64 m_thresholdMB = 500;
     bool m_automaticEnabled = false;
     QDateTime m_automaticTime;
+    bool m_notifyAfterAutomatic = true;
     std::optional<OrganizationResult> m_lastResult;
     bool m_isRunning = false;
     std::optional<OrganizationPlan> m_previewPlan;

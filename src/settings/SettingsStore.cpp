@@ -22,6 +22,7 @@ const QString thresholdMB = QStringLiteral("thresholdMB");
 const QString automaticEnabled = QStringLiteral("automaticEnabled");
 const QString automaticTime = QStringLiteral("automaticTime");
 const QString lastAutomaticDay = QStringLiteral("lastAutomaticDay");
+const QString notifyAfterAutomatic = QStringLiteral("notifyAfterAutomatic");
 const QString lastRun = QStringLiteral("lastRun");
 const QString lastMoved = QStringLiteral("lastMoved");
 const QString lastSkipped = QStringLiteral("lastSkipped");
@@ -105,6 +106,7 @@ StoredSettings SettingsStore::load() const
     settings.automaticEnabled = m_defaults->boolean(Key::automaticEnabled).value_or(false);
     settings.automaticTime = m_defaults->date(Key::automaticTime).value_or(defaultTime);
     settings.lastAutomaticDay = m_defaults->string(Key::lastAutomaticDay);
+    settings.notifyAfterAutomatic = m_defaults->boolean(Key::notifyAfterAutomatic).value_or(true);
     return settings;
 }
 
@@ -154,6 +156,11 @@ void SettingsStore::saveAutomaticEnabled(bool enabled)
 void SettingsStore::saveAutomaticTime(const QDateTime &time)
 {
     m_defaults->set(Key::automaticTime, DefaultsValue::date(time));
+}
+
+void SettingsStore::saveNotifyAfterAutomatic(bool notify)
+{
+    m_defaults->set(Key::notifyAfterAutomatic, DefaultsValue::boolean(notify));
 }
 
 void SettingsStore::saveLastAutomaticDay(const QString &day)

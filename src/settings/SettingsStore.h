@@ -25,6 +25,7 @@ struct StoredSettings
     bool automaticEnabled = false;
     QDateTime automaticTime;
     std::optional<QString> lastAutomaticDay;
+    bool notifyAfterAutomatic = true; // a desktop notification after an automatic run that did something
 };
 
 // The one place where settings, the last result and the run history live:
@@ -59,6 +60,7 @@ public:
     void saveAutomaticEnabled(bool enabled);
     void saveAutomaticTime(const QDateTime &time);
     void saveLastAutomaticDay(const QString &day);
+    void saveNotifyAfterAutomatic(bool notify);
     void refresh();
 
     void save(const OrganizationResult &result);

@@ -141,6 +141,9 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     automaticRow->addWidget(m_time);
     automaticRow->addStretch();
     grid->addLayout(automaticRow, 3, 1);
+    m_notify = new QCheckBox(L10n::text("Notify after automatic cleanup"), this);
+    m_notify->setObjectName(u"notifyAfterAutomatic"_qs);
+    grid->addWidget(m_notify, 4, 1);
     stack->addLayout(grid);
 
     // Actions.
@@ -186,6 +189,10 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
             return;
         m_model.setAutomaticEnabled(on);
         m_model.automaticEnabledChanged();
+    });
+    connect(m_notify, &QCheckBox::toggled, this, [this](bool on) {
+        if (on != m_model.notifyAfterAutomatic())
+            m_model.setNotifyAfterAutomatic(on);
     });
     connect(m_time, &QTimeEdit::timeChanged, this, [this](QTime time) {
         const QDateTime current = m_model.automaticTime().toLocalTime();
@@ -269,6 +276,9 @@ void ContentView::updateAutomatic()
     m_time->setTime(QTime(time.hour(), time.minute()));
     m_time->setEnabled(m_model.automaticEnabled());
     m_everyDay->setEnabled(m_model.automaticEnabled()); // dims with its field
+    const QSignalBlocker blockNotify(m_notify);
+    m_notify->setChecked(m_model.notifyAfterAutomatic());
+    m_notify->setEnabled(m_model.automaticEnabled());
 }
 
 void ContentView::updateRunning()

@@ -68,6 +68,7 @@ private:
     PathLabel *m_destinationPath = nullptr;
     QLineEdit *m_threshold;
     QCheckBox *m_automaticSwitch;
+    QCheckBox *m_notify = nullptr;
     QTimeEdit *m_time;
     QLabel *m_everyDay;
     QPushButton *m_previewButton;

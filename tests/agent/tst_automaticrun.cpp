@@ -21,11 +21,23 @@ QDateTime at(int day, int hour, int minute)
     return QDateTime(QDate(2024, 5, day), QTime(hour, minute), berlinZone).toUTC();
 }
 
+// Keeps what it was told; answers a question with `answer`.
 class RecordingNotifier : public Notifier
 {
 public:
     void notify(const QString &title, const QString &body) override { messages << title + QStringLiteral(": ") + body; }
+    std::optional<QString> ask(const QString &title, const QString &body, const QList<Action> &actions, int) override
+    {
+        notify(title, body);
+        for (const Action &action : actions)
+            offered << action.key;
+        return answer;
+    }
+    void showFolder(const QString &path) override { shown << path; }
     QStringList messages;
+    QStringList offered;
+    QStringList shown;
+    std::optional<QString> answer;
 };
 } // namespace
 
@@ -50,6 +62,50 @@ class TestAutomaticRun : public QObject
 
 private slots:
     void init() { m_home = std::make_unique<TemporaryHome>(); }
+
+    // After a run that moved something the user hears of it and may open the
+    // folder or take the run back; a run that did nothing says nothing, and
+    // the setting silences it.
+    void notificationAfterARun_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("no answer") << QString();
+        QTest::newRow("open folder") << u"open"_qs;
+        QTest::newRow("undo") << u"undo"_qs;
+    }
+    void notificationAfterARun()
+    {
+        QFETCH(QString, answer);
+        SettingsStore store;
+        store.saveAutomaticEnabled(true);
+        RecordingNotifier notifier;
+        if (!answer.isEmpty())
+            notifier.answer = answer;
+        m_now = at(3, 22, 5);
+        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::ran);
+        QVERIFY(notifier.messages.isEmpty()); // nothing to move, nothing to say
+        addFile("a.pdf");
+        addFile("b.png");
+        QCOMPARE(perform(store, notifier, true).outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(notifier.messages.value(0), L10n::format("Sorvanel tidied %d files", {2}) + u": "_qs);
+        QCOMPARE(notifier.offered, (QStringList{u"open"_qs, u"undo"_qs}));
+        const Path downloads = toPath(m_home->downloads());
+        if (answer == u"open")
+            QCOMPARE(notifier.shown, QStringList{m_home->downloads() + u"/__filesDownloadedAt"_qs});
+        if (answer == u"undo") {
+            QCOMPARE(notifier.messages.value(1), L10n::format("Sorvanel put %d files back", {2}) + u": "_qs);
+            QVERIFY(std::filesystem::exists(std::filesystem::path(downloads / "a.pdf")));
+        } else {
+            QCOMPARE(notifier.messages.size(), 1);
+            QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads / "a.pdf")));
+        }
+        store.saveNotifyAfterAutomatic(false);
+        notifier.messages.clear();
+        addFile("c.txt");
+        QCOMPARE(perform(store, notifier, true).outcome, AutomaticRun::Outcome::ran);
+        QVERIFY(notifier.messages.isEmpty());
+    }
+
 
     void onceADayAfterTheTime()
     {
@@ -82,7 +138,9 @@ private slots:
         m_now = at(4, 9, 31);
         QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::ran);
         QCOMPARE(store.loadHistory().size(), 2);
-        QVERIFY(notifier.messages.isEmpty());
+        QCOMPARE(notifier.messages, (QStringList{L10n::text("Sorvanel tidied 1 file") + u": "_qs,
+                                                 L10n::text("Sorvanel tidied 1 file") + u": "_qs}));
+        notifier.messages.clear();
 
         // Off for a week, back before the time: the latest missed moment runs
         // once, marked as its own day, and today's moment still comes.

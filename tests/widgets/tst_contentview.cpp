@@ -237,7 +237,13 @@ private slots:
         QTRY_VERIFY(m_fixture->loginItems->calls.contains(u"register"_qs));
         view()->timePicker()->setTime(QTime(7, 15));
         QCOMPARE(m_fixture->store->load().automaticTime.toLocalTime().time(), QTime(7, 15));
+        // The notification after an automatic run: on by default, stored at once.
+        auto *notify = view()->findChild<QCheckBox *>(u"notifyAfterAutomatic"_qs);
+        QVERIFY(notify->isEnabled() && notify->isChecked());
+        notify->click();
+        QVERIFY(!m_fixture->store->load().notifyAfterAutomatic);
         view()->automaticSwitch()->click();
+        QVERIFY(!notify->isEnabled());
         QVERIFY(!view()->timePicker()->isEnabled());
         QCOMPARE(view()->timePicker()->time(), QTime(7, 15)); // the value is kept
     }

@@ -41,6 +41,7 @@ public:
     struct Census
     {
         int foreign = 0;    // visible files whose content is no original (half-copied, changed)
+        int empty = 0;      // visible empty files: a name reserved for a copy, before the next run clears it
         int missing = 0;    // originals found nowhere
         int duplicated = 0; // originals found more than once
         int found = 0;
@@ -63,7 +64,12 @@ public:
                 const std::string name = entry.path().filename().native();
                 if (name.empty() || name[0] == '.')
                     continue;
-                const QByteArray digest = hash(readFile(Path(entry.path())));
+                const QByteArray content = readFile(Path(entry.path()));
+                if (content.isEmpty()) {
+                    ++result.empty; // every original has content
+                    continue;
+                }
+                const QByteArray digest = hash(content);
                 if (!m_hashes.contains(digest))
                     ++result.foreign;
                 else {

@@ -211,8 +211,9 @@ private slots:
     }
 
     void killedRunsLoseNothing_data() { kinds(); }
-    // Organize killed at random moments into the drive: every file is found
-    // whole, once, after a last run.
+    // Organize killed at random moments into the drive: no file is lost or
+    // half-written under a visible name (an empty reservation may stand until
+    // the next run), and every file is found whole, once, after a last run.
     void killedRunsLoseNothing()
     {
         QFETCH(QString, kind);
@@ -240,6 +241,7 @@ private slots:
         QCOMPARE(census.foreign, 0);
         QCOMPARE(census.missing, 0);
         QCOMPARE(census.duplicated, 0);
+        QCOMPARE(census.empty, 0); // a reservation a kill left is gone
         // An empty reservation left by a kill is gone too.
         for (const QString &relative : regularFilesBelow(displayPath(m_volume->root())))
             QVERIFY2(relative.endsWith(u".sorvanel.lock"_qs) || !readFile(m_volume->root() / relative.toStdString()).isEmpty(),

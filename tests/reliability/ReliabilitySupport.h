@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "SettingsStore.h"
 #include "TestSupport.h"
 
 #include <QCryptographicHash>
@@ -94,6 +95,17 @@ public:
 private:
     QHash<QByteArray, int> m_hashes;
 };
+
+// Stores the folders the programs run on, and gives the trees in which to
+// look for the files: a destination inside the source is walked with it.
+inline std::vector<Path> useFolders(const Path &source, const Path &destination)
+{
+    SettingsStore store;
+    store.saveFolder(source, std::nullopt, true);
+    store.saveFolder(destination, std::nullopt, false);
+    const bool nested = destination.native().rfind(source.native() + "/", 0) == 0;
+    return nested ? std::vector<Path>{source} : std::vector<Path>{source, destination};
+}
 
 inline int cli(const QStringList &arguments, QByteArray *output = nullptr)
 {

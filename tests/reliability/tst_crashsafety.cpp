@@ -71,14 +71,8 @@ class TestCrashSafety : public QObject
     void killRepeatedly(const Path &source, const Path &destination, int files, int maxDelayMs)
     {
         TemporaryHome home;
-        {
-            SettingsStore store;
-            store.saveFolder(source, std::nullopt, true);
-            store.saveFolder(destination, std::nullopt, false);
-        }
-        // A destination inside the source is walked with it.
-        const bool nested = destination.native().rfind(source.native() + "/", 0) == 0;
-        const std::vector<Path> trees = nested ? std::vector<Path>{source} : std::vector<Path>{source, destination};
+        const std::vector<Path> trees = useFolders(source, destination);
+        const bool nested = trees.size() == 1;
         QRandomGenerator random(7);
         int killed = 0;
         int twice = 0;
@@ -119,13 +113,7 @@ class TestCrashSafety : public QObject
     void killUndoRepeatedly(const Path &source, const Path &destination, int files, int maxDelayMs)
     {
         TemporaryHome home;
-        {
-            SettingsStore store;
-            store.saveFolder(source, std::nullopt, true);
-            store.saveFolder(destination, std::nullopt, false);
-        }
-        const bool nested = destination.native().rfind(source.native() + "/", 0) == 0;
-        const std::vector<Path> trees = nested ? std::vector<Path>{source} : std::vector<Path>{source, destination};
+        const std::vector<Path> trees = useFolders(source, destination);
         Originals originals;
         originals.create(source, files, 900);
         QRandomGenerator random(11);

@@ -119,9 +119,7 @@ class TestDrives : public QObject
         m_volume = std::make_unique<Volume>(kind, m_folder->path());
         if (!m_volume->problem().isEmpty())
             return;
-        SettingsStore store;
-        store.saveFolder(downloads(), std::nullopt, true);
-        store.saveFolder(m_volume->root(), std::nullopt, false);
+        useFolders(downloads(), m_volume->root());
     }
 
     static void kinds()

@@ -11,11 +11,10 @@ SORVANEL_PACKAGES=(
     qt6-base-dev                     # Qt Core, Widgets, Network, D-Bus, Test
     qt6-svg-dev                      # drawing the app's icons and artwork
     fonts-dejavu-core                # a font for the windows, also in off-screen tests
-    qt6-tools-dev qt6-l10n-tools     # CMake support for translations, lrelease
+    qt6-tools-dev qt6-l10n-tools     # CMake support for translations, lupdate and lrelease
     qt6-translations-l10n            # Qt's own translations for dialogs and buttons
     libsqlite3-dev                   # the settings suite
     libicu-dev                       # name collation (the ICU that Qt uses), called directly for sort keys
-    python3                          # the translation completeness check
     curl wget                        # real downloaders for the tests of downloads in progress
     desktop-file-utils               # the desktop entry's validator, run by the tests
     appstream                        # the metainfo's validator, run by the tests

@@ -2,7 +2,7 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE">
 <context>
-    <name>Sorvanel</name>
+    <name>sorvanel::L10n</name>
     <message>
         <source>       sorvanel-cli settings [get KEY | set KEY VALUE [--type TYPE] | unset KEY]</source>
         <translation>       sorvanel-cli settings [get SCHLÜSSEL | set SCHLÜSSEL WERT [--type TYP] | unset SCHLÜSSEL]</translation>
@@ -192,7 +192,7 @@
         <translation>Jetzt aufräumen</translation>
     </message>
     <message>
-        <source>Performs the day's automatic cleanup when it is switched on and due. --force runs it now, whatever the switch and the schedule say.</source>
+        <source>Performs the day&apos;s automatic cleanup when it is switched on and due. --force runs it now, whatever the switch and the schedule say.</source>
         <translation>Führt das tägliche automatische Aufräumen aus, wenn es eingeschaltet und fällig ist. --force führt es sofort aus, unabhängig von Schalter und Zeitplan.</translation>
     </message>
     <message>
@@ -224,7 +224,7 @@
         <translation>Beenden</translation>
     </message>
     <message>
-        <source>Run "sorvanel-cli COMMAND --help" for more about a command.</source>
+        <source>Run &quot;sorvanel-cli COMMAND --help&quot; for more about a command.</source>
         <translation>Mit „sorvanel-cli BEFEHL --help“ erfahren Sie mehr über einen Befehl.</translation>
     </message>
     <message>
@@ -252,7 +252,7 @@
         <translation>Die letzten 50 Läufe zeigen.</translation>
     </message>
     <message>
-        <source>Show the latest run's result.</source>
+        <source>Show the latest run&apos;s result.</source>
         <translation>Das Ergebnis des letzten Laufs zeigen.</translation>
     </message>
     <message>
@@ -436,7 +436,7 @@
         <translation>Bleiben, wo sie sind:</translation>
     </message>
     <message>
-        <source>Sorvanel's window needs a graphical session. Without one, use the command line: scripts/run preview or scripts/run organize (sorvanel-cli preview, sorvanel-cli organize once installed).</source>
+        <source>Sorvanel&apos;s window needs a graphical session. Without one, use the command line: scripts/run preview or scripts/run organize (sorvanel-cli preview, sorvanel-cli organize once installed).</source>
         <translation>Das Fenster von Sorvanel braucht eine grafische Sitzung. Ohne sie hilft die Befehlszeile: scripts/run preview oder scripts/run organize (nach der Installation sorvanel-cli preview, sorvanel-cli organize).</translation>
     </message>
     <message>
@@ -446,10 +446,6 @@
     <message>
         <source>Usage: sorvanel-cli undo [RUN_ID] [--dry-run] [--json]</source>
         <translation>Aufruf: sorvanel-cli undo [LAUF_ID] [--dry-run] [--json]</translation>
-    </message>
-    <message>
-        <source>Puts the files of a run back where they came from: the latest run that moved something and was not undone yet, or the run RUN_ID (the &quot;id&quot; that &quot;history --json&quot; prints). A file changed, moved or deleted since, or whose name is taken, stays where it is. With --dry-run nothing is moved.</source>
-        <translation>Bringt die Dateien eines Laufs dorthin zurück, woher sie kamen: die des letzten Laufs, der etwas verschoben hat und noch nicht rückgängig gemacht wurde, oder die des Laufs LAUF_ID (die „id“, die „history --json“ ausgibt). Eine Datei, die seitdem geändert, verschoben oder gelöscht wurde oder deren Name vergeben ist, bleibt, wo sie ist. Mit --dry-run wird nichts verschoben.</translation>
     </message>
     <message>
         <source>Put the files of a run back.</source>
@@ -544,11 +540,11 @@
         <translation>Die automatische Aufräumung braucht den Dienstverwalter des Benutzers (systemd), der in dieser Sitzung nicht läuft. Von Hand lässt sich Sorvanel weiter starten.</translation>
     </message>
     <message>
-        <source>systemd did not accept Sorvanel's timer, so automatic cleanup stays off.</source>
+        <source>systemd did not accept Sorvanel&apos;s timer, so automatic cleanup stays off.</source>
         <translation>systemd hat den Zeitgeber von Sorvanel nicht angenommen, daher bleibt die automatische Aufräumung aus.</translation>
     </message>
     <message>
-        <source>Sorvanel's cleanup had problems</source>
+        <source>Sorvanel&apos;s cleanup had problems</source>
         <translation>Die Aufräumung von Sorvanel hatte Probleme</translation>
     </message>
     <message>
@@ -590,6 +586,50 @@
     <message>
         <source>Notify after automatic cleanup</source>
         <translation>Nach der automatischen Aufräumung benachrichtigen</translation>
+    </message>
+    <message>
+        <source>%@ of %@</source>
+        <translation>%@ von %@</translation>
+    </message>
+    <message>
+        <source>On a terminal it shows its progress. Ctrl+C stops it after the file in hand; what it moved is recorded, and the rest stays where it is.</source>
+        <translation>Im Terminal zeigt er seinen Fortschritt. Strg+C hält ihn nach der laufenden Datei an; was er verschoben hat, wird festgehalten, der Rest bleibt, wo er ist.</translation>
+    </message>
+    <message>
+        <source>Puts the files of a run back where they came from: the latest run that moved something and was not undone yet, or the run RUN_ID (the &quot;id&quot; that &quot;history --json&quot; prints). A file changed, moved or deleted since, or whose name is taken, stays where it is. With --dry-run nothing is moved. Ctrl+C stops it after the file in hand; run it again to go on.</source>
+        <translation>Bringt die Dateien eines Laufs dorthin zurück, woher sie kamen: die des letzten Laufs, der etwas verschoben hat und noch nicht rückgängig gemacht wurde, oder die des Laufs LAUF_ID (die „id“, die „history --json“ ausgibt). Eine Datei, die seitdem geändert, verschoben oder gelöscht wurde oder deren Name vergeben ist, bleibt, wo sie ist. Mit --dry-run wird nichts verschoben. Strg+C hält nach der laufenden Datei an; ein neuer Aufruf macht weiter.</translation>
+    </message>
+    <message>
+        <source>Stopped. %d files were left where they are.</source>
+        <translation>Angehalten. %d Dateien blieben, wo sie sind.</translation>
+    </message>
+    <message>
+        <source>Stopped. %d files were not put back yet; undo again to go on.</source>
+        <translation>Angehalten. %d Dateien sind noch nicht zurück; ein neues Rückgängigmachen macht weiter.</translation>
+    </message>
+    <message>
+        <source>Progress</source>
+        <translation>Fortschritt</translation>
+    </message>
+    <message>
+        <source>Stop</source>
+        <translation>Anhalten</translation>
+    </message>
+    <message>
+        <source>%@ of %@ files</source>
+        <translation>%@ von %@ Dateien</translation>
+    </message>
+    <message>
+        <source>Stopping…</source>
+        <translation>Wird angehalten …</translation>
+    </message>
+    <message>
+        <source>Moving files: %@ of %@</source>
+        <translation>Dateien werden verschoben: %@ von %@</translation>
+    </message>
+    <message>
+        <source>Putting files back: %@ of %@</source>
+        <translation>Dateien werden zurückgebracht: %@ von %@</translation>
     </message>
 </context>
 </TS>

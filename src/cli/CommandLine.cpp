@@ -5,6 +5,7 @@
 #include "Localization.h"
 #include "Organizer.h"
 #include "SettingsStore.h"
+#include "TerminalProgress.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
@@ -166,6 +167,17 @@ QJsonObject resultJson(const OrganizationResult &result)
 }
 
 
+// "Moving files: 1,204 of 5,000 (1.2 GB of 3.4 GB)"
+QString progressLine(const QString &files, const ExecutionProgress &progress)
+{
+    const QLocale locale;
+    return L10n::formatTranslated(files, {locale.toString(progress.filesDone), locale.toString(progress.filesTotal)})
+        + u" ("_qs
+        + L10n::format("%@ of %@", {locale.formattedDataSize(progress.bytesDone),
+                                    locale.formattedDataSize(progress.bytesTotal)})
+        + u')';
+}
+
 QString printJson(const QJsonObject &object)
 {
     return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented));
@@ -264,13 +276,17 @@ void CommandLine::printHelp(const QString &command)
               << '\n';
     } else if (command == u"organize") {
         m_out << L10n::text("Usage: sorvanel-cli organize [--json]") << "\n\n"
-              << L10n::text("Runs a cleanup now with the stored settings and records it as a manual run.") << '\n';
+              << L10n::text("Runs a cleanup now with the stored settings and records it as a manual run.") << '\n'
+              << L10n::text("On a terminal it shows its progress. Ctrl+C stops it after the file in hand; what it moved "
+                            "is recorded, and the rest stays where it is.")
+              << '\n';
     } else if (command == u"undo") {
         m_out << L10n::text("Usage: sorvanel-cli undo [RUN_ID] [--dry-run] [--json]") << "\n\n"
               << L10n::text("Puts the files of a run back where they came from: the latest run that moved something "
                             "and was not undone yet, or the run RUN_ID (the \"id\" that \"history --json\" prints). A "
                             "file changed, moved or deleted since, or whose name is taken, stays where it is. With "
-                            "--dry-run nothing is moved.")
+                            "--dry-run nothing is moved. Ctrl+C stops it after the file in hand; run it again to go "
+                            "on.")
               << '\n';
     } else if (command == u"last") {
         m_out << L10n::text("Usage: sorvanel-cli last [--json]") << "\n\n"
@@ -420,20 +436,31 @@ int CommandLine::preview(SettingsStore &store, bool json)
 int CommandLine::organize(SettingsStore &store, bool json)
 {
     OrganizationResult result;
+    bool interrupted = false;
     try {
-        result = CleanupRun(store.suite()).organize(OrganizationRunMode::manual).result;
+        TerminalProgress progress(
+            [](const ExecutionProgress &done) { return progressLine(L10n::text("Moving files: %@ of %@"), done); });
+        result = CleanupRun(store.suite()).organize(OrganizationRunMode::manual, {}, &progress).result;
+        interrupted = progress.interrupted();
     } catch (const CleanupRun::Failure &failure) {
         return failed(failure.description, json);
     }
     if (json) {
-        m_out << printJson(resultJson(result));
+        QJsonObject object = resultJson(result);
+        if (interrupted)
+            object.insert(u"stopped"_qs, true);
+        m_out << printJson(object);
     } else {
         m_out << L10n::format("Moved: %d", {qint64(result.moved)}) << "   "
               << L10n::format("Skipped: %d", {qint64(result.skipped)}) << "   "
               << L10n::format("Failed: %d", {qint64(result.failed())}) << '\n';
         for (const auto &issue : result.issues)
             m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
+        if (interrupted)
+            m_out << L10n::format("Stopped. %d files were left where they are.", {qint64(result.remaining)}) << '\n';
     }
+    if (interrupted)
+        return stopped;
     return result.issues.isEmpty() ? success : finishedWithIssues;
 }
 
@@ -480,14 +507,24 @@ int CommandLine::undo(SettingsStore &store, const QStringList &arguments)
             return usage(L10n::format("Unknown argument: %@", {argument}));
         }
     }
-    const UndoResult result = CleanupRun(store.suite()).undo(run, dryRun);
+    UndoResult result;
+    bool interrupted = false;
+    {
+        TerminalProgress progress(
+            [](const ExecutionProgress &done) { return progressLine(L10n::text("Putting files back: %@ of %@"), done); });
+        result = CleanupRun(store.suite()).undo(run, dryRun, &progress);
+        interrupted = progress.interrupted() && result.remaining > 0;
+    }
     if (result.refusal)
         return failed(*result.refusal, json);
     if (json) {
-        m_out << printJson(QJsonObject{{u"run"_qs, Json::uuidString(result.run)},
-                                       {u"restored"_qs, qint64(result.restored)},
-                                       {u"failed"_qs, qint64(result.failed())},
-                                       {u"issues"_qs, issuesJson(result.issues)}});
+        QJsonObject object{{u"run"_qs, Json::uuidString(result.run)},
+                           {u"restored"_qs, qint64(result.restored)},
+                           {u"failed"_qs, qint64(result.failed())},
+                           {u"issues"_qs, issuesJson(result.issues)}};
+        if (interrupted)
+            object.insert(u"stopped"_qs, true);
+        m_out << printJson(object);
     } else {
         m_out << (dryRun ? L10n::format("Would put back: %d", {qint64(result.restored)})
                          : L10n::format("Put back: %d", {qint64(result.restored)}))
@@ -495,7 +532,11 @@ int CommandLine::undo(SettingsStore &store, const QStringList &arguments)
               << L10n::format("Failed: %d", {qint64(result.failed())}) << '\n';
         for (const auto &issue : result.issues)
             m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
+        if (interrupted)
+            m_out << L10n::format("Stopped. %d files were not put back yet; undo again to go on.", {qint64(result.remaining)}) << '\n';
     }
+    if (interrupted)
+        return stopped;
     return result.issues.isEmpty() ? success : finishedWithIssues;
 }
 

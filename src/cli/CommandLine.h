@@ -13,11 +13,11 @@ class SettingsStore;
 
 // sorvanel-cli: preview, organize, undo, last, history and settings on the stored
 // settings. Exit status: 0 no issue, 1 issues, 2 configuration or planning
-// failure, 64 usage error.
+// failure, 64 usage error, 130 stopped by Ctrl+C.
 class CommandLine
 {
 public:
-    enum Status { success = 0, finishedWithIssues = 1, failure = 2, usageError = 64 };
+    enum Status { success = 0, finishedWithIssues = 1, failure = 2, usageError = 64, stopped = 130 };
 
     CommandLine(QTextStream &out, QTextStream &err);
 

@@ -12,7 +12,9 @@
 namespace sorvanel {
 
 namespace {
-constexpr const char *context = "Sorvanel";
+// The context lupdate gives the texts of L10n::text and L10n::format (it
+// reads them as aliases of tr(), which takes the qualifying class).
+constexpr const char *context = "sorvanel::L10n";
 
 QString formatArgument(const QVariant &value, QChar conversion, int precision)
 {

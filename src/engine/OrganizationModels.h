@@ -154,6 +154,8 @@ struct OrganizationResult
     std::int64_t moved = 0;
     std::int64_t skipped = 0;
     QList<OrganizationIssue> issues;
+    // The planned files not tried because the run was asked to stop.
+    std::int64_t remaining = 0;
 
     std::int64_t failed() const { return issues.size(); }
     bool operator==(const OrganizationResult &) const = default;

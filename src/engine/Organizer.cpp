@@ -598,24 +598,25 @@ const Path &normalizedPlan(const OrganizationPlan &given, OrganizationPlan &copy
 
 } // namespace
 
-OrganizationResult Organizer::execute(const OrganizationPlan &given)
+OrganizationResult Organizer::execute(const OrganizationPlan &given, ExecutionObserver *observer)
 {
     OrganizationPlan copy;
     const OrganizationPlan *planned = nullptr;
     normalizedPlan(given, copy, planned);
-    return executeNormalized(*planned, {});
+    return executeNormalized(*planned, {}, observer);
 }
 
 OrganizationResult Organizer::execute(const OrganizationPlan &given, RunJournal &journal, const QUuid &runId,
-                                      OrganizationRunMode mode)
+                                      OrganizationRunMode mode, ExecutionObserver *observer)
 {
     OrganizationPlan copy;
     const OrganizationPlan *planned = nullptr;
     normalizedPlan(given, copy, planned);
-    return executeNormalized(*planned, {&journal, runId, mode});
+    return executeNormalized(*planned, {&journal, runId, mode}, observer);
 }
 
-OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, const Journaling &journaling)
+OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, const Journaling &journaling,
+                                                ExecutionObserver *observer)
 {
     OrganizationResult result;
     result.runDate = plan.generatedAt;
@@ -683,7 +684,39 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
         return journal->publishing(runId, sequence - 1, copy, *target, false, reservation);
     };
 
+    ExecutionProgress progress;
+    if (observer) {
+        progress.filesTotal = std::int64_t(plan.moves.size());
+        for (const PlannedMove &move : plan.moves)
+            progress.bytesTotal += std::max<std::int64_t>(move.sourceSize, 0);
+        observer->progressed(progress);
+    }
     for (const PlannedMove &move : plan.moves) {
+        if (observer && observer->stopRequested()) {
+            // The moves of this batch that are not tried stay where they are.
+            result.remaining = std::int64_t(plan.moves.size()) - sequence;
+            for (std::int64_t k = sequence; k < batchEnd; ++k) {
+                JournalMove entry = journalMove(plan.moves[std::size_t(k)], k);
+                entry.state = JournalMove::State::notMoved;
+                settled.push_back(std::move(entry));
+            }
+            break;
+        }
+        if (observer) {
+            ++progress.filesDone;
+            progress.bytesDone += std::max<std::int64_t>(move.sourceSize, 0);
+        }
+        // Progress is told once the file is done, however it ends.
+        struct Report
+        {
+            ExecutionObserver *observer;
+            const ExecutionProgress &progress;
+            ~Report()
+            {
+                if (observer)
+                    observer->progressed(progress);
+            }
+        } report{observer, progress};
         if (journal && sequence == batchEnd) {
             settleBatch();
             batchStart = sequence;

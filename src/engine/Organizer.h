@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Calendar.h"
+#include "ExecutionObserver.h"
 #include "FileSystem.h"
 #include "OrganizationModels.h"
 #include "RunJournal.h"
@@ -26,6 +27,8 @@ struct UndoResult
     // Set when nothing was tried: no such run, nothing left to undo, the
     // destination locked by another run.
     std::optional<QString> refusal;
+    // The files not tried because the undo was asked to stop.
+    std::int64_t remaining = 0;
 
     std::int64_t failed() const { return issues.size(); }
 };
@@ -45,16 +48,19 @@ public:
     // Throws OrganizerFailure for an invalid configuration or an unreadable source.
     OrganizationPlan makePlan(const OrganizerConfiguration &configuration);
     // Never throws: every failure becomes an issue of the result.
-    OrganizationResult execute(const OrganizationPlan &plan);
+    // `observer` hears the progress and may stop the run between files.
+    OrganizationResult execute(const OrganizationPlan &plan, ExecutionObserver *observer = nullptr);
     // The same, writing each move down in `journal` under the run `runId`.
     // A run of an earlier process that was cut short is accounted for first.
     OrganizationResult execute(const OrganizationPlan &plan, RunJournal &journal, const QUuid &runId,
-                               OrganizationRunMode mode);
+                               OrganizationRunMode mode, ExecutionObserver *observer = nullptr);
 
     // Puts the files of a journaled run back where they came from: the
     // latest run that still has moved files when `run` is empty. With
     // `dryRun` nothing changes; the result says what would happen.
-    UndoResult undo(RunJournal &journal, const std::optional<QUuid> &run, bool dryRun = false);
+    // A stopped undo leaves the rest for the next one.
+    UndoResult undo(RunJournal &journal, const std::optional<QUuid> &run, bool dryRun = false,
+                    ExecutionObserver *observer = nullptr);
     // The run an undo without a run ID takes back, if any.
     static std::optional<JournalRun> latestUndoableRun(RunJournal &journal);
     // Settles the runs on `destinationRoot` that a kill cut short, from what
@@ -103,7 +109,8 @@ private:
         QUuid runId;
         OrganizationRunMode mode = OrganizationRunMode::manual;
     };
-    OrganizationResult executeNormalized(const OrganizationPlan &plan, const Journaling &journaling);
+    OrganizationResult executeNormalized(const OrganizationPlan &plan, const Journaling &journaling,
+                                         ExecutionObserver *observer);
     JournalMove::State recoverMove(JournalMove &move);
 
     std::shared_ptr<FileSystem> m_fileManager;

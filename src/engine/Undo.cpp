@@ -109,7 +109,8 @@ std::optional<JournalRun> Organizer::latestUndoableRun(RunJournal &journal)
     return std::nullopt;
 }
 
-UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runId, bool dryRun)
+UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runId, bool dryRun,
+                           ExecutionObserver *observer)
 {
     UndoResult result;
     std::optional<JournalRun> run = runId ? journal.run(*runId) : latestUndoableRun(journal);
@@ -167,13 +168,34 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     // return that an earlier undo left half done is finished first.
     std::reverse(moves.begin(), moves.end());
     std::stable_partition(moves.begin(), moves.end(), [](const JournalMove &move) { return move.returned.inode != 0; });
+    // Only a dry run meets moves left "intended": it settles nothing, so
+    // it takes them as moved and looks at what lies on disk.
+    ExecutionProgress progress;
     for (JournalMove &move : moves) {
-        // Only a dry run meets moves left "intended": it settles nothing, so
-        // it takes them as moved and looks at what lies on disk.
         if (move.state == JournalMove::State::intended && dryRun)
             move.state = JournalMove::State::moved;
+        if (move.state == JournalMove::State::moved) {
+            ++progress.filesTotal;
+            progress.bytesTotal += std::max<std::int64_t>(move.size, 0);
+        }
+    }
+    if (observer)
+        observer->progressed(progress);
+    for (JournalMove &move : moves) {
         if (move.state != JournalMove::State::moved)
             continue;
+        if (observer) {
+            // The file before this one is told here, as it ended in many ways.
+            if (progress.filesDone > 0)
+                observer->progressed(progress);
+            if (observer->stopRequested()) {
+                // What is not tried stays moved, for the next undo to take back.
+                result.remaining = progress.filesTotal - progress.filesDone;
+                break;
+            }
+            ++progress.filesDone;
+            progress.bytesDone += std::max<std::int64_t>(move.size, 0);
+        }
         const FileIdentity placed = move.placed.inode ? move.placed : move.original;
         // A copy keeps its time as its drive can: FAT and exFAT round it.
         const std::int64_t placedTime = move.placedModifiedNs ? move.placedModifiedNs : move.modifiedNs;
@@ -243,9 +265,13 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
         }
     }
     fs.closeFolders();
+    if (observer && !result.remaining)
+        observer->progressed(progress);
     if (dryRun)
         return result;
     settle(true);
+    if (result.remaining)
+        return result;
 
     // The folders the run made, deepest first, where they are empty now.
     std::vector<Path> folders = journal.folders(run->id);

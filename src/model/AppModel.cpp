@@ -41,11 +41,23 @@ AppModel::AppModel(std::shared_ptr<SettingsStore> store, std::shared_ptr<LoginIt
     if (m_automaticEnabled)
         updateLoginItem(true, false);
     startExternalResultRefresh();
+    // The worker reports to m_control; the views hear of it a few times a second.
+    m_progressTimer.setInterval(100);
+    connect(&m_progressTimer, &QTimer::timeout, this, [this] {
+        if (!m_control)
+            return;
+        const ExecutionProgress now = m_control->progress();
+        if (now.filesTotal > 0 && m_progress != now)
+            setProgress(now);
+    });
 }
 
 AppModel::~AppModel()
 {
     m_refreshTimer.stop();
+    // A window closed mid-run: the run stops after the file in hand.
+    if (m_control)
+        m_control->requestStop();
     // Let a run in progress finish its current job; its result is dropped.
     m_worker.reset();
 }
@@ -98,6 +110,27 @@ void AppModel::setRunning(bool running)
 {
     m_isRunning = running;
     emit isRunningChanged();
+}
+
+void AppModel::setProgress(std::optional<ExecutionProgress> progress)
+{
+    m_progress = progress;
+    emit progressChanged();
+}
+
+void AppModel::setStopping(bool stopping)
+{
+    m_isStopping = stopping;
+    emit isStoppingChanged();
+}
+
+void AppModel::stopRun()
+{
+    if (!m_isRunning || m_isStopping)
+        return;
+    if (m_control)
+        m_control->requestStop();
+    setStopping(true);
 }
 
 void AppModel::setPreviewPlan(std::optional<OrganizationPlan> plan)
@@ -182,10 +215,11 @@ void AppModel::organizeNow()
     setAlertMessage(std::nullopt);
     QElapsedTimer started;
     started.start();
-    withFolderAccess([started](CleanupRun &run, const OrganizerConfiguration &configuration) -> Finish {
+    withFolderAccess([started](CleanupRun &run, const OrganizerConfiguration &configuration,
+                               ExecutionObserver *observer) -> Finish {
         try {
             const OrganizationPlan plan = run.organizer().makePlan(configuration);
-            const OrganizationResult result = run.execute(plan, OrganizationRunMode::manual, started).result;
+            const OrganizationResult result = run.execute(plan, OrganizationRunMode::manual, started, observer).result;
             return [result](AppModel &model) { model.accept(result); };
         } catch (const OrganizerFailure &failure) {
             return [text = failure.errorDescription()](AppModel &model) { model.setAlertMessage(text); };
@@ -199,7 +233,7 @@ void AppModel::previewChanges()
         return;
     setRunning(true);
     setAlertMessage(std::nullopt);
-    withFolderAccess([](CleanupRun &run, const OrganizerConfiguration &configuration) -> Finish {
+    withFolderAccess([](CleanupRun &run, const OrganizerConfiguration &configuration, ExecutionObserver *) -> Finish {
         try {
             auto plan = std::make_shared<OrganizationPlan>(run.organizer().makePlan(configuration));
             return [plan](AppModel &model) {
@@ -221,8 +255,8 @@ void AppModel::executePreview()
     setShowsPreview(false);
     QElapsedTimer started;
     started.start();
-    withFolderAccess([plan, started](CleanupRun &run, const OrganizerConfiguration &) -> Finish {
-        const OrganizationResult result = run.execute(*plan, OrganizationRunMode::manual, started).result;
+    withFolderAccess([plan, started](CleanupRun &run, const OrganizerConfiguration &, ExecutionObserver *observer) -> Finish {
+        const OrganizationResult result = run.execute(*plan, OrganizationRunMode::manual, started, observer).result;
         return [result](AppModel &model) {
             model.accept(result);
             model.setPreviewPlan(std::nullopt);
@@ -236,8 +270,8 @@ void AppModel::undoRun(const QUuid &id)
         return;
     setRunning(true);
     setAlertMessage(std::nullopt);
-    withFolderAccess([id](CleanupRun &run, const OrganizerConfiguration &) -> Finish {
-        const UndoResult result = run.undo(id, false);
+    withFolderAccess([id](CleanupRun &run, const OrganizerConfiguration &, ExecutionObserver *observer) -> Finish {
+        const UndoResult result = run.undo(id, false, observer);
         return [result](AppModel &model) { model.acceptUndo(result); };
     });
 }
@@ -274,11 +308,17 @@ void AppModel::withFolderAccess(Operation operation)
         return;
     }
     AppModel *model = this; // alive for the whole job: the destructor waits for it
-    m_worker->post([model, operation = std::move(operation), configuration](CleanupRun &run) {
-        Finish finish = operation(run, configuration);
+    m_control = std::make_shared<ExecutionControl>();
+    m_progressTimer.start();
+    m_worker->post([model, operation = std::move(operation), configuration, control = m_control](CleanupRun &run) {
+        Finish finish = operation(run, configuration, control.get());
         QMetaObject::invokeMethod(
             model,
             [model, finish = std::move(finish)] {
+                model->m_progressTimer.stop();
+                model->m_control.reset();
+                model->setProgress(std::nullopt);
+                model->setStopping(false);
                 finish(*model);
                 model->setRunning(false);
             },

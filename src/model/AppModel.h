@@ -57,6 +57,13 @@ public:
     void setLastResult(std::optional<OrganizationResult> result);
     bool isRunning() const { return m_isRunning; }
     void setRunning(bool running);
+    // How far the run or undo in progress has come; empty while it plans,
+    // and when nothing runs.
+    const std::optional<ExecutionProgress> &progress() const { return m_progress; }
+    void setProgress(std::optional<ExecutionProgress> progress);
+    // A stop was asked for and the run has not ended yet.
+    bool isStopping() const { return m_isStopping; }
+    void setStopping(bool stopping);
     const std::optional<OrganizationPlan> &previewPlan() const { return m_previewPlan; }
     void setPreviewPlan(std::optional<OrganizationPlan> plan);
     bool showsPreview() const { return m_showsPreview; }
@@ -84,6 +91,9 @@ public:
     void executePreview();
     // Puts the files of a run in the history back; the result comes as a run's does.
     void undoRun(const QUuid &run);
+    // Asks the run or undo in progress to stop after the file in hand. What
+    // it did is its result; an undo can be run again to go on.
+    void stopRun();
     // The journal's account of a run: where its files came from and how many still count as moved.
     std::optional<JournalRun> journalRun(const QUuid &run) const;
     // Whether the run can still be undone: it moved files not yet put back.
@@ -103,6 +113,8 @@ signals:
     void automaticTimeValueChanged();
     void lastResultChanged();
     void isRunningChanged();
+    void progressChanged();
+    void isStoppingChanged();
     void previewPlanChanged();
     void showsPreviewChanged();
     void showsIssuesChanged();
@@ -119,7 +131,7 @@ private:
     void startExternalResultRefresh();
     // What an operation hands back to the main thread.
     using Finish = std::function<void(AppModel &)>;
-    using Operation = std::function<Finish(CleanupRun &, const OrganizerConfiguration &)>;
+    using Operation = std::function<Finish(CleanupRun &, const OrganizerConfiguration &, ExecutionObserver *)>;
     // Builds the configuration and runs `operation` on the organizer thread;
     // the Finish it returns runs here, then isRunning is cleared.
     void withFolderAccess(Operation operation);
@@ -135,6 +147,11 @@ private:
     bool m_notifyAfterAutomatic = true;
     std::optional<OrganizationResult> m_lastResult;
     bool m_isRunning = false;
+    std::optional<ExecutionProgress> m_progress;
+    bool m_isStopping = false;
+    // Shared with the job on the worker thread, which reports to it.
+    std::shared_ptr<ExecutionControl> m_control;
+    QTimer m_progressTimer;
     std::optional<OrganizationPlan> m_previewPlan;
     bool m_showsPreview = false;
     bool m_showsIssues = false;

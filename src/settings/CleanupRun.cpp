@@ -31,11 +31,11 @@ OrganizationPlan CleanupRun::plan(const Clock &now)
 }
 
 CleanupRun::Outcome CleanupRun::execute(const OrganizationPlan &plan, OrganizationRunMode mode,
-                                        const QElapsedTimer &started)
+                                        const QElapsedTimer &started, ExecutionObserver *observer)
 {
     Outcome outcome;
     outcome.id = newIdentifier();
-    outcome.result = m_organizer->execute(plan, m_journal, outcome.id, mode);
+    outcome.result = m_organizer->execute(plan, m_journal, outcome.id, mode, observer);
     outcome.duration = double(started.nsecsElapsed()) / 1e9;
     // The record and the end of the journaled run go together: a kill leaves
     // either both or neither, and a run left open is settled by the next one.
@@ -46,17 +46,17 @@ CleanupRun::Outcome CleanupRun::execute(const OrganizationPlan &plan, Organizati
     return outcome;
 }
 
-CleanupRun::Outcome CleanupRun::organize(OrganizationRunMode mode, const Clock &now)
+CleanupRun::Outcome CleanupRun::organize(OrganizationRunMode mode, const Clock &now, ExecutionObserver *observer)
 {
     QElapsedTimer started;
     started.start();
     const OrganizationPlan planned = plan(now);
-    return execute(planned, mode, started);
+    return execute(planned, mode, started, observer);
 }
 
-UndoResult CleanupRun::undo(const std::optional<QUuid> &run, bool dryRun)
+UndoResult CleanupRun::undo(const std::optional<QUuid> &run, bool dryRun, ExecutionObserver *observer)
 {
-    return m_organizer->undo(m_journal, run, dryRun);
+    return m_organizer->undo(m_journal, run, dryRun, observer);
 }
 
 bool CleanupRun::isUndone(const QUuid &run)

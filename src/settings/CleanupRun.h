@@ -44,10 +44,12 @@ public:
     // Plans with the stored settings. Throws Failure.
     OrganizationPlan plan(const Clock &now = {});
     // Carries out a plan, journaled, and records it; `started` times the run.
-    Outcome execute(const OrganizationPlan &plan, OrganizationRunMode mode, const QElapsedTimer &started);
+    // A run that `observer` stops is recorded with what it did.
+    Outcome execute(const OrganizationPlan &plan, OrganizationRunMode mode, const QElapsedTimer &started,
+                    ExecutionObserver *observer = nullptr);
     // Plans, then executes. Throws Failure.
-    Outcome organize(OrganizationRunMode mode, const Clock &now = {});
-    UndoResult undo(const std::optional<QUuid> &run, bool dryRun);
+    Outcome organize(OrganizationRunMode mode, const Clock &now = {}, ExecutionObserver *observer = nullptr);
+    UndoResult undo(const std::optional<QUuid> &run, bool dryRun, ExecutionObserver *observer = nullptr);
 
     // Whether the history entry's run was undone, by the journal.
     bool isUndone(const QUuid &run);

@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <QTimer>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTimeEdit>
@@ -166,6 +167,29 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     actions->addStretch();
     stack->addLayout(actions);
 
+    m_progressRow = new QWidget(this);
+    m_progressRow->setObjectName(u"progressRow"_qs);
+    auto *progressLayout = new QHBoxLayout(m_progressRow);
+    progressLayout->setContentsMargins(0, 0, 0, 0);
+    progressLayout->setSpacing(12);
+    m_progressBar = new QProgressBar(m_progressRow);
+    m_progressBar->setTextVisible(false);
+    m_progressBar->setRange(0, 1000);
+    m_progressBar->setAccessibleName(L10n::text("Progress"));
+    progressLayout->addWidget(m_progressBar, 1);
+    m_progressText = new QLabel(m_progressRow);
+    Style::makeSecondary(m_progressText);
+    progressLayout->addWidget(m_progressText);
+    m_stop = new QPushButton(L10n::text("Stop"), m_progressRow);
+    m_stop->setObjectName(u"stopButton"_qs);
+    progressLayout->addWidget(m_stop);
+    m_progressRow->hide();
+    stack->addWidget(m_progressRow);
+    // A short run shows only the spinner; one that takes longer shows how far it is.
+    m_progressDelay = new QTimer(this);
+    m_progressDelay->setSingleShot(true);
+    m_progressDelay->setInterval(1000);
+
     auto *divider = new QFrame(this);
     divider->setFrameShape(QFrame::HLine);
     divider->setFrameShadow(QFrame::Sunken);
@@ -203,6 +227,8 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     });
     connect(m_previewButton, &QPushButton::clicked, &model, &AppModel::previewChanges);
     connect(m_organizeButton, &QPushButton::clicked, &model, &AppModel::organizeNow);
+    connect(m_stop, &QPushButton::clicked, &model, &AppModel::stopRun);
+    connect(m_progressDelay, &QTimer::timeout, this, &ContentView::updateProgress);
     // A sheet closed by its own button (or Escape) clears its flag.
     connect(m_preview, &QDialog::finished, this, [this] { m_model.setShowsPreview(false); });
     connect(m_issues, &QDialog::finished, this, [this] { m_model.setShowsIssues(false); });
@@ -215,6 +241,8 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     connect(&model, &AppModel::automaticEnabledValueChanged, this, &ContentView::updateAutomatic);
     connect(&model, &AppModel::automaticTimeValueChanged, this, &ContentView::updateAutomatic);
     connect(&model, &AppModel::isRunningChanged, this, &ContentView::updateRunning);
+    connect(&model, &AppModel::progressChanged, this, &ContentView::updateProgress);
+    connect(&model, &AppModel::isStoppingChanged, this, &ContentView::updateProgress);
     connect(&model, &AppModel::lastResultChanged, this, &ContentView::updateSummary);
     connect(&model, &AppModel::alertMessageChanged, this, &ContentView::updateAlert);
     connect(&model, &AppModel::showsPreviewChanged, this, [this] { present(m_preview, m_model.showsPreview()); });
@@ -287,7 +315,31 @@ void ContentView::updateRunning()
     m_previewButton->setText(running ? L10n::text("Checking…") : L10n::text("Preview Changes"));
     m_previewButton->setEnabled(!running);
     m_organizeButton->setEnabled(!running);
-    m_busy->setVisible(running);
+    if (running && !m_progressDelay->isActive() && !m_progressRow->isVisible())
+        m_progressDelay->start();
+    else if (!running)
+        m_progressDelay->stop();
+    updateProgress();
+}
+
+void ContentView::updateProgress()
+{
+    const bool running = m_model.isRunning();
+    const auto &progress = m_model.progress();
+    const bool shows = running && progress && !m_progressDelay->isActive();
+    m_progressRow->setVisible(shows);
+    m_busy->setVisible(running && !shows);
+    if (!shows)
+        return;
+    // Bytes tell the time a run takes better than files; without sizes, files.
+    const double done = progress->bytesTotal > 0 ? double(progress->bytesDone) / double(progress->bytesTotal)
+                                                 : double(progress->filesDone) / double(std::max<qint64>(progress->filesTotal, 1));
+    m_progressBar->setValue(int(done * 1000));
+    const QLocale locale;
+    m_progressText->setText(L10n::format("%@ of %@ files", {locale.toString(qint64(progress->filesDone)),
+                                                            locale.toString(qint64(progress->filesTotal))}));
+    m_stop->setEnabled(!m_model.isStopping());
+    m_stop->setText(m_model.isStopping() ? L10n::text("Stopping…") : L10n::text("Stop"));
 }
 
 void ContentView::updateSummary()

@@ -11,8 +11,10 @@ class QVBoxLayout;
 class QLabel;
 class QLineEdit;
 
+class QProgressBar;
 class QPushButton;
 class QTimeEdit;
+class QTimer;
 
 namespace sorvanel {
 
@@ -37,6 +39,10 @@ public:
     QPushButton *previewButton() const { return m_previewButton; }
     QPushButton *organizeButton() const { return m_organizeButton; }
     BusyIndicator *busyIndicator() const { return m_busy; }
+    QWidget *progressRow() const { return m_progressRow; }
+    QProgressBar *progressBar() const { return m_progressBar; }
+    QLabel *progressText() const { return m_progressText; }
+    QPushButton *stopButton() const { return m_stop; }
     QLineEdit *thresholdField() const { return m_threshold; }
     QCheckBox *automaticSwitch() const { return m_automaticSwitch; }
     QTimeEdit *timePicker() const { return m_time; }
@@ -58,6 +64,7 @@ private:
     void commitThreshold();
     void updateAutomatic();
     void updateRunning();
+    void updateProgress();
     void updateSummary();
     void updateAlert();
     void placeOverWindow(QWidget *sheet) const;
@@ -74,6 +81,12 @@ private:
     QPushButton *m_previewButton;
     QPushButton *m_organizeButton;
     BusyIndicator *m_busy;
+    // Shown once a run has taken a second: progress and Stop.
+    QWidget *m_progressRow;
+    QProgressBar *m_progressBar;
+    QLabel *m_progressText;
+    QPushButton *m_stop;
+    QTimer *m_progressDelay;
     QWidget *m_summary;
     QVBoxLayout *m_summaryLayout;
     QWidget *m_summaryBody = nullptr; // made anew for each result

@@ -10,6 +10,8 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <csignal>
+
 using namespace sorvanel;
 using namespace sorvanel::test;
 
@@ -235,6 +237,54 @@ private slots:
         QCOMPARE(entry.value(u"id"_qs).toString().size(), 36);
         QCOMPARE(entry.value(u"undone"_qs), QJsonValue(false));
         QCOMPARE(cli({u"history"_qs}).status, 0);
+    }
+
+    // Ctrl+C stops a run after the file in hand. On a terminal the progress
+    // shows on standard error until then; the run is recorded with what it
+    // moved, the rest stays, and the status says it was stopped. The files
+    // cross to another drive, one flush each, so the run lasts long enough.
+    void ctrlCStopsARunCleanly()
+    {
+        const auto far = folderOnOtherFileSystem(m_home->path());
+        if (!far)
+            QSKIP("no second writable file system on this machine");
+        const Path source = toPath(far->path());
+        const Path destination = downloads() / "sorted";
+        constexpr int files = 3000;
+        for (int i = 0; i < files; ++i)
+            writeFile(source / ("file" + std::to_string(i) + ".txt"), QByteArray::number(i), longAgo());
+        {
+            SettingsStore store;
+            store.saveFolder(source, std::nullopt, true);
+            store.saveFolder(destination, std::nullopt, false);
+        }
+        // script(1) gives the program a terminal of its own.
+        QProcess terminal;
+        terminal.setProcessChannelMode(QProcess::MergedChannels);
+        terminal.start(u"script"_qs, {u"-qec"_qs, u"exec \"$SORVANEL_CLI\" organize"_qs, u"/dev/null"_qs});
+        QVERIFY(terminal.waitForStarted());
+        const QByteArray moving = L10n::text("Moving files: %@ of %@").section(u'%', 0, 0).toUtf8();
+        QByteArray shown;
+        QTRY_VERIFY_WITH_TIMEOUT((shown += terminal.readAll()).contains(moving)
+                                     && std::filesystem::exists(destination / ".sorvanel.lock"),
+                                 20000);
+        QFile children(u"/proc/%1/task/%1/children"_qs.arg(terminal.processId()));
+        QVERIFY(children.open(QIODevice::ReadOnly));
+        const pid_t program = children.readAll().trimmed().toInt();
+        QVERIFY(program > 0);
+        QCOMPARE(::kill(program, SIGINT), 0);
+        QVERIFY(terminal.waitForFinished(60000));
+        shown += terminal.readAll();
+        QVERIFY2(terminal.exitCode() == 130, shown.constData());
+        QVERIFY(shown.contains(L10n::text("Stopped. %d files were left where they are.").section(u'%', 0, 0).toUtf8()));
+
+        qint64 left = 0;
+        for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(source)))
+            left += entry.is_regular_file();
+        const qint64 moved = regularFilesBelow(displayPath(destination)).size() - 1; // less the lock file
+        QVERIFY(left > 0 && moved > 0);
+        QCOMPARE(left + moved, files);
+        QCOMPARE(cli({u"last"_qs, u"--json"_qs}).json().object().value(u"moved"_qs).toInteger(), moved);
     }
 
     // Undo takes back the latest run by default, or the run named by the ID

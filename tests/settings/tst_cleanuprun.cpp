@@ -288,6 +288,66 @@ private slots:
         QCOMPARE(runs.front().id, history.front().id);
     }
 
+    void aStoppedRunKeepsAnExactAccount_data()
+    {
+        QTest::addColumn<bool>("acrossDrives");
+        QTest::newRow("one drive") << false;
+        QTest::newRow("two drives") << true;
+    }
+
+    // A run stopped between files is recorded with what it did; the files
+    // not tried stay; its undo, stopped too, resumes where it stopped.
+    void aStoppedRunKeepsAnExactAccount()
+    {
+        QFETCH(bool, acrossDrives);
+        if (acrossDrives) {
+            m_far = folderOnOtherFileSystem(m_home->path());
+            if (!m_far)
+                QSKIP("no second writable file system on this machine");
+            useDestination(toPath(m_far->path()) / "sorted");
+        }
+        // Stops once `limit` files are done, and keeps what it heard.
+        struct StopAfter : ExecutionObserver
+        {
+            std::int64_t limit;
+            std::vector<ExecutionProgress> heard;
+            explicit StopAfter(std::int64_t limit) : limit(limit) {}
+            void progressed(const ExecutionProgress &progress) override { heard.push_back(progress); }
+            bool stopRequested() override { return !heard.empty() && heard.back().filesDone >= limit; }
+        };
+        qint64 bytes = 0;
+        for (int i = 0; i < 6; ++i) {
+            const QByteArray content(1000 * (i + 1), char('a' + i));
+            writeFile(downloads() / ("file" + std::to_string(i) + ".txt"), content, longAgo());
+            bytes += content.size();
+        }
+        const auto before = sourceFiles();
+
+        StopAfter stopAfterTwo(2);
+        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual, {}, &stopAfterTwo);
+        QCOMPARE(run.result.moved, 2);
+        QCOMPARE(run.result.remaining, 4);
+        QVERIFY(run.result.issues.isEmpty());
+        QCOMPARE(sourceFiles().size(), 4);
+        QCOMPARE(stopAfterTwo.heard.front(), (ExecutionProgress{0, 6, 0, bytes}));
+        QCOMPARE(stopAfterTwo.heard.back().filesDone, 2);
+        QVERIFY(stopAfterTwo.heard.back().bytesDone > 0 && stopAfterTwo.heard.back().bytesDone < bytes);
+        QCOMPARE(m_run->store().loadHistory().value(0).moved, 2);
+        QCOMPARE(m_run->journal().run(run.id)->moved, 2);
+
+        StopAfter stopAfterOne(1);
+        UndoResult undone = m_run->undo(run.id, false, &stopAfterOne);
+        QCOMPARE(undone.restored, 1);
+        QCOMPARE(undone.remaining, 1);
+        QVERIFY(!m_run->isUndone(run.id));
+        QCOMPARE(stopAfterOne.heard.front(), (ExecutionProgress{0, 2, 0, stopAfterTwo.heard.back().bytesDone}));
+        undone = m_run->undo(run.id, false);
+        QCOMPARE(undone.restored, 1);
+        QCOMPARE(undone.remaining, 0);
+        QVERIFY(m_run->isUndone(run.id));
+        QCOMPARE(sourceFiles(), before);
+    }
+
     // A run that moved nothing has nothing to take back.
     void runsWithoutMovesLeaveNoJournal()
     {

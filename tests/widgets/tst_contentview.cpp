@@ -17,6 +17,7 @@
 #include <QClipboard>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTimeEdit>
 #include <QtTest>
@@ -64,6 +65,41 @@ private slots:
         model().setRunning(false);
         QVERIFY(view()->organizeButton()->isEnabled());
         QVERIFY(!view()->busyIndicator()->isVisible());
+    }
+
+    // A run that lasts shows how far it is, and can be stopped; a short one
+    // shows only the spinner.
+    void progressAndStopForALongRun()
+    {
+        model().setRunning(true);
+        model().setProgress(ExecutionProgress{250, 1000, 3000, 4000});
+        QVERIFY(!view()->progressRow()->isVisible());
+        QVERIFY(view()->busyIndicator()->isVisible());
+        QTRY_VERIFY_WITH_TIMEOUT(view()->progressRow()->isVisible(), 3000);
+        QVERIFY(!view()->busyIndicator()->isVisible());
+        QCOMPARE(view()->progressBar()->value(), 750); // by bytes, not files
+        QCOMPARE(view()->progressText()->text(),
+                 L10n::format("%@ of %@ files", {QLocale().toString(250), QLocale().toString(1000)}));
+        // Even at the window's smallest, the count and the button are whole.
+        m_window->resize(m_window->minimumSize());
+        QTRY_VERIFY(view()->stopButton()->width() >= view()->stopButton()->minimumSizeHint().width());
+        QVERIFY(view()->progressText()->width() >= view()->progressText()->minimumSizeHint().width());
+
+        QTest::mouseClick(view()->stopButton(), Qt::LeftButton);
+        QVERIFY(model().isStopping());
+        QVERIFY(!view()->stopButton()->isEnabled());
+        QCOMPARE(view()->stopButton()->text(), L10n::text("Stopping…"));
+
+        model().setStopping(false);
+        model().setProgress(std::nullopt);
+        model().setRunning(false);
+        QVERIFY(!view()->progressRow()->isVisible());
+        QVERIFY(!view()->busyIndicator()->isVisible());
+        // The next run waits its second again.
+        model().setRunning(true);
+        model().setProgress(ExecutionProgress{1, 2, 0, 0});
+        QVERIFY(!view()->progressRow()->isVisible());
+        model().setRunning(false);
     }
 
     void summaryStates()

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace sorvanel {
+
+// How far a run (or an undo) has come: files and bytes done of the total.
+// A file counts as done once tried, whether it moved or stayed.
+struct ExecutionProgress
+{
+    std::int64_t filesDone = 0;
+    std::int64_t filesTotal = 0;
+    std::int64_t bytesDone = 0;
+    std::int64_t bytesTotal = 0;
+
+    bool operator==(const ExecutionProgress &) const = default;
+};
+
+// Watches a run from the thread that executes it: hears its progress after
+// each file and is asked, before each file, whether to stop there. A stop
+// never cuts a move short; the run ends as if the plan ended there.
+class ExecutionObserver
+{
+public:
+    virtual ~ExecutionObserver() = default;
+
+    virtual void progressed(const ExecutionProgress &progress) = 0;
+    virtual bool stopRequested() = 0;
+};
+
+// An observer that other threads (or a signal handler) can talk to: the
+// latest progress can be read at any time, and `requestStop` may be called
+// from anywhere.
+class ExecutionControl : public ExecutionObserver
+{
+public:
+    void progressed(const ExecutionProgress &progress) override
+    {
+        m_filesDone.store(progress.filesDone, std::memory_order_relaxed);
+        m_filesTotal.store(progress.filesTotal, std::memory_order_relaxed);
+        m_bytesDone.store(progress.bytesDone, std::memory_order_relaxed);
+        m_bytesTotal.store(progress.bytesTotal, std::memory_order_relaxed);
+    }
+    bool stopRequested() override { return m_stop.load(std::memory_order_relaxed); }
+
+    // Lock-free, so safe in a signal handler.
+    void requestStop() { m_stop.store(true, std::memory_order_relaxed); }
+
+    ExecutionProgress progress() const
+    {
+        return {m_filesDone.load(std::memory_order_relaxed), m_filesTotal.load(std::memory_order_relaxed),
+                m_bytesDone.load(std::memory_order_relaxed), m_bytesTotal.load(std::memory_order_relaxed)};
+    }
+
+private:
+    static_assert(std::atomic<bool>::is_always_lock_free);
+    std::atomic<bool> m_stop = false;
+    std::atomic<std::int64_t> m_filesDone = 0;
+    std::atomic<std::int64_t> m_filesTotal = 0;
+    std::atomic<std::int64_t> m_bytesDone = 0;
+    std::atomic<std::int64_t> m_bytesTotal = 0;
+};
+
+} // namespace sorvanel

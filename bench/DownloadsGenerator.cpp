@@ -51,12 +51,12 @@ GeneratedFolder generateDownloads(const std::filesystem::path &source, const std
     const auto pick = [&](std::size_t n) { return std::size_t(random() % n); };
 
     static const std::array<const char *, 28> extensions{
-        ".pdf", ".PDF", ".jpg", ".JPG", ".jpeg", ".png", ".PNG", ".heic", ".webp", ".docx", ".xlsx", ".csv", ".txt",
-        ".md",  ".zip", ".tar.gz", ".iso", ".dmg", ".mp4", ".mkv", ".mp3", ".deb", ".AppImage", ".epub", ".svg",
-        ".pptx", ".odt", ""};
+        ".pdf",  ".PDF", ".jpg",      ".JPG",  ".jpeg", ".png",    ".PNG", ".heic", ".webp", ".docx",
+        ".xlsx", ".csv", ".txt",      ".md",   ".zip",  ".tar.gz", ".iso", ".dmg",  ".mp4",  ".mkv",
+        ".mp3",  ".deb", ".AppImage", ".epub", ".svg",  ".pptx",   ".odt", ""};
     static const std::array<const char *, 5> unfinished{".crdownload", ".part", ".download", ".tmp", ".partial"};
-    static const std::array<const char *, 12> stems{"invoice", "report", "Screenshot", "IMG", "document", "setup",
-                                                    "photo", "statement", "Rechnung", "scan", "export", "notes"};
+    static const std::array<const char *, 12> stems{"invoice", "report",    "Screenshot", "IMG",  "document", "setup",
+                                                    "photo",   "statement", "Rechnung",   "scan", "export",   "notes"};
 
     const std::time_t now = std::time(nullptr);
     const std::time_t twoMonths = 61 * 24 * 3600;

@@ -8,8 +8,8 @@ namespace sorvanel::bench {
 
 struct GeneratedFolder
 {
-    std::size_t files = 0;       // plain files, movable or not
-    std::size_t movable = 0;     // what a cleanup should move
+    std::size_t files = 0; // plain files, movable or not
+    std::size_t movable = 0; // what a cleanup should move
     std::size_t preexisting = 0; // files already in the destination, to clash with
 };
 

@@ -49,9 +49,12 @@ int main(int argc, char *argv[])
     plan.destinationRoot = "/home/user/Downloads/__filesDownloadedAt";
     for (int i = 0; i < count; ++i) {
         const std::string name = "Screenshot " + std::to_string(i) + (i % 3 ? ".png" : ".pdf");
-        plan.moves.push_back(PlannedMove{QUuid::createUuid(), "/home/user/Downloads/" + name,
+        plan.moves.push_back(PlannedMove{QUuid::createUuid(),
+                                         "/home/user/Downloads/" + name,
                                          plan.destinationRoot / "2026-11-21" / (i % 3 ? "graphic" : "docs") / name,
-                                         i % 3 ? FileCategory::graphic : FileCategory::docs, plan.generatedAt});
+                                         i % 3 ? FileCategory::graphic : FileCategory::docs,
+                                         plan.generatedAt,
+                                         {}});
     }
 
     AppModel model(std::make_shared<SettingsStore>(), std::make_shared<NoScheduler>(), std::make_shared<NoChooser>());

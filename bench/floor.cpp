@@ -26,10 +26,11 @@ const char *category(const std::string &name)
     std::string ext = name.substr(dot + 1);
     for (char &c : ext)
         c = char(std::tolower(static_cast<unsigned char>(c)));
-    static const std::unordered_set<std::string> graphic{"jpg", "jpeg", "png", "gif", "webp", "svg", "heic",
-                                                         "heif", "tif", "tiff", "bmp", "ico", "avif"};
-    static const std::unordered_set<std::string> docs{"pdf", "doc", "docx", "txt", "rtf", "odt", "pages", "xls", "xlsx",
-                                                      "ods", "numbers", "csv", "ppt", "pptx", "odp", "key", "md", "epub"};
+    static const std::unordered_set<std::string> graphic{"jpg",  "jpeg", "png",  "gif", "webp", "svg", "heic",
+                                                         "heif", "tif",  "tiff", "bmp", "ico",  "avif"};
+    static const std::unordered_set<std::string> docs{"pdf",   "doc",  "docx", "txt", "rtf",     "odt",
+                                                      "pages", "xls",  "xlsx", "ods", "numbers", "csv",
+                                                      "ppt",   "pptx", "odp",  "key", "md",      "epub"};
     if (graphic.count(ext))
         return "graphic";
     if (docs.count(ext))
@@ -53,7 +54,9 @@ std::size_t putBack(const std::string &folder, const std::string &home, bool rem
         if (item->d_type == DT_DIR)
             folders.push_back(path);
         else if (item->d_type == DT_REG)
-            moved += ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, (home + "/" + item->d_name).c_str(), RENAME_NOREPLACE) == 0;
+            moved +=
+                ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, (home + "/" + item->d_name).c_str(), RENAME_NOREPLACE)
+                == 0;
     }
     ::closedir(dir);
     for (const std::string &below : folders)
@@ -71,7 +74,9 @@ int main(int argc, char *argv[])
     }
     bool listOnly = argc == 3 && std::strcmp(argv[1], "--list-only") == 0;
     if (!(listOnly || argc == 3)) {
-        std::fprintf(stderr, "usage: sorvanel-bench-floor --list-only SOURCE | SOURCE DESTINATION | --back DESTINATION SOURCE\n");
+        std::fprintf(
+            stderr,
+            "usage: sorvanel-bench-floor --list-only SOURCE | SOURCE DESTINATION | --back DESTINATION SOURCE\n");
         return 64;
     }
     const std::string source = listOnly ? argv[2] : argv[1];
@@ -104,7 +109,8 @@ int main(int argc, char *argv[])
     for (const Entry &entry : entries) {
         if (!S_ISREG(entry.info.stx_mode) || entry.name[0] == '.')
             continue;
-        const std::time_t when = (entry.info.stx_mask & STATX_BTIME) ? entry.info.stx_btime.tv_sec : entry.info.stx_mtime.tv_sec;
+        const std::time_t when =
+            (entry.info.stx_mask & STATX_BTIME) ? entry.info.stx_btime.tv_sec : entry.info.stx_mtime.tv_sec;
         struct tm local;
         ::localtime_r(&when, &local);
         char day[16];

@@ -14,8 +14,8 @@
 #include <QThread>
 
 #include <algorithm>
-#include <cstdio>
 #include <csignal>
+#include <cstdio>
 #include <ctime>
 #include <fcntl.h>
 #include <spawn.h>
@@ -233,7 +233,9 @@ int main(int argc, char *argv[])
         } else if (arguments[i] == u"--work" && i + 1 < arguments.size()) {
             work = arguments[++i];
         } else {
-            std::fprintf(stderr, "usage: sorvanel-bench [--sizes 1000,10000,100000] [--repeat 3] [--idle SECONDS] [--writers PROCESSES FILES] [--work DIR]\n       sorvanel-bench --generate DIR COUNT\n");
+            std::fprintf(stderr,
+                         "usage: sorvanel-bench [--sizes 1000,10000,100000] [--repeat 3] [--idle SECONDS] [--writers "
+                         "PROCESSES FILES] [--work DIR]\n       sorvanel-bench --generate DIR COUNT\n");
             return 64;
         }
     }
@@ -271,7 +273,8 @@ int main(int argc, char *argv[])
             floorList.push_back(run(floor, {u"--list-only"_qs, sorvanel::displayPath(source)}));
             preview.push_back(run(cli, {u"preview"_qs}));
             floorFull.push_back(run(floor, {sorvanel::displayPath(source), sorvanel::displayPath(floorDestination)}));
-            floorBack.push_back(run(floor, {u"--back"_qs, sorvanel::displayPath(floorDestination), sorvanel::displayPath(source)}));
+            floorBack.push_back(
+                run(floor, {u"--back"_qs, sorvanel::displayPath(floorDestination), sorvanel::displayPath(source)}));
             fresh();
             organize.push_back(run(cli, {u"organize"_qs}));
             undo.push_back(run(cli, {u"undo"_qs}));

@@ -21,7 +21,6 @@ private:
     QObject m_context; // answers die with the fake
 
 public:
-
     void fetchStatus(std::function<void(Status)> done) override
     {
         calls << u"status"_qs;

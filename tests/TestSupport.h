@@ -7,9 +7,9 @@
 #include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
+#include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
-#include <QProcess>
 #include <QtTest>
 
 #include <fcntl.h>

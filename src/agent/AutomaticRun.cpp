@@ -88,10 +88,11 @@ void AutomaticRun::tellTheUser(const OrganizationResult &result, const QUuid &ru
         if (undone.refusal)
             m_notifier.notify(L10n::text("The cleanup could not be undone"), *undone.refusal);
         else
-            m_notifier.notify(undone.restored == 1 ? L10n::text("Sorvanel put 1 file back")
-                                                   : L10n::format("Sorvanel put %d files back", {qint64(undone.restored)}),
-                              undone.issues.isEmpty() ? QString()
-                                                      : L10n::format("%d stayed where they are", {qint64(undone.failed())}));
+            m_notifier.notify(
+                undone.restored == 1 ? L10n::text("Sorvanel put 1 file back")
+                                     : L10n::format("Sorvanel put %d files back", {qint64(undone.restored)}),
+                undone.issues.isEmpty() ? QString()
+                                        : L10n::format("%d stayed where they are", {qint64(undone.failed())}));
     }
 }
 

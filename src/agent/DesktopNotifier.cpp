@@ -29,7 +29,11 @@ class Answer : public QObject
     Q_OBJECT
 
 public:
-    Answer(quint32 id, QEventLoop &loop) : m_id(id), m_loop(loop) {}
+    Answer(quint32 id, QEventLoop &loop)
+        : m_id(id)
+        , m_loop(loop)
+    {
+    }
     std::optional<QString> chosen;
 
 public slots:
@@ -57,8 +61,8 @@ quint32 send(QDBusConnection &bus, const QString &title, const QString &body, co
     QDBusMessage message = QDBusMessage::createMethodCall(service, path, service, QStringLiteral("Notify"));
     // The desktop entry groups the message under Sorvanel, with its icon.
     const QVariantMap hints{{QStringLiteral("desktop-entry"), QStringLiteral("io.github.sorvanel.Sorvanel")}};
-    message << QStringLiteral("Sorvanel") << quint32(0) << QStringLiteral("io.github.sorvanel.Sorvanel") << title << body
-            << actions << hints << qint32(-1);
+    message << QStringLiteral("Sorvanel") << quint32(0) << QStringLiteral("io.github.sorvanel.Sorvanel") << title
+            << body << actions << hints << qint32(-1);
     const QDBusReply<quint32> reply = bus.call(message, QDBus::Block, 5000);
     return reply.isValid() ? reply.value() : 0;
 }
@@ -78,8 +82,8 @@ std::optional<QString> DesktopNotifier::ask(const QString &title, const QString 
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!serviceAvailable(bus))
         return std::nullopt;
-    const QDBusReply<QStringList> capabilities =
-        bus.call(QDBusMessage::createMethodCall(service, path, service, QStringLiteral("GetCapabilities")), QDBus::Block, 5000);
+    const QDBusReply<QStringList> capabilities = bus.call(
+        QDBusMessage::createMethodCall(service, path, service, QStringLiteral("GetCapabilities")), QDBus::Block, 5000);
     const bool withActions = capabilities.isValid() && capabilities.value().contains(QStringLiteral("actions"));
     QStringList list;
     for (const Action &action : actions)
@@ -90,7 +94,8 @@ std::optional<QString> DesktopNotifier::ask(const QString &title, const QString 
         return std::nullopt;
     // An action comes back to this connection only: stay for it, a while.
     Answer answer(id, loop);
-    bus.connect(service, path, service, QStringLiteral("ActionInvoked"), &answer, SLOT(actionInvoked(quint32, QString)));
+    bus.connect(service, path, service, QStringLiteral("ActionInvoked"), &answer,
+                SLOT(actionInvoked(quint32, QString)));
     bus.connect(service, path, service, QStringLiteral("NotificationClosed"), &answer, SLOT(closed(quint32, quint32)));
     QTimer::singleShot(waitMs, &loop, &QEventLoop::quit);
     loop.exec();
@@ -102,8 +107,8 @@ void DesktopNotifier::showFolder(const QString &folder)
     QDBusConnection bus = QDBusConnection::sessionBus();
     const QString fileManager = QStringLiteral("org.freedesktop.FileManager1");
     if (bus.isConnected() && bus.interface() && bus.interface()->isServiceRegistered(fileManager).value()) {
-        QDBusMessage message = QDBusMessage::createMethodCall(fileManager, QStringLiteral("/org/freedesktop/FileManager1"),
-                                                              fileManager, QStringLiteral("ShowFolders"));
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            fileManager, QStringLiteral("/org/freedesktop/FileManager1"), fileManager, QStringLiteral("ShowFolders"));
         message << QStringList{QUrl::fromLocalFile(folder).toString()} << QString();
         if (bus.call(message, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage)
             return;

@@ -23,7 +23,8 @@ public:
     // Offers actions with the message, where the notification service can
     // show them, and waits up to `waitMs` for the user to choose one: its key,
     // or nothing when the message was closed, timed out or has no actions.
-    virtual std::optional<QString> ask(const QString &title, const QString &body, const QList<Action> &actions, int waitMs)
+    virtual std::optional<QString> ask(const QString &title, const QString &body, const QList<Action> &actions,
+                                       int waitMs)
     {
         (void)actions;
         (void)waitMs;
@@ -40,7 +41,8 @@ class DesktopNotifier : public Notifier
 {
 public:
     void notify(const QString &title, const QString &body) override;
-    std::optional<QString> ask(const QString &title, const QString &body, const QList<Action> &actions, int waitMs) override;
+    std::optional<QString> ask(const QString &title, const QString &body, const QList<Action> &actions,
+                               int waitMs) override;
     // Through the file manager's D-Bus interface (Nautilus, Dolphin, Thunar,
     // Nemo …), or else xdg-open.
     void showFolder(const QString &path) override;

@@ -39,8 +39,7 @@ int main(int argc, char *argv[])
 
     sorvanel::SettingsStore store;
     sorvanel::DesktopNotifier notifier;
-    const auto report =
-        sorvanel::AutomaticRun(store, std::make_shared<sorvanel::Organizer>(), notifier).perform(force);
+    const auto report = sorvanel::AutomaticRun(store, std::make_shared<sorvanel::Organizer>(), notifier).perform(force);
     switch (report.outcome) {
     case sorvanel::AutomaticRun::Outcome::disabled:
     case sorvanel::AutomaticRun::Outcome::notDue:

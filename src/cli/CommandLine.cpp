@@ -77,7 +77,8 @@ void appendQuoted(std::string &out, std::string_view bytes)
     };
     const auto plainCharacter = [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
-            || std::string_view("%+,-./:=@_").find(c) != std::string_view::npos || static_cast<unsigned char>(c) >= 0x80;
+            || std::string_view("%+,-./:=@_").find(c) != std::string_view::npos
+            || static_cast<unsigned char>(c) >= 0x80;
     };
     bool plain = !bytes.empty();
     bool control = false;
@@ -96,7 +97,8 @@ void appendQuoted(std::string &out, std::string_view bytes)
         return;
     }
     // A quote and nothing a shell expands inside double quotes: "it's.pdf".
-    if (!control && bytes.find('\'') != std::string_view::npos && bytes.find_first_of("$`\\\"!") == std::string_view::npos) {
+    if (!control && bytes.find('\'') != std::string_view::npos
+        && bytes.find_first_of("$`\\\"!") == std::string_view::npos) {
         out += '"';
         out += bytes;
         out += '"';
@@ -166,15 +168,14 @@ QJsonObject resultJson(const OrganizationResult &result)
                        {u"issues"_qs, issuesJson(result.issues)}};
 }
 
-
 // "Moving files: 1,204 of 5,000 (1.2 GB of 3.4 GB)"
 QString progressLine(const QString &files, const ExecutionProgress &progress)
 {
     const QLocale locale;
     return L10n::formatTranslated(files, {locale.toString(progress.filesDone), locale.toString(progress.filesTotal)})
         + u" ("_qs
-        + L10n::format("%@ of %@", {locale.formattedDataSize(progress.bytesDone),
-                                    locale.formattedDataSize(progress.bytesTotal)})
+        + L10n::format("%@ of %@",
+                       {locale.formattedDataSize(progress.bytesDone), locale.formattedDataSize(progress.bytesTotal)})
         + u')';
 }
 
@@ -277,8 +278,9 @@ void CommandLine::printHelp(const QString &command)
     } else if (command == u"organize") {
         m_out << L10n::text("Usage: sorvanel-cli organize [--json]") << "\n\n"
               << L10n::text("Runs a cleanup now with the stored settings and records it as a manual run.") << '\n'
-              << L10n::text("On a terminal it shows its progress. Ctrl+C stops it after the file in hand; what it moved "
-                            "is recorded, and the rest stays where it is.")
+              << L10n::text(
+                     "On a terminal it shows its progress. Ctrl+C stops it after the file in hand; what it moved "
+                     "is recorded, and the rest stays where it is.")
               << '\n';
     } else if (command == u"undo") {
         m_out << L10n::text("Usage: sorvanel-cli undo [RUN_ID] [--dry-run] [--json]") << "\n\n"
@@ -510,8 +512,9 @@ int CommandLine::undo(SettingsStore &store, const QStringList &arguments)
     UndoResult result;
     bool interrupted = false;
     {
-        TerminalProgress progress(
-            [](const ExecutionProgress &done) { return progressLine(L10n::text("Putting files back: %@ of %@"), done); });
+        TerminalProgress progress([](const ExecutionProgress &done) {
+            return progressLine(L10n::text("Putting files back: %@ of %@"), done);
+        });
         result = CleanupRun(store.suite()).undo(run, dryRun, &progress);
         interrupted = progress.interrupted() && result.remaining > 0;
     }
@@ -528,12 +531,13 @@ int CommandLine::undo(SettingsStore &store, const QStringList &arguments)
     } else {
         m_out << (dryRun ? L10n::format("Would put back: %d", {qint64(result.restored)})
                          : L10n::format("Put back: %d", {qint64(result.restored)}))
-              << "   "
-              << L10n::format("Failed: %d", {qint64(result.failed())}) << '\n';
+              << "   " << L10n::format("Failed: %d", {qint64(result.failed())}) << '\n';
         for (const auto &issue : result.issues)
             m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
         if (interrupted)
-            m_out << L10n::format("Stopped. %d files were not put back yet; undo again to go on.", {qint64(result.remaining)}) << '\n';
+            m_out << L10n::format("Stopped. %d files were not put back yet; undo again to go on.",
+                                  {qint64(result.remaining)})
+                  << '\n';
     }
     if (interrupted)
         return stopped;
@@ -600,7 +604,8 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
         defaults.remove(arguments[1]);
         return success;
     }
-    const bool folderKey = arguments.size() >= 2 && (arguments[1] == u"sourcePath" || arguments[1] == u"destinationPath");
+    const bool folderKey =
+        arguments.size() >= 2 && (arguments[1] == u"sourcePath" || arguments[1] == u"destinationPath");
     if (action == u"set" && arguments.size() == 3 && folderKey) {
         // A folder takes the exact bytes it was given: its name need not be UTF-8.
         const bool raw = m_rawArguments.size() == std::size_t(arguments.size()) + 1;

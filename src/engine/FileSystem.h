@@ -24,14 +24,17 @@ public:
     enum Code : int {
         none = 0,
         changedDuringCopy = -1, // the source changed while it was copied to another drive
-        unknownRead = -2,       // a file whose date or size could not be read
-        beingWritten = -3,      // another program holds the file open for writing
-        nameRefused = -4,       // the destination's file system does not allow the name
-        tooLargeForDrive = -5,  // the destination's file system does not allow files this large
+        unknownRead = -2, // a file whose date or size could not be read
+        beingWritten = -3, // another program holds the file open for writing
+        nameRefused = -4, // the destination's file system does not allow the name
+        tooLargeForDrive = -5, // the destination's file system does not allow files this large
     };
 
     FileError() = default;
-    explicit FileError(int code) : m_code(code) {}
+    explicit FileError(int code)
+        : m_code(code)
+    {
+    }
     static FileError writtenBy(FileWriter writer)
     {
         FileError error(beingWritten);
@@ -148,7 +151,11 @@ public:
     // Whether names in the folder (or, while it does not exist yet, in the
     // nearest folder above it) ignore case, as on FAT, exFAT and NTFS seen
     // from Windows: found by asking for a name of it in the other case.
-    virtual bool ignoresCase(const Path &folder) { (void)folder; return false; }
+    virtual bool ignoresCase(const Path &folder)
+    {
+        (void)folder;
+        return false;
+    }
 
     // Where a file system can't make anonymous files, a copy to another drive
     // is written under a hidden ".sorvanel-NUMBER.partial" name in the `within`
@@ -158,7 +165,7 @@ public:
     virtual void removeLeftoverCopies(const Path &root) { (void)root; }
 
     // Lets go of the folders a run kept open.
-    virtual void closeFolders() {}
+    virtual void closeFolders() { }
 
     // Resolves symbolic links in the existing part of the path and removes
     // "." and ".." components and redundant separators.
@@ -179,8 +186,8 @@ public:
     std::optional<std::unordered_set<std::string>> namesInDirectory(const Path &directory) override;
     FileError createDirectory(const Path &directory, const Path &within = {},
                               std::vector<Path> *created = nullptr) override;
-    FileError moveItem(const Path &source, const Path &target, const Path &within = {},
-                       WriterCheck *writers = nullptr, const PublishCheck *beforePublish = nullptr) override;
+    FileError moveItem(const Path &source, const Path &target, const Path &within = {}, WriterCheck *writers = nullptr,
+                       const PublishCheck *beforePublish = nullptr) override;
     std::optional<FileStamp> stampOf(const Path &path, const Path &within = {}) override;
     FileError removeFile(const Path &path, const FileIdentity &expected) override;
     bool removeEmptyFolder(const Path &path) override;
@@ -214,9 +221,9 @@ protected:
 private:
     std::unordered_map<std::string, int, StringHash, std::equal_to<>> m_folders; // folders opened below a `within` root
     const Path *m_stagingRoot = nullptr; // during a move below a root: the root, where named partial copies go
-    WriterCheck *m_writers = nullptr;    // during a move: who may still be writing the source
+    WriterCheck *m_writers = nullptr; // during a move: who may still be writing the source
     const PublishCheck *m_beforePublish = nullptr; // during a move: who hears of a copy before it is published
-    std::string m_sourceFolderPath;      // the folder the latest move came from, kept open
+    std::string m_sourceFolderPath; // the folder the latest move came from, kept open
     int m_sourceFolder = -1;
 };
 

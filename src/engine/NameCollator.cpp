@@ -89,7 +89,8 @@ std::vector<std::size_t> NameCollator::stableOrder(const std::vector<QString> &n
     return stableOrder(names.size(), [&](std::size_t i) { return names[i]; });
 }
 
-std::vector<std::size_t> NameCollator::stableOrder(std::size_t count, const std::function<QString(std::size_t)> &nameAt) const
+std::vector<std::size_t> NameCollator::stableOrder(std::size_t count,
+                                                   const std::function<QString(std::size_t)> &nameAt) const
 {
     std::vector<std::size_t> order(count);
     if (!m_collator) {
@@ -97,7 +98,8 @@ std::vector<std::size_t> NameCollator::stableOrder(std::size_t count, const std:
         std::vector<QString> names(count);
         for (std::size_t i = 0; i < count; ++i)
             names[i] = nameAt(i);
-        std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return compare(names[a], names[b]) < 0; });
+        std::stable_sort(order.begin(), order.end(),
+                         [&](std::size_t a, std::size_t b) { return compare(names[a], names[b]) < 0; });
         return order;
     }
 
@@ -122,7 +124,8 @@ std::vector<std::size_t> NameCollator::stableOrder(std::size_t count, const std:
         for (std::size_t i = from; i < to; ++i) {
             const QString name = nameAt(i);
             const UChar *text = utf16(name);
-            int32_t needed = ucol_getSortKey(collator, text, int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
+            int32_t needed =
+                ucol_getSortKey(collator, text, int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
             if (needed > int32_t(buffer.size())) {
                 buffer.resize(std::size_t(needed));
                 needed = ucol_getSortKey(collator, text, int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
@@ -146,7 +149,8 @@ std::vector<std::size_t> NameCollator::stableOrder(std::size_t count, const std:
         for (std::size_t left = 0; left + width < ranges.size(); left += 2 * width) {
             const auto first = items.begin() + std::ptrdiff_t(ranges[left].first);
             const auto middle = items.begin() + std::ptrdiff_t(ranges[left + width].first);
-            const auto last = items.begin() + std::ptrdiff_t(ranges[std::min(ranges.size(), left + 2 * width) - 1].second);
+            const auto last =
+                items.begin() + std::ptrdiff_t(ranges[std::min(ranges.size(), left + 2 * width) - 1].second);
             std::inplace_merge(first, middle, last);
         }
     }

@@ -107,7 +107,8 @@ QString localizedReason(const SkippedFile &file)
         return L10n::text("empty while a download in this folder is unfinished");
     case SkipReason::beingWritten:
         if (file.writer.pid > 0 && !file.writer.program.isEmpty())
-            return L10n::format("being written by %@ (pid %@)", {file.writer.program, QString::number(file.writer.pid)});
+            return L10n::format("being written by %@ (pid %@)",
+                                {file.writer.program, QString::number(file.writer.pid)});
         return L10n::text("being written by another program");
     case SkipReason::tooRecent:
         break;
@@ -154,7 +155,7 @@ QString OrganizerFailure::errorDescription() const
 }
 
 std::optional<OrganizerConfiguration> OrganizerConfiguration::forRun(const Path &source, const Path &destination,
-                                                                      std::int64_t thresholdMB)
+                                                                     std::int64_t thresholdMB)
 {
     std::int64_t bytes = 0;
     if (__builtin_mul_overflow(thresholdMB, std::int64_t(1024 * 1024), &bytes))
@@ -238,7 +239,8 @@ QByteArray encodeIssues(const QList<OrganizationIssue> &issues)
 {
     QJsonArray array;
     for (const auto &issue : issues)
-        array.append(QJsonObject{{QStringLiteral("filename"), issue.filename}, {QStringLiteral("message"), issue.message}});
+        array.append(
+            QJsonObject{{QStringLiteral("filename"), issue.filename}, {QStringLiteral("message"), issue.message}});
     return QJsonDocument(array).toJson(QJsonDocument::Compact);
 }
 

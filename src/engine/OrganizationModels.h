@@ -42,7 +42,13 @@ QString rawValue(OrganizationRunMode mode);
 std::optional<OrganizationRunMode> runModeFromRawValue(const QString &raw);
 QString localizedName(OrganizationRunMode mode);
 
-enum class OrganizerError { sourceDoesNotExist, sourceIsNotDirectory, unsafeFolderRelationship, invalidThreshold, alreadyRunning };
+enum class OrganizerError {
+    sourceDoesNotExist,
+    sourceIsNotDirectory,
+    unsafeFolderRelationship,
+    invalidThreshold,
+    alreadyRunning
+};
 
 QString errorDescription(OrganizerError error);
 
@@ -90,7 +96,8 @@ struct OrganizationIssue
 
     OrganizationIssue() = default;
     OrganizationIssue(QString filename, QString message)
-        : filename(std::move(filename)), message(std::move(message))
+        : filename(std::move(filename))
+        , message(std::move(message))
     {
     }
     bool operator==(const OrganizationIssue &) const = default;
@@ -104,7 +111,7 @@ struct PlannedMove
     FileCategory category = FileCategory::other;
     QDateTime fileDate;
     FileIdentity sourceIdentity; // the file that was planned, to tell it from one put in its place
-    std::int64_t sourceSize = -1;      // its size and modification time when planned,
+    std::int64_t sourceSize = -1; // its size and modification time when planned,
     std::int64_t sourceModifiedNs = 0; // which the run's journal keeps
 
     bool operator==(const PlannedMove &) const = default;
@@ -113,21 +120,21 @@ struct PlannedMove
 // Why planning left a file where it is.
 enum class SkipReason : std::uint8_t {
     folder,
-    notRegularFile,        // a socket, a device, a pipe
+    notRegularFile, // a socket, a device, a pipe
     symbolicLink,
     hidden,
-    unfinishedDownload,    // the name says so: .part, .crdownload, .!qB …
-    downloadBeside,        // a control file of a download lies beside it (NAME.part, NAME.aria2 …)
+    unfinishedDownload, // the name says so: .part, .crdownload, .!qB …
+    downloadBeside, // a control file of a download lies beside it (NAME.part, NAME.aria2 …)
     emptyWhileDownloading, // browsers create the final name empty and write elsewhere
-    beingWritten,          // a program holds it open for writing
-    tooRecent,             // modified within the minimum age (or in the future)
+    beingWritten, // a program holds it open for writing
+    tooRecent, // modified within the minimum age (or in the future)
 };
 
 struct SkippedFile
 {
     Path url;
     SkipReason reason = SkipReason::notRegularFile;
-    FileWriter writer;     // for beingWritten
+    FileWriter writer; // for beingWritten
     std::string companion; // for downloadBeside: the control file's name
 
     bool operator==(const SkippedFile &) const = default;

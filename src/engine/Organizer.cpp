@@ -137,16 +137,16 @@ void Organizer::setCalendarProvider(std::function<Calendar()> provider)
 
 const QSet<QString> &Organizer::graphicExtensions()
 {
-    static const QSet<QString> set{u"jpg"_qs,  u"jpeg"_qs, u"png"_qs, u"gif"_qs, u"webp"_qs, u"svg"_qs, u"heic"_qs,
+    static const QSet<QString> set{u"jpg"_qs,  u"jpeg"_qs, u"png"_qs,  u"gif"_qs, u"webp"_qs, u"svg"_qs, u"heic"_qs,
                                    u"heif"_qs, u"tif"_qs,  u"tiff"_qs, u"bmp"_qs, u"ico"_qs,  u"avif"_qs};
     return set;
 }
 
 const QSet<QString> &Organizer::documentExtensions()
 {
-    static const QSet<QString> set{u"pdf"_qs, u"doc"_qs,  u"docx"_qs,    u"txt"_qs, u"rtf"_qs,  u"odt"_qs,
-                                   u"pages"_qs, u"xls"_qs, u"xlsx"_qs, u"ods"_qs, u"numbers"_qs, u"csv"_qs,
-                                   u"ppt"_qs, u"pptx"_qs, u"odp"_qs,  u"key"_qs,  u"md"_qs,    u"epub"_qs};
+    static const QSet<QString> set{u"pdf"_qs,   u"doc"_qs,  u"docx"_qs, u"txt"_qs, u"rtf"_qs,     u"odt"_qs,
+                                   u"pages"_qs, u"xls"_qs,  u"xlsx"_qs, u"ods"_qs, u"numbers"_qs, u"csv"_qs,
+                                   u"ppt"_qs,   u"pptx"_qs, u"odp"_qs,  u"key"_qs, u"md"_qs,      u"epub"_qs};
     return set;
 }
 
@@ -154,8 +154,8 @@ const QSet<QString> &Organizer::incompleteExtensions()
 {
     // Browsers (Safari, Chrome, Firefox, GNOME Web), qBittorrent, yt-dlp and
     // aria2 (whose ".aria2" control file lies beside the file it fills).
-    static const QSet<QString> set{u"download"_qs, u"crdownload"_qs, u"part"_qs,  u"partial"_qs, u"tmp"_qs,
-                                   u"wkdownload"_qs, u"!qb"_qs,      u"ytdl"_qs, u"aria2"_qs};
+    static const QSet<QString> set{u"download"_qs,   u"crdownload"_qs, u"part"_qs, u"partial"_qs, u"tmp"_qs,
+                                   u"wkdownload"_qs, u"!qb"_qs,        u"ytdl"_qs, u"aria2"_qs};
     return set;
 }
 
@@ -173,7 +173,8 @@ Organizer::ExtensionKind Organizer::extensionKind(const Path &url)
 {
     const std::string &path = url.native();
     const auto slash = path.rfind('/');
-    const std::string_view name = slash == std::string::npos ? std::string_view(path) : std::string_view(path).substr(slash + 1);
+    const std::string_view name =
+        slash == std::string::npos ? std::string_view(path) : std::string_view(path).substr(slash + 1);
     const auto dot = name.rfind('.');
     if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size())
         return ExtensionKind::other;
@@ -434,7 +435,8 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
                 const auto [found, added] = firstFolderByName.emplace(day, std::uint32_t(folders.size()));
                 if (added) {
                     const Path dateFolder = configuration.destinationURL / day;
-                    for (auto category : {FileCategory::big, FileCategory::graphic, FileCategory::docs, FileCategory::other}) {
+                    for (auto category :
+                         {FileCategory::big, FileCategory::graphic, FileCategory::docs, FileCategory::other}) {
                         const auto folderName = directoryName(category);
                         folders.emplace_back().path = folderName ? dateFolder / folderName->toStdString() : dateFolder;
                     }
@@ -638,9 +640,11 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
         recoverInterruptedRuns(*journal, plan.destinationRoot);
         if (plan.moves.empty()) {
             journal = nullptr; // nothing to write down, nothing to undo
-        } else if (!journal->begin({runId, plan.generatedAt, journaling.mode, plan.moves.front().sourceURL.parent_path(),
-                                    plan.destinationRoot})) {
-            result.issues.append(OrganizationIssue(L10n::text("Cleanup"), L10n::text("The record of this cleanup could not be written, so no file was moved.")));
+        } else if (!journal->begin({runId, plan.generatedAt, journaling.mode,
+                                    plan.moves.front().sourceURL.parent_path(), plan.destinationRoot})) {
+            result.issues.append(OrganizationIssue(
+                L10n::text("Cleanup"),
+                L10n::text("The record of this cleanup could not be written, so no file was moved.")));
             return result;
         }
     }
@@ -727,7 +731,10 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
                 intended.push_back(journalMove(plan.moves[std::size_t(k)], k));
             if (!journal->intend(runId, intended)) {
                 // Without its record a move could not be undone: stop here.
-                result.issues.append(OrganizationIssue(L10n::text("Cleanup"), L10n::text("The record of this cleanup could not be written, so it stopped before moving more files.")));
+                result.issues.append(OrganizationIssue(
+                    L10n::text("Cleanup"),
+                    L10n::text(
+                        "The record of this cleanup could not be written, so it stopped before moving more files.")));
                 batchEnd = batchStart;
                 break;
             }
@@ -747,8 +754,8 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
         copyPublished = {};
 
         // Most moves need no copy of their paths: the folder and the names are views.
-        const std::string_view directoryView = std::string_view(move.destinationURL.native())
-                                                   .substr(0, move.destinationURL.native().rfind('/'));
+        const std::string_view directoryView =
+            std::string_view(move.destinationURL.native()).substr(0, move.destinationURL.native().rfind('/'));
         const auto fail = [&](const FileError &error) {
             result.issues.append(OrganizationIssue(displayName(move.sourceURL), error.localizedDescription()));
             recordOutcome(JournalMove::State::notMoved, nullptr);

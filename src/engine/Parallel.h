@@ -25,8 +25,7 @@ inline std::size_t parallelParts(std::size_t count, std::size_t minimumPerPart =
 // of [0, count), the first on the calling thread and the others on threads of
 // their own, and returns when all are done. The first exception a part throws
 // is thrown again here, once every part has finished.
-template<typename Work>
-void parallelFor(std::size_t count, Work &&work, std::size_t minimumPerPart = 2048)
+template<typename Work> void parallelFor(std::size_t count, Work &&work, std::size_t minimumPerPart = 2048)
 {
     const std::size_t parts = parallelParts(count, minimumPerPart);
     const std::size_t share = parts == 0 ? 0 : (count + parts - 1) / parts;

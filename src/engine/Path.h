@@ -16,10 +16,22 @@ class Path
 {
 public:
     Path() = default;
-    Path(std::string path) : m_path(std::move(path)) {}
-    Path(const char *path) : m_path(path) {}
-    Path(std::string_view path) : m_path(path) {}
-    Path(const std::filesystem::path &path) : m_path(path.native()) {}
+    Path(std::string path)
+        : m_path(std::move(path))
+    {
+    }
+    Path(const char *path)
+        : m_path(path)
+    {
+    }
+    Path(std::string_view path)
+        : m_path(path)
+    {
+    }
+    Path(const std::filesystem::path &path)
+        : m_path(path.native())
+    {
+    }
     operator std::filesystem::path() const { return std::filesystem::path(m_path); }
 
     const std::string &native() const { return m_path; }

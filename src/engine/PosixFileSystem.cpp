@@ -7,19 +7,19 @@
 
 #include <QRandomGenerator>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <algorithm>
 #include <memory>
 #include <string_view>
-#include <utility>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/sendfile.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+#include <utility>
 
 namespace sorvanel {
 
@@ -133,7 +133,8 @@ constexpr std::string_view partialSuffix = ".partial";
 
 std::string partialName()
 {
-    return std::string(partialPrefix) + std::to_string(QRandomGenerator::global()->generate64()) + std::string(partialSuffix);
+    return std::string(partialPrefix) + std::to_string(QRandomGenerator::global()->generate64())
+        + std::string(partialSuffix);
 }
 
 bool isPartialName(std::string_view name)
@@ -141,7 +142,8 @@ bool isPartialName(std::string_view name)
     if (name.size() <= partialPrefix.size() + partialSuffix.size() || !name.starts_with(partialPrefix)
         || !name.ends_with(partialSuffix))
         return false;
-    const std::string_view number = name.substr(partialPrefix.size(), name.size() - partialPrefix.size() - partialSuffix.size());
+    const std::string_view number =
+        name.substr(partialPrefix.size(), name.size() - partialPrefix.size() - partialSuffix.size());
     return std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
@@ -373,7 +375,8 @@ FileError PosixFileSystem::moveItem(const Path &source, const Path &target, cons
     Descriptor owned;
     if (!within.empty()) {
         int error = 0;
-        const auto known = slash == std::string::npos ? m_folders.end() : m_folders.find(std::string_view(path).substr(0, slash));
+        const auto known =
+            slash == std::string::npos ? m_folders.end() : m_folders.find(std::string_view(path).substr(0, slash));
         folder = known != m_folders.end() ? known->second : openFolder(target.parent_path(), within, false, &error);
         if (folder < 0)
             return FileError(error);
@@ -612,11 +615,13 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         struct stat target;
         struct stat staging;
         // Only a root on the target's own file system can hand the copy over by renaming.
-        if (root >= 0 && ::fstat(dir.get(), &target) == 0 && ::fstat(root, &staging) == 0 && target.st_dev == staging.st_dev)
+        if (root >= 0 && ::fstat(dir.get(), &target) == 0 && ::fstat(root, &staging) == 0
+            && target.st_dev == staging.st_dev)
             partialFolder = root;
         for (int attempt = 0; attempt < 100 && tmpfd < 0; ++attempt) {
             partial = partialName();
-            tmpfd = ::openat(partialFolder, partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+            tmpfd =
+                ::openat(partialFolder, partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
             if (tmpfd < 0 && errno != EEXIST)
                 return FileError(errno);
         }
@@ -689,7 +694,8 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
             publishError = errno;
             if (published != 0 && (publishError == EPERM || publishError == EOPNOTSUPP || publishError == ENOSYS)) {
                 // Neither (older FUSE file systems): over a reservation.
-                const FileError error = renameOverReservation(partialFolder, partial.c_str(), dir.get(), name, copyIdentity);
+                const FileError error =
+                    renameOverReservation(partialFolder, partial.c_str(), dir.get(), name, copyIdentity);
                 published = error ? -1 : 0;
                 publishError = error.code();
                 renamed = !error;

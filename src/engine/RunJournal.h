@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "FileSystem.h"
 #include "OrganizationModels.h"
 #include "Path.h"
-#include "FileSystem.h"
 #include "WriterProbe.h"
 
 #include <QDateTime>
@@ -20,7 +20,7 @@ struct JournalMove
 {
     enum class State : std::uint8_t {
         intended = 0, // about to be tried; a kill may leave it either way
-        moved = 1,    // the file lies at `destination`
+        moved = 1, // the file lies at `destination`
         notMoved = 2, // the file stayed at `source`
         restored = 3, // undone: the file is back at `source`
     };
@@ -28,13 +28,13 @@ struct JournalMove
     std::int64_t sequence = 0; // the move's place in its run
     Path source;
     Path destination;
-    FileIdentity original;       // the file at the source when the move was decided
-    std::int64_t size = -1;      // its size and modification time then
+    FileIdentity original; // the file at the source when the move was decided
+    std::int64_t size = -1; // its size and modification time then
     std::int64_t modifiedNs = 0; // (nanoseconds since the epoch)
-    FileIdentity placed;         // the file at the destination: `original`, or our copy on another drive
+    FileIdentity placed; // the file at the destination: `original`, or our copy on another drive
     std::int64_t placedModifiedNs = 0; // our copy's time as its drive keeps it (FAT and exFAT round it)
-    FileIdentity returned;       // during an undo across drives: our copy back at the source
-    FileIdentity reserved;       // an empty file reserving the name the file is about to take
+    FileIdentity returned; // during an undo across drives: our copy back at the source
+    FileIdentity reserved; // an empty file reserving the name the file is about to take
     std::int64_t announcedNs = 0; // when the copy was announced, by the wall clock
     State state = State::intended;
 };
@@ -47,7 +47,7 @@ struct JournalRun
     Path source;
     Path destinationRoot;
     bool finished = false; // the run ended, on its own or by being recovered
-    bool undone = false;   // an undo of it has been carried to its end
+    bool undone = false; // an undo of it has been carried to its end
     std::int64_t moved = 0; // moves whose file still counts as moved (not restored)
 };
 
@@ -71,8 +71,8 @@ public:
     // Where the name is first reserved with an empty file, this is said
     // again with the reservation's identity, so that one left by a kill can
     // be told from anybody's file.
-    virtual bool publishing(const QUuid &run, std::int64_t sequence, const FileStamp &copy,
-                            const Path &destination, bool returning, const FileIdentity &reservation = {}) = 0;
+    virtual bool publishing(const QUuid &run, std::int64_t sequence, const FileStamp &copy, const Path &destination,
+                            bool returning, const FileIdentity &reservation = {}) = 0;
     // Records how moves ended: their state, final destination and identities.
     virtual bool settle(const QUuid &run, const std::vector<JournalMove> &moves) = 0;
     // Folders the run made, so that an undo can take the empty ones away.

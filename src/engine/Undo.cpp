@@ -115,8 +115,8 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     UndoResult result;
     std::optional<JournalRun> run = runId ? journal.run(*runId) : latestUndoableRun(journal);
     if (!run) {
-        result.refusal = runId ? L10n::text("No cleanup with this ID is on record.")
-                               : L10n::text("There is no cleanup to undo.");
+        result.refusal =
+            runId ? L10n::text("No cleanup with this ID is on record.") : L10n::text("There is no cleanup to undo.");
         return result;
     }
     result.run = run->id;
@@ -259,7 +259,8 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
             restored();
         }
         if (!settle(false)) {
-            result.issues.append(OrganizationIssue(L10n::text("Cleanup"), L10n::text("The record of this undo could not be written, so it stopped.")));
+            result.issues.append(OrganizationIssue(
+                L10n::text("Cleanup"), L10n::text("The record of this undo could not be written, so it stopped.")));
             fs.closeFolders();
             return result;
         }
@@ -275,7 +276,8 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
 
     // The folders the run made, deepest first, where they are empty now.
     std::vector<Path> folders = journal.folders(run->id);
-    std::sort(folders.begin(), folders.end(), [](const Path &a, const Path &b) { return a.native().size() > b.native().size(); });
+    std::sort(folders.begin(), folders.end(),
+              [](const Path &a, const Path &b) { return a.native().size() > b.native().size(); });
     for (const Path &folder : folders)
         fs.removeEmptyFolder(folder);
     journal.markUndone(run->id);

@@ -7,8 +7,8 @@
 
 #include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -46,7 +46,9 @@ void ignoreLeaseBreaks()
         struct sigaction current;
         if (::sigaction(SIGIO, nullptr, &current) == 0 && current.sa_handler == SIG_DFL
             && !(current.sa_flags & SA_SIGINFO)) {
-            struct sigaction ignore {};
+            struct sigaction ignore
+            {
+            };
             ignore.sa_handler = SIG_IGN;
             ::sigemptyset(&ignore.sa_mask);
             ::sigaction(SIGIO, &ignore, nullptr);
@@ -93,7 +95,10 @@ public:
     }
 
 private:
-    explicit InotifyWatch(int fd) : m_fd(fd) {}
+    explicit InotifyWatch(int fd)
+        : m_fd(fd)
+    {
+    }
 
     int m_fd;
     std::unordered_set<std::string> m_touched;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "AppModel.h"
 
+#include "CleanupRun.h"
 #include "FolderBookmark.h"
 #include "Localization.h"
-#include "CleanupRun.h"
 #include "OrganizerWorker.h"
 #include "SettingsStore.h"
 
@@ -24,7 +24,8 @@ AppModel::AppModel(std::shared_ptr<SettingsStore> store, std::shared_ptr<LoginIt
     // The worker writes through a connection of its own, so that its
     // transactions never meet this thread's.
     auto workerSuite = m_store->suite()->anotherConnection();
-    m_worker = std::make_unique<OrganizerWorker>(std::make_shared<CleanupRun>(workerSuite ? workerSuite : m_store->suite()));
+    m_worker =
+        std::make_unique<OrganizerWorker>(std::make_shared<CleanupRun>(workerSuite ? workerSuite : m_store->suite()));
     m_reader = std::make_unique<CleanupRun>(m_store->suite());
     const StoredSettings settings = m_store->load();
     setSourceURL(settings.sourceURL);
@@ -255,13 +256,14 @@ void AppModel::executePreview()
     setShowsPreview(false);
     QElapsedTimer started;
     started.start();
-    withFolderAccess([plan, started](CleanupRun &run, const OrganizerConfiguration &, ExecutionObserver *observer) -> Finish {
-        const OrganizationResult result = run.execute(*plan, OrganizationRunMode::manual, started, observer).result;
-        return [result](AppModel &model) {
-            model.accept(result);
-            model.setPreviewPlan(std::nullopt);
-        };
-    });
+    withFolderAccess(
+        [plan, started](CleanupRun &run, const OrganizerConfiguration &, ExecutionObserver *observer) -> Finish {
+            const OrganizationResult result = run.execute(*plan, OrganizationRunMode::manual, started, observer).result;
+            return [result](AppModel &model) {
+                model.accept(result);
+                model.setPreviewPlan(std::nullopt);
+            };
+        });
 }
 
 void AppModel::undoRun(const QUuid &id)

@@ -112,7 +112,8 @@ void SystemdLoginItemService::fetchStatus(std::function<void(Status)> done)
         if (out == u"enabled") {
             QFile unit(m_unitDirectory + u'/' + QLatin1String(serviceName));
             const bool pointsHere = unit.open(QIODevice::ReadOnly)
-                && QString::fromUtf8(unit.readAll()).contains(QStringLiteral("ExecStart=") + quotedForExec(m_agentPath));
+                && QString::fromUtf8(unit.readAll())
+                       .contains(QStringLiteral("ExecStart=") + quotedForExec(m_agentPath));
             done(pointsHere && QFileInfo(m_agentPath).isExecutable() ? Status::enabled : Status::notFound);
         } else if (out == u"not-found" || out.isEmpty()) {
             done(Status::notFound);

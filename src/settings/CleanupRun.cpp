@@ -12,7 +12,8 @@ CleanupRun::CleanupRun(std::shared_ptr<DefaultsSuite> suite, std::shared_ptr<Org
 
 OrganizerConfiguration CleanupRun::configuration(const StoredSettings &settings, const Clock &now)
 {
-    auto configuration = OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
+    auto configuration =
+        OrganizerConfiguration::forRun(settings.sourceURL, settings.destinationURL, settings.thresholdMB);
     if (!configuration)
         throw Failure{OrganizerConfiguration::thresholdTooLargeDescription()};
     if (now)

@@ -18,7 +18,6 @@ namespace sorvanel {
 
 namespace {
 
-
 // File systems on which SQLite's shared-memory log is unsafe.
 bool isNetworkFileSystem(const QString &directory)
 {
@@ -26,8 +25,8 @@ bool isNetworkFileSystem(const QString &directory)
     if (::statfs(QFile::encodeName(directory).constData(), &info) != 0)
         return false;
     switch (static_cast<unsigned long>(info.f_type)) {
-    case 0x6969UL:     // NFS
-    case 0x517BUL:     // SMB
+    case 0x6969UL: // NFS
+    case 0x517BUL: // SMB
     case 0xFF534D42UL: // CIFS
     case 0xFE534D42UL: // SMB2
     case 0x65735546UL: // FUSE
@@ -72,7 +71,8 @@ bool isWellFormed(ValueType type, const SqliteStatement &statement, int column)
     case ValueType::integer:
         return storage == SQLITE_INTEGER;
     case ValueType::boolean:
-        return storage == SQLITE_INTEGER && (statement.columnInteger(column) == 0 || statement.columnInteger(column) == 1);
+        return storage == SQLITE_INTEGER
+            && (statement.columnInteger(column) == 0 || statement.columnInteger(column) == 1);
     case ValueType::real:
     case ValueType::date:
         return storage == SQLITE_FLOAT || storage == SQLITE_INTEGER;
@@ -168,7 +168,8 @@ bool DefaultsSuite::prepare(bool networkFileSystem)
     const char *journal = networkFileSystem ? "PRAGMA journal_mode=DELETE" : "PRAGMA journal_mode=WAL";
     if (!m_db.queryText(journal))
         return false;
-    if (m_db.execute("CREATE TABLE IF NOT EXISTS defaults(key TEXT PRIMARY KEY, type TEXT NOT NULL, value)") != SQLITE_OK)
+    if (m_db.execute("CREATE TABLE IF NOT EXISTS defaults(key TEXT PRIMARY KEY, type TEXT NOT NULL, value)")
+        != SQLITE_OK)
         return false;
     // A table of another shape is as unreadable as garbage.
     if (!m_db.prepare("SELECT key, type, value FROM defaults WHERE key = ?").isValid())
@@ -258,8 +259,7 @@ std::optional<DefaultsValue> DefaultsSuite::object(const QString &key) const
 }
 
 namespace {
-template<typename T>
-std::optional<T> typed(const std::optional<DefaultsValue> &value, ValueType type)
+template<typename T> std::optional<T> typed(const std::optional<DefaultsValue> &value, ValueType type)
 {
     if (!value || value->type != type)
         return std::nullopt;

@@ -89,7 +89,7 @@ public:
 
     // Makes the next read see what other processes committed. SQLite reads
     // outside a transaction always do, so there is nothing to drop here.
-    void refresh() {}
+    void refresh() { }
 
 private:
     DefaultsSuite() = default;

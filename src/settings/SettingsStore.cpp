@@ -76,10 +76,10 @@ void SettingsStore::migrateLegacyDefaultsIfNeeded(DefaultsSuite &suite, Defaults
         if (suite.boolean(Key::migrationDone).value_or(false))
             return;
         if (legacy) {
-            for (const QString &key : {Key::sourcePath, Key::destinationPath, Key::sourceBookmark, Key::destinationBookmark,
-                                       Key::thresholdMB, Key::automaticEnabled, Key::automaticTime, Key::lastAutomaticDay,
-                                       Key::lastRun, Key::lastMoved, Key::lastSkipped, Key::lastFailed, Key::lastIssues,
-                                       Key::runHistory}) {
+            for (const QString &key :
+                 {Key::sourcePath, Key::destinationPath, Key::sourceBookmark, Key::destinationBookmark,
+                  Key::thresholdMB, Key::automaticEnabled, Key::automaticTime, Key::lastAutomaticDay, Key::lastRun,
+                  Key::lastMoved, Key::lastSkipped, Key::lastFailed, Key::lastIssues, Key::runHistory}) {
                 if (suite.contains(key))
                     continue;
                 if (const auto value = legacy->object(key))
@@ -214,7 +214,8 @@ QList<RunHistoryEntry> SettingsStore::loadHistory() const
     return Json::decodeHistory(*data).value_or(QList<RunHistoryEntry>());
 }
 
-void SettingsStore::record(const OrganizationResult &result, OrganizationRunMode mode, double duration, const QUuid &runId)
+void SettingsStore::record(const OrganizationResult &result, OrganizationRunMode mode, double duration,
+                           const QUuid &runId)
 {
     RunHistoryEntry entry(result, mode, duration);
     if (!runId.isNull())

@@ -36,7 +36,7 @@ public:
     static constexpr const char *applicationIdentifier = "io.github.sorvanel.Sorvanel";
     static constexpr int historyLimit = 50;
 
-    static QString suiteName();  // "group." + the application identifier
+    static QString suiteName(); // "group." + the application identifier
     static QString legacyName(); // the application's own standard defaults
 
     // Opens the shared suite (falling back to the standard defaults, then to

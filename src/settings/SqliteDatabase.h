@@ -19,7 +19,10 @@ public:
     SqliteStatement() = default;
     SqliteStatement(sqlite3 *db, const char *sql);
     ~SqliteStatement();
-    SqliteStatement(SqliteStatement &&other) noexcept : m_statement(std::exchange(other.m_statement, nullptr)) {}
+    SqliteStatement(SqliteStatement &&other) noexcept
+        : m_statement(std::exchange(other.m_statement, nullptr))
+    {
+    }
     SqliteStatement &operator=(SqliteStatement &&other) noexcept;
     SqliteStatement(const SqliteStatement &) = delete;
     SqliteStatement &operator=(const SqliteStatement &) = delete;

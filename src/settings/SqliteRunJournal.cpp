@@ -13,7 +13,10 @@ namespace {
 
 struct WriteFailed : std::runtime_error
 {
-    WriteFailed() : std::runtime_error("journal write failed") {}
+    WriteFailed()
+        : std::runtime_error("journal write failed")
+    {
+    }
 };
 
 void check(int result)
@@ -111,7 +114,8 @@ JournalRun runFrom(const SqliteStatement &row)
 
 } // namespace
 
-SqliteRunJournal::SqliteRunJournal(std::shared_ptr<DefaultsSuite> suite) : m_suite(std::move(suite))
+SqliteRunJournal::SqliteRunJournal(std::shared_ptr<DefaultsSuite> suite)
+    : m_suite(std::move(suite))
 {
     m_ready = m_suite && prepareTables(*m_suite);
 }
@@ -125,10 +129,13 @@ bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)
     // Tables of another shape (an earlier build's) are dropped: the journal
     // then starts afresh; the history and the files are untouched.
     const bool known = db.prepare("SELECT key, id, date, mode, source, destinationRoot, finished, undone, total,"
-                                  " settledThrough, undoneFrom FROM journalRuns LIMIT 0").isValid()
+                                  " settledThrough, undoneFrom FROM journalRuns LIMIT 0")
+                           .isValid()
         && db.prepare("SELECT run, first, count, moves FROM journalBatches LIMIT 0").isValid()
         && db.prepare("SELECT run, sequence, state, destination, placedDevice, placedInode, returnedDevice,"
-                      " returnedInode, reservedDevice, reservedInode, announcedNs, placedModifiedNs FROM journalOutcomes LIMIT 0").isValid();
+                      " returnedInode, reservedDevice, reservedInode, announcedNs, placedModifiedNs FROM "
+                      "journalOutcomes LIMIT 0")
+               .isValid();
     if (!known) {
         for (const char *table : {"journalRuns", "journalBatches", "journalOutcomes", "journalFolders", "journalMoves"})
             db.execute((std::string("DROP TABLE IF EXISTS ") + table).c_str());
@@ -137,10 +144,11 @@ bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)
     // counter name, a copy across drives, an undo that could not put it
     // back), else it follows from the run's marks: below `settledThrough`
     // moved, from `undoneFrom` on restored, above `settledThrough` intended.
-    return db.execute("CREATE TABLE IF NOT EXISTS journalRuns(key INTEGER PRIMARY KEY, id TEXT UNIQUE NOT NULL,"
-                      " date REAL NOT NULL, mode TEXT NOT NULL, source BLOB NOT NULL, destinationRoot BLOB NOT NULL,"
-                      " finished INTEGER NOT NULL DEFAULT 0, undone INTEGER NOT NULL DEFAULT 0,"
-                      " total INTEGER NOT NULL DEFAULT 0, settledThrough INTEGER NOT NULL DEFAULT 0, undoneFrom INTEGER)")
+    return db.execute(
+               "CREATE TABLE IF NOT EXISTS journalRuns(key INTEGER PRIMARY KEY, id TEXT UNIQUE NOT NULL,"
+               " date REAL NOT NULL, mode TEXT NOT NULL, source BLOB NOT NULL, destinationRoot BLOB NOT NULL,"
+               " finished INTEGER NOT NULL DEFAULT 0, undone INTEGER NOT NULL DEFAULT 0,"
+               " total INTEGER NOT NULL DEFAULT 0, settledThrough INTEGER NOT NULL DEFAULT 0, undoneFrom INTEGER)")
         == SQLITE_OK
         && db.execute("CREATE TABLE IF NOT EXISTS journalBatches(run INTEGER NOT NULL, first INTEGER NOT NULL,"
                       " count INTEGER NOT NULL, moves BLOB NOT NULL, PRIMARY KEY(run, first))")
@@ -150,7 +158,8 @@ bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)
                       " returnedDevice INTEGER, returnedInode INTEGER, reservedDevice INTEGER, reservedInode INTEGER,"
                       " announcedNs INTEGER, placedModifiedNs INTEGER, PRIMARY KEY(run, sequence)) WITHOUT ROWID")
         == SQLITE_OK
-        && db.execute("CREATE TABLE IF NOT EXISTS journalFolders(run INTEGER NOT NULL, path BLOB NOT NULL)") == SQLITE_OK
+        && db.execute("CREATE TABLE IF NOT EXISTS journalFolders(run INTEGER NOT NULL, path BLOB NOT NULL)")
+        == SQLITE_OK
         && db.execute("CREATE INDEX IF NOT EXISTS journalFoldersByRun ON journalFolders(run)") == SQLITE_OK;
 }
 
@@ -215,7 +224,8 @@ bool SqliteRunJournal::intend(const QUuid &run, const std::vector<JournalMove> &
             appendNumber(blob, std::uint64_t(move.modifiedNs));
         }
         SqliteDatabase &db = m_suite->database();
-        SqliteStatement insert = db.prepare("INSERT OR REPLACE INTO journalBatches(run, first, count, moves) VALUES (?, ?, ?, ?)");
+        SqliteStatement insert =
+            db.prepare("INSERT OR REPLACE INTO journalBatches(run, first, count, moves) VALUES (?, ?, ?, ?)");
         insert.bind(1, row->key);
         insert.bind(2, qint64(moves.front().sequence));
         insert.bind(3, qint64(moves.size()));
@@ -235,7 +245,8 @@ void SqliteRunJournal::writeOutcome(qint64 runKey, const JournalMove &move, cons
 {
     SqliteStatement statement = m_suite->database().prepare(
         "INSERT INTO journalOutcomes(run, sequence, state, destination, placedDevice, placedInode, returnedDevice,"
-        " returnedInode, reservedDevice, reservedInode, announcedNs, placedModifiedNs) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"
+        " returnedInode, reservedDevice, reservedInode, announcedNs, placedModifiedNs) VALUES (?, ?, ?, ?, ?, ?, ?, ?, "
+        "?, ?, ?, ?)"
         " ON CONFLICT(run, sequence) DO UPDATE SET"
         " state = coalesce(excluded.state, state), destination = excluded.destination,"
         " placedDevice = excluded.placedDevice, placedInode = excluded.placedInode,"
@@ -385,7 +396,8 @@ std::vector<JournalRun> SqliteRunJournal::runs()
     std::vector<JournalRun> found;
     if (!m_ready)
         return found;
-    SqliteStatement statement = m_suite->database().prepare((std::string(runColumns) + " ORDER BY date DESC, key DESC").c_str());
+    SqliteStatement statement =
+        m_suite->database().prepare((std::string(runColumns) + " ORDER BY date DESC, key DESC").c_str());
     while (statement.step() == SQLITE_ROW)
         found.push_back(runFrom(statement));
     return found;
@@ -406,8 +418,8 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
 {
     std::vector<JournalMove> found;
     SqliteDatabase &db = m_suite->database();
-    SqliteStatement batches = db.prepare(
-        "SELECT first, count, moves FROM journalBatches WHERE run = ? AND first < ? AND first + count > ? ORDER BY first");
+    SqliteStatement batches = db.prepare("SELECT first, count, moves FROM journalBatches WHERE run = ? AND first < ? "
+                                         "AND first + count > ? ORDER BY first");
     batches.bind(1, row.key);
     batches.bind(2, to);
     batches.bind(3, from);
@@ -440,9 +452,10 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
                 found.push_back(std::move(move));
         }
     }
-    SqliteStatement outcomes = db.prepare(
-        "SELECT sequence, state, destination, placedDevice, placedInode, returnedDevice, returnedInode,"
-        " reservedDevice, reservedInode, announcedNs, placedModifiedNs FROM journalOutcomes WHERE run = ? AND sequence >= ? AND sequence < ? ORDER BY sequence");
+    SqliteStatement outcomes =
+        db.prepare("SELECT sequence, state, destination, placedDevice, placedInode, returnedDevice, returnedInode,"
+                   " reservedDevice, reservedInode, announcedNs, placedModifiedNs FROM journalOutcomes WHERE run = ? "
+                   "AND sequence >= ? AND sequence < ? ORDER BY sequence");
     outcomes.bind(1, row.key);
     outcomes.bind(2, from);
     outcomes.bind(3, to);

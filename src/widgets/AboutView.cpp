@@ -74,8 +74,8 @@ AboutView::AboutView(QWidget *parent)
     version->setObjectName(u"version"_qs);
     Style::makeSecondary(version);
     texts->addWidget(version, 0, Qt::AlignHCenter);
-    auto *description = new QLabel(
-        L10n::text("A quiet Linux utility that keeps downloads organized by file date and category."), this);
+    auto *description =
+        new QLabel(L10n::text("A quiet Linux utility that keeps downloads organized by file date and category."), this);
     description->setWordWrap(true);
     description->setAlignment(Qt::AlignCenter);
     description->setFixedWidth(430);
@@ -100,7 +100,8 @@ AboutWindowController::AboutWindowController()
     m_window = new AboutView;
     m_window->setObjectName(u"aboutWindow"_qs);
     m_window->setWindowTitle(L10n::text("About Sorvanel"));
-    m_window->setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint | Qt::MSWindowsFixedSizeDialogHint);
+    m_window->setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint
+                             | Qt::MSWindowsFixedSizeDialogHint);
     m_window->setAttribute(Qt::WA_DeleteOnClose, false);
     m_window->setAttribute(Qt::WA_QuitOnClose, false);
     QObject::connect(qApp, &QCoreApplication::aboutToQuit, m_window, [window = m_window] { delete window; });

@@ -21,15 +21,15 @@
 #include <QMessageBox>
 #include <QScreen>
 
-#include <algorithm>
-#include <QTimer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTimeEdit>
+#include <QTimer>
 #include <QToolButton>
-#include <QValidator>
 #include <QVBoxLayout>
+#include <QValidator>
+#include <algorithm>
 
 namespace sorvanel {
 
@@ -332,12 +332,14 @@ void ContentView::updateProgress()
     if (!shows)
         return;
     // Bytes tell the time a run takes better than files; without sizes, files.
-    const double done = progress->bytesTotal > 0 ? double(progress->bytesDone) / double(progress->bytesTotal)
-                                                 : double(progress->filesDone) / double(std::max<qint64>(progress->filesTotal, 1));
+    const double done = progress->bytesTotal > 0
+        ? double(progress->bytesDone) / double(progress->bytesTotal)
+        : double(progress->filesDone) / double(std::max<qint64>(progress->filesTotal, 1));
     m_progressBar->setValue(int(done * 1000));
     const QLocale locale;
-    m_progressText->setText(L10n::format("%@ of %@ files", {locale.toString(qint64(progress->filesDone)),
-                                                            locale.toString(qint64(progress->filesTotal))}));
+    m_progressText->setText(
+        L10n::format("%@ of %@ files",
+                     {locale.toString(qint64(progress->filesDone)), locale.toString(qint64(progress->filesTotal))}));
     m_stop->setEnabled(!m_model.isStopping());
     m_stop->setText(m_model.isStopping() ? L10n::text("Stopping…") : L10n::text("Stop"));
 }
@@ -400,8 +402,10 @@ void ContentView::placeOverWindow(QWidget *sheet) const
                    content.top() + std::max(0, (content.height() - size.height()) / 2));
     if (const QScreen *screen = window()->screen()) {
         const QRect available = screen->availableGeometry();
-        topLeft.setX(std::clamp(topLeft.x(), available.left(), std::max(available.left(), available.right() - size.width())));
-        topLeft.setY(std::clamp(topLeft.y(), available.top(), std::max(available.top(), available.bottom() - size.height())));
+        topLeft.setX(
+            std::clamp(topLeft.x(), available.left(), std::max(available.left(), available.right() - size.width())));
+        topLeft.setY(
+            std::clamp(topLeft.y(), available.top(), std::max(available.top(), available.bottom() - size.height())));
     }
     sheet->move(topLeft);
 }

@@ -78,7 +78,8 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
     , m_model(model)
 {
     resize(600, 460);
-    addList(u"history"_qs, {24, 14, 3, true, Qt::ElideRight, Qt::ElideRight}, L10n::text("No Runs Yet"), u"clock.arrow.circlepath"_qs);
+    addList(u"history"_qs, {24, 14, 3, true, Qt::ElideRight, Qt::ElideRight}, L10n::text("No Runs Yet"),
+            u"clock.arrow.circlepath"_qs);
     m_entries = new HistoryListModel(model, m_list);
     m_list->setModel(m_entries);
     // A run is chosen to be undone: the list shows which.
@@ -145,8 +146,9 @@ void HistoryView::confirmUndo()
     if (!run || run->moved == 0)
         return;
     QMessageBox confirm(QMessageBox::Question, L10n::text("Undo This Run?"),
-                        run->moved == 1 ? L10n::format("1 file goes back to %@.", {displayPath(run->source)})
-                                        : L10n::format("%d files go back to %@.", {qint64(run->moved), displayPath(run->source)}),
+                        run->moved == 1
+                            ? L10n::format("1 file goes back to %@.", {displayPath(run->source)})
+                            : L10n::format("%d files go back to %@.", {qint64(run->moved), displayPath(run->source)}),
                         QMessageBox::NoButton, this);
     confirm.setObjectName(u"confirmUndo"_qs);
     confirm.setInformativeText(L10n::text("A file changed, moved or deleted since the run, or whose name is taken "

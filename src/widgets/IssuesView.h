@@ -15,6 +15,7 @@ class IssuesView : public SheetDialog
 
 public:
     IssuesView(AppModel &model, QWidget *parent);
+
 private:
     void update();
 

@@ -46,8 +46,9 @@ MenuBarView::~MenuBarView()
 void MenuBarView::update()
 {
     const auto &result = m_model.lastResult();
-    m_status->setText(result ? L10n::format("Last run: %d moved, %d failed", {qint64(result->moved), qint64(result->issues.size())})
-                             : L10n::text("Not run yet"));
+    m_status->setText(
+        result ? L10n::format("Last run: %d moved, %d failed", {qint64(result->moved), qint64(result->issues.size())})
+               : L10n::text("Not run yet"));
     m_organize->setEnabled(!m_model.isRunning());
 }
 

@@ -74,8 +74,9 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     int y = area.top() + (area.height() - textHeight) / 2;
     painter->setFont(primaryFont);
     painter->setPen(primaryColor);
-    painter->drawText(QPoint(area.left(), y + primaryMetrics.ascent()),
-                      primaryMetrics.elidedText(index.data(Qt::DisplayRole).toString(), m_layout.primaryElide, area.width()));
+    painter->drawText(
+        QPoint(area.left(), y + primaryMetrics.ascent()),
+        primaryMetrics.elidedText(index.data(Qt::DisplayRole).toString(), m_layout.primaryElide, area.width()));
     y += primaryMetrics.height() + m_layout.lineSpacing;
     painter->setFont(secondaryFont);
     painter->setPen(secondaryColor);
@@ -88,8 +89,8 @@ QSize RowDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelInde
 {
     QFont primaryFont = option.font;
     primaryFont.setBold(m_layout.boldPrimary);
-    const int height = QFontMetrics(primaryFont).height() + m_layout.lineSpacing
-        + QFontMetrics(Style::captionFont()).height() + 10;
+    const int height =
+        QFontMetrics(primaryFont).height() + m_layout.lineSpacing + QFontMetrics(Style::captionFont()).height() + 10;
     return {200, std::max(height, m_layout.symbolBox + 10)};
 }
 

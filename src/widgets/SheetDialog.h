@@ -19,7 +19,13 @@ class SheetDialog : public QDialog
 
 public:
     // The text roles the sheets' lists offer, for the delegates and for tests.
-    enum Role { PrimaryTextRole = Qt::DisplayRole, SecondaryTextRole = Qt::UserRole + 1, DetailTextRole, SymbolRole, WarningRole };
+    enum Role {
+        PrimaryTextRole = Qt::DisplayRole,
+        SecondaryTextRole = Qt::UserRole + 1,
+        DetailTextRole,
+        SymbolRole,
+        WarningRole
+    };
 
     SheetDialog(const QString &title, QWidget *parent);
 

@@ -114,7 +114,8 @@ QString abbreviatedDateTime(const QDateTime &date, bool withSeconds)
     else if (!withSeconds)
         timeFormat.remove(QRegularExpression(u"[:.]ss?"_qs)); // some short formats (C) carry seconds
     const QDateTime local = date.toLocalTime();
-    return locale.toString(local.date(), dateFormat.trimmed()) + QStringLiteral(", ") + locale.toString(local.time(), timeFormat);
+    return locale.toString(local.date(), dateFormat.trimmed()) + QStringLiteral(", ")
+        + locale.toString(local.time(), timeFormat);
 }
 
 void makeProminent(QPushButton *button)

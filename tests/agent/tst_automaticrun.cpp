@@ -52,13 +52,12 @@ class TestAutomaticRun : public QObject
     {
         auto organizer = std::make_shared<Organizer>();
         organizer->setCalendarProvider([] { return berlin; });
-        return AutomaticRun(store, organizer, notifier, [this] { return m_now; }, [] { return berlin; }).perform(force);
+        return AutomaticRun(
+                   store, organizer, notifier, [this] { return m_now; }, [] { return berlin; })
+            .perform(force);
     }
 
-    void addFile(const char *name)
-    {
-        writeFile(toPath(m_home->downloads()) / name, "x", m_now.addDays(-1));
-    }
+    void addFile(const char *name) { writeFile(toPath(m_home->downloads()) / name, "x", m_now.addDays(-1)); }
 
 private slots:
     void init() { m_home = std::make_unique<TemporaryHome>(); }
@@ -106,7 +105,6 @@ private slots:
         QVERIFY(notifier.messages.isEmpty());
     }
 
-
     void onceADayAfterTheTime()
     {
         SettingsStore store;
@@ -138,8 +136,9 @@ private slots:
         m_now = at(4, 9, 31);
         QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::ran);
         QCOMPARE(store.loadHistory().size(), 2);
-        QCOMPARE(notifier.messages, (QStringList{L10n::text("Sorvanel tidied 1 file") + u": "_qs,
-                                                 L10n::text("Sorvanel tidied 1 file") + u": "_qs}));
+        QCOMPARE(notifier.messages,
+                 (QStringList{L10n::text("Sorvanel tidied 1 file") + u": "_qs,
+                              L10n::text("Sorvanel tidied 1 file") + u": "_qs}));
         notifier.messages.clear();
 
         // Off for a week, back before the time: the latest missed moment runs

@@ -51,7 +51,7 @@ public slots:
         }
         return id;
     }
-    void CloseNotification(quint32) {}
+    void CloseNotification(quint32) { }
 };
 
 class TestNotifications : public QObject

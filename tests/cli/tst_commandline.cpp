@@ -156,16 +156,20 @@ private slots:
         std::filesystem::create_directories(std::filesystem::path(source));
         writeFile(source / "a.pdf", "a", longAgo());
         // Through a shell, so that the bytes reach the program as they are.
-        for (const auto &[key, name] : {std::pair{u"sourcePath"_qs, "Down\\374loads"}, std::pair{u"destinationPath"_qs, "Sort\\351"}}) {
+        for (const auto &[key, name] :
+             {std::pair{u"sourcePath"_qs, "Down\\374loads"}, std::pair{u"destinationPath"_qs, "Sort\\351"}}) {
             QProcess set;
-            set.start(u"bash"_qs, {u"-c"_qs, u"\"$0\" settings set %1 \"$(printf '%s/%2' \"$1\")\""_qs.arg(key, QLatin1String(name)),
-                                  QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), m_home->path()});
+            set.start(u"bash"_qs,
+                      {u"-c"_qs,
+                       u"\"$0\" settings set %1 \"$(printf '%s/%2' \"$1\")\""_qs.arg(key, QLatin1String(name)),
+                       QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), m_home->path()});
             QVERIFY(set.waitForFinished());
             QCOMPARE(set.exitCode(), 0);
         }
         QCOMPARE(cli({u"organize"_qs}).status, 0);
         QStringList filed;
-        for (const auto &entry : std::filesystem::recursive_directory_iterator(std::filesystem::path(home / "Sort\xe9")))
+        for (const auto &entry :
+             std::filesystem::recursive_directory_iterator(std::filesystem::path(home / "Sort\xe9")))
             filed << QString::fromStdString(entry.path().filename().native());
         QVERIFY2(filed.contains(u"a.pdf"_qs), qPrintable(filed.join(u',')));
         QVERIFY(!std::filesystem::exists(std::filesystem::path(source / "a.pdf")));
@@ -191,7 +195,9 @@ private slots:
         const QJsonObject first = moves[0].toObject();
         QCOMPARE(first.value(u"source"_qs).toString(), m_home->downloads() + QStringLiteral("/a.pdf"));
         QCOMPARE(first.value(u"category"_qs).toString(), u"docs"_qs);
-        QVERIFY(first.value(u"destination"_qs).toString().startsWith(m_home->downloads() + QStringLiteral("/__filesDownloadedAt/")));
+        QVERIFY(first.value(u"destination"_qs)
+                    .toString()
+                    .startsWith(m_home->downloads() + QStringLiteral("/__filesDownloadedAt/")));
         // ISO 8601 with an explicit offset.
         QVERIFY(QDateTime::fromString(first.value(u"fileDate"_qs).toString(), Qt::ISODateWithMs).isValid());
         QVERIFY(first.value(u"fileDate"_qs).toString().contains(QRegularExpression(u"[+-]\\d\\d:\\d\\d$"_qs)));
@@ -208,7 +214,8 @@ private slots:
     {
         const std::string name = "caf\xe9.txt"; // Latin-1, as an old archive names it
         writeFile(downloads() / name, "x", longAgo());
-        const QJsonObject move = cli({u"preview"_qs, u"--json"_qs}).json().object().value(u"moves"_qs).toArray()[0].toObject();
+        const QJsonObject move =
+            cli({u"preview"_qs, u"--json"_qs}).json().object().value(u"moves"_qs).toArray()[0].toObject();
         QCOMPARE(QByteArray::fromHex(move.value(u"sourceHex"_qs).toString().toLatin1()),
                  QByteArray::fromStdString((downloads() / name).native()));
         QVERIFY(QByteArray::fromHex(move.value(u"destinationHex"_qs).toString().toLatin1()).endsWith("/caf\xe9.txt"));
@@ -299,7 +306,8 @@ private slots:
         writeFile(downloads() / "a.pdf", "a", longAgo());
         writeFile(downloads() / "b.txt", "b", longAgo());
         QCOMPARE(cli({u"organize"_qs}).status, 0);
-        const QString firstId = cli({u"history"_qs, u"--json"_qs}).json().array()[0].toObject().value(u"id"_qs).toString();
+        const QString firstId =
+            cli({u"history"_qs, u"--json"_qs}).json().array()[0].toObject().value(u"id"_qs).toString();
         writeFile(downloads() / "c.png", "c", longAgo());
         QCOMPARE(cli({u"organize"_qs}).status, 0);
         QCOMPARE(cli({u"undo"_qs, QUuid::createUuid().toString(QUuid::WithoutBraces)}).status, 2);
@@ -337,13 +345,16 @@ private slots:
         writeFile(downloads() / "a.txt", "a", longAgo());
         // The destination lies under a file: the run finishes with one issue.
         writeFile(toPath(m_home->path()) / "blocker");
-        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"destinationPath"_qs, m_home->path() + QStringLiteral("/blocker/x")}).status, 0);
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"destinationPath"_qs, m_home->path() + QStringLiteral("/blocker/x")})
+                     .status,
+                 0);
         Run run = cli({u"organize"_qs, u"--json"_qs});
         QCOMPARE(run.status, 1);
         QCOMPARE(run.json().object().value(u"issues"_qs).toArray().size(), 1);
         QVERIFY(std::filesystem::exists(downloads() / "a.txt"));
         const QJsonObject last = cli({u"last"_qs, u"--json"_qs}).json().object();
-        QCOMPARE(last.value(u"issues"_qs).toArray()[0].toObject().value(u"filename"_qs).toString(), L10n::text("Cleanup"));
+        QCOMPARE(last.value(u"issues"_qs).toArray()[0].toObject().value(u"filename"_qs).toString(),
+                 L10n::text("Cleanup"));
         // A missing source is a configuration failure.
         QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"sourcePath"_qs, u"/nowhere/at/all"_qs}).status, 0);
         run = cli({u"organize"_qs});
@@ -354,7 +365,8 @@ private slots:
         for (const QString &command : {u"preview"_qs, u"organize"_qs}) {
             run = cli({command, u"--json"_qs});
             QCOMPARE(run.status, 2);
-            QCOMPARE(run.json().object().value(u"error"_qs).toString(), L10n::text("The source folder does not exist."));
+            QCOMPARE(run.json().object().value(u"error"_qs).toString(),
+                     L10n::text("The source folder does not exist."));
         }
         QCOMPARE(cli({u"history"_qs, u"--json"_qs}).json().array().size(), 1);
         // A threshold that would overflow is refused, not a crash.
@@ -370,14 +382,30 @@ private slots:
         QTest::addColumn<QString>("type");
         QTest::addColumn<QString>("input");
         QTest::addColumn<QString>("shown");
-        QTest::newRow("string") << "string" << "hello world" << "hello world";
-        QTest::newRow("integer") << "integer" << "-42" << "-42";
-        QTest::newRow("boolean word") << "boolean" << "true" << "true";
-        QTest::newRow("boolean digit") << "boolean" << "0" << "false";
-        QTest::newRow("real") << "real" << "2.5" << "2.5";
-        QTest::newRow("date with offset") << "date" << "2024-03-07T21:30:00.250+01:00" << "2024-03-07T21:30:00.250+01:00";
-        QTest::newRow("date in UTC") << "date" << "2024-03-07T20:30:00Z" << "2024-03-07T21:30:00.000+01:00";
-        QTest::newRow("data") << "data" << "00ff10" << "00ff10";
+        QTest::newRow("string") << "string"
+                                << "hello world"
+                                << "hello world";
+        QTest::newRow("integer") << "integer"
+                                 << "-42"
+                                 << "-42";
+        QTest::newRow("boolean word") << "boolean"
+                                      << "true"
+                                      << "true";
+        QTest::newRow("boolean digit") << "boolean"
+                                       << "0"
+                                       << "false";
+        QTest::newRow("real") << "real"
+                              << "2.5"
+                              << "2.5";
+        QTest::newRow("date with offset") << "date"
+                                          << "2024-03-07T21:30:00.250+01:00"
+                                          << "2024-03-07T21:30:00.250+01:00";
+        QTest::newRow("date in UTC") << "date"
+                                     << "2024-03-07T20:30:00Z"
+                                     << "2024-03-07T21:30:00.000+01:00";
+        QTest::newRow("data") << "data"
+                              << "00ff10"
+                              << "00ff10";
     }
 
     void settingsRoundTrip()

@@ -85,7 +85,8 @@ private slots:
         OrganizerExecutionLock mine(root(), fs);
         // Now the other process is the one refused.
         QProcess second;
-        second.start(QCoreApplication::applicationFilePath(), {u"--hold-lock"_qs, QString::fromStdString(root().native())});
+        second.start(QCoreApplication::applicationFilePath(),
+                     {u"--hold-lock"_qs, QString::fromStdString(root().native())});
         QVERIFY(second.waitForFinished(10000));
         QCOMPARE(second.readAllStandardOutput().trimmed(), QByteArray("busy"));
     }

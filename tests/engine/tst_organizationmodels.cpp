@@ -57,7 +57,8 @@ private slots:
     void historyDecodingIsStrict_data()
     {
         QTest::addColumn<QByteArray>("json");
-        const QByteArray good = R"({"id":"C4F69128-7CCC-4B7B-9ABF-07C97EB40819","date":1.5,"mode":"manual","moved":1,"skipped":2,"failed":0,"duration":0.1})";
+        const QByteArray good =
+            R"({"id":"C4F69128-7CCC-4B7B-9ABF-07C97EB40819","date":1.5,"mode":"manual","moved":1,"skipped":2,"failed":0,"duration":0.1})";
         QTest::newRow("capital mode") << QByteArray(good).replace("\"manual\"", "\"Manual\"");
         QTest::newRow("no duration") << QByteArray(good).replace(",\"duration\":0.1", "");
         QTest::newRow("count as string") << QByteArray(good).replace("\"moved\":1", "\"moved\":\"1\"");
@@ -71,7 +72,8 @@ private slots:
     void historyDecodingIsStrict()
     {
         QFETCH(QByteArray, json);
-        const QByteArray good = R"({"id":"C4F69128-7CCC-4B7B-9ABF-07C97EB40819","date":1.5,"mode":"manual","moved":1,"skipped":2,"failed":0,"duration":0.1})";
+        const QByteArray good =
+            R"({"id":"C4F69128-7CCC-4B7B-9ABF-07C97EB40819","date":1.5,"mode":"manual","moved":1,"skipped":2,"failed":0,"duration":0.1})";
         QVERIFY(Json::decodeHistory("[" + good + "]"));
         // One bad entry fails the whole list.
         QVERIFY(!Json::decodeHistory("[" + good + "," + json + "]"));
@@ -91,7 +93,8 @@ private slots:
         QVERIFY(!Json::decodeHistory(QByteArray(100000, '[')));
         QVERIFY(!Json::decodeIssues(QByteArray(3, '\xff')));
         QVERIFY(!Json::decodeHistory(QByteArray()));
-        const auto huge = Json::decodeHistory(R"([{"id":"C4F69128-7CCC-4B7B-9ABF-07C97EB40819","date":1e308,"mode":"manual","moved":1,"skipped":2,"failed":0,"duration":0.1}])");
+        const auto huge = Json::decodeHistory(
+            R"([{"id":"C4F69128-7CCC-4B7B-9ABF-07C97EB40819","date":1e308,"mode":"manual","moved":1,"skipped":2,"failed":0,"duration":0.1}])");
         QVERIFY(huge);
         QVERIFY(huge->first().date.isValid());
     }

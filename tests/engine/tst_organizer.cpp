@@ -119,23 +119,23 @@ private slots:
         QTest::addColumn<QStringList>("names"); // "=name" is an empty file
         QTest::addColumn<QStringList>("moved");
         QTest::addColumn<QStringList>("reasons"); // skipped name: reason, in name order
-        QTest::newRow("aria2 fills the final name") << QStringList{"disc.iso", "disc.iso.aria2", "notes.txt"}
-            << QStringList{"notes.txt"}
+        QTest::newRow("aria2 fills the final name")
+            << QStringList{"disc.iso", "disc.iso.aria2", "notes.txt"} << QStringList{"notes.txt"}
             << QStringList{"disc.iso: download in progress (disc.iso.aria2 lies beside it)",
                            "disc.iso.aria2: unfinished download"};
         QTest::newRow("part beside") << QStringList{"movie.mp4", "movie.mp4.part"} << QStringList{}
                                      << QStringList{"movie.mp4: download in progress (movie.mp4.part lies beside it)",
                                                     "movie.mp4.part: unfinished download"};
-        QTest::newRow("Firefox: empty final name") << QStringList{"=paper.pdf", "paper.a1B2c.pdf.part", "=other.txt", "full.txt"}
-            << QStringList{"full.txt"}
+        QTest::newRow("Firefox: empty final name")
+            << QStringList{"=paper.pdf", "paper.a1B2c.pdf.part", "=other.txt", "full.txt"} << QStringList{"full.txt"}
             << QStringList{"other.txt: empty while a download in this folder is unfinished",
                            "paper.a1B2c.pdf.part: unfinished download",
                            "paper.pdf: empty while a download in this folder is unfinished"};
-        QTest::newRow("empty file, no download") << QStringList{"=empty.txt", "movie.mp4"}
-                                                 << QStringList{"empty.txt", "movie.mp4"} << QStringList{};
-        QTest::newRow("control file for another name") << QStringList{"a.iso", "b.iso.crdownload"}
-                                                       << QStringList{"a.iso"}
-                                                       << QStringList{"b.iso.crdownload: unfinished download"};
+        QTest::newRow("empty file, no download")
+            << QStringList{"=empty.txt", "movie.mp4"} << QStringList{"empty.txt", "movie.mp4"} << QStringList{};
+        QTest::newRow("control file for another name")
+            << QStringList{"a.iso", "b.iso.crdownload"} << QStringList{"a.iso"}
+            << QStringList{"b.iso.crdownload: unfinished download"};
     }
 
     void unfinishedDownloadsHoldBackTheirFiles()
@@ -144,7 +144,8 @@ private slots:
         QFETCH(QStringList, moved);
         QFETCH(QStringList, reasons);
         for (const QString &name : names)
-            file(name.startsWith(u'=') ? name.mid(1).toStdString() : name.toStdString(), name.startsWith(u'=') ? "" : "x");
+            file(name.startsWith(u'=') ? name.mid(1).toStdString() : name.toStdString(),
+                 name.startsWith(u'=') ? "" : "x");
         auto c = configuration();
         c.now = [] { return fixedNow; };
         const auto plan = organizer().makePlan(c);
@@ -214,11 +215,15 @@ private slots:
         QCOMPARE(plan.generatedAt, fixedNow);
         QStringList names;
         for (const auto &m : plan.moves)
-            names << QString::fromStdString(std::filesystem::path(m.destinationURL).lexically_relative(std::filesystem::path(m_destination)).native());
+            names << QString::fromStdString(std::filesystem::path(m.destinationURL)
+                                                .lexically_relative(std::filesystem::path(m_destination))
+                                                .native());
         // Creation dates are birth times (now), so the folder is today's in UTC.
         const QString day = Organizer::dateFolderName(plan.moves[0].fileDate, utc);
-        QCOMPARE(names, (QStringList{day + QStringLiteral("/docs/a9.txt"), day + QStringLiteral("/docs/a10.txt"), day + QStringLiteral("/big/big.pdf"),
-                                     day + QStringLiteral("/notes"), day + QStringLiteral("/graphic/Photo.PNG")}));
+        QCOMPARE(names,
+                 (QStringList{day + QStringLiteral("/docs/a9.txt"), day + QStringLiteral("/docs/a10.txt"),
+                              day + QStringLiteral("/big/big.pdf"), day + QStringLiteral("/notes"),
+                              day + QStringLiteral("/graphic/Photo.PNG")}));
         QCOMPARE(plan.moves[2].category, FileCategory::big);
         QCOMPARE(plan.moves[3].category, FileCategory::other);
         QVERIFY(!std::filesystem::exists(m_destination)); // planning touches nothing
@@ -298,20 +303,34 @@ private slots:
         QTest::addColumn<QString>("destination");
         QTest::addColumn<qint64>("threshold");
         QTest::addColumn<int>("expected"); // -1: valid
-        QTest::newRow("zero threshold beats missing source") << "missing" << "dest" << 0LL << int(OrganizerError::invalidThreshold);
-        QTest::newRow("negative threshold") << "src" << "dest" << -5LL << int(OrganizerError::invalidThreshold);
-        QTest::newRow("missing source") << "missing" << "dest" << 1LL << int(OrganizerError::sourceDoesNotExist);
-        QTest::newRow("source is a file") << "file.txt" << "dest" << 1LL << int(OrganizerError::sourceIsNotDirectory);
-        QTest::newRow("same folder") << "src" << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("trailing separator") << "src" << "src/" << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("current-folder component") << "src" << "./src/." << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("through a link") << "link" << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("source inside destination") << "src/inner" << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("destination inside source") << "src" << "src/inner/organized" << 1LL << -1;
-        QTest::newRow("sibling with common prefix") << "srcx" << "src" << 1LL << -1;
-        QTest::newRow("case differs") << "src" << "SRC" << 1LL << -1;
-        QTest::newRow("missing destination") << "src" << "nowhere/deep" << 1LL << -1;
-        QTest::newRow("link to a folder as source") << "link" << "dest" << 1LL << -1;
+        QTest::newRow("zero threshold beats missing source") << "missing"
+                                                             << "dest" << 0LL << int(OrganizerError::invalidThreshold);
+        QTest::newRow("negative threshold") << "src"
+                                            << "dest" << -5LL << int(OrganizerError::invalidThreshold);
+        QTest::newRow("missing source") << "missing"
+                                        << "dest" << 1LL << int(OrganizerError::sourceDoesNotExist);
+        QTest::newRow("source is a file") << "file.txt"
+                                          << "dest" << 1LL << int(OrganizerError::sourceIsNotDirectory);
+        QTest::newRow("same folder") << "src"
+                                     << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("trailing separator") << "src"
+                                            << "src/" << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("current-folder component") << "src"
+                                                  << "./src/." << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("through a link") << "link"
+                                        << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("source inside destination") << "src/inner"
+                                                   << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
+        QTest::newRow("destination inside source") << "src"
+                                                   << "src/inner/organized" << 1LL << -1;
+        QTest::newRow("sibling with common prefix") << "srcx"
+                                                    << "src" << 1LL << -1;
+        QTest::newRow("case differs") << "src"
+                                      << "SRC" << 1LL << -1;
+        QTest::newRow("missing destination") << "src"
+                                             << "nowhere/deep" << 1LL << -1;
+        QTest::newRow("link to a folder as source") << "link"
+                                                    << "dest" << 1LL << -1;
     }
 
     void validation()
@@ -329,7 +348,7 @@ private slots:
         OrganizerConfiguration c;
         c.sourceURL = root / source.toStdString();
         c.destinationURL = destination.startsWith(u"./") ? Path(root.native() + "/" + destination.toStdString())
-                                                          : root / destination.toStdString();
+                                                         : root / destination.toStdString();
         c.largeFileThresholdBytes = threshold;
         try {
             organizer().validate(c);
@@ -358,9 +377,12 @@ private slots:
         QTest::addColumn<bool>("acrossDrives");
         for (const bool across : {false, true}) {
             const char *drive = across ? "across drives" : "same drive";
-            QTest::addRow("trailing slash, %s", drive) << "/" << "/" << across;
-            QTest::addRow("dot and double slash, %s", drive) << "/./" << "//." << across;
-            QTest::addRow("dot-dot, %s", drive) << "/../Downloads" << "/../Sorted/" << across;
+            QTest::addRow("trailing slash, %s", drive) << "/"
+                                                       << "/" << across;
+            QTest::addRow("dot and double slash, %s", drive) << "/./"
+                                                             << "//." << across;
+            QTest::addRow("dot-dot, %s", drive) << "/../Downloads"
+                                                << "/../Sorted/" << across;
         }
     }
 

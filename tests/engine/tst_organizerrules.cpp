@@ -80,12 +80,18 @@ private slots:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("part") << "movie.mp4.part" << "movie.mp4";
-        QTest::newRow("aria2") << "disc.iso.aria2" << "disc.iso";
-        QTest::newRow("fragment") << "talk.mp4.part-Frag3" << "talk.mp4";
-        QTest::newRow("bare") << "x.crdownload" << "x";
-        QTest::newRow("finished") << "movie.mp4" << "";
-        QTest::newRow("only extension") << ".part" << "";
+        QTest::newRow("part") << "movie.mp4.part"
+                              << "movie.mp4";
+        QTest::newRow("aria2") << "disc.iso.aria2"
+                               << "disc.iso";
+        QTest::newRow("fragment") << "talk.mp4.part-Frag3"
+                                  << "talk.mp4";
+        QTest::newRow("bare") << "x.crdownload"
+                              << "x";
+        QTest::newRow("finished") << "movie.mp4"
+                                  << "";
+        QTest::newRow("only extension") << ".part"
+                                        << "";
     }
 
     void finishedName()
@@ -120,7 +126,8 @@ private slots:
         QCOMPARE(Organizer::dateFolderName(afterMidnightUtc, utc), u"2024-03-08"_qs);
         QCOMPARE(Organizer::dateFolderName(afterMidnightUtc, berlin), u"2024-03-08"_qs);
         const Calendar tokyo{QCalendar(), QTimeZone("Asia/Tokyo")};
-        QCOMPARE(Organizer::dateFolderName(QDateTime(QDate(2024, 3, 7), QTime(20, 0), Qt::UTC), tokyo), u"2024-03-08"_qs);
+        QCOMPARE(Organizer::dateFolderName(QDateTime(QDate(2024, 3, 7), QTime(20, 0), Qt::UTC), tokyo),
+                 u"2024-03-08"_qs);
     }
 
     void dateFolderUsesAsciiDigitsInEveryLocale()
@@ -136,11 +143,16 @@ private slots:
         QTest::addColumn<QStringList>("taken");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("free") << QStringList{} << "report.pdf" << "report.pdf";
-        QTest::newRow("counter starts at 2") << QStringList{"report.pdf"} << "report.pdf" << "report-2.pdf";
-        QTest::newRow("third") << QStringList{"report.pdf", "report-2.pdf"} << "report.pdf" << "report-3.pdf";
-        QTest::newRow("no extension") << QStringList{"notes"} << "notes" << "notes-2";
-        QTest::newRow("last extension only") << QStringList{"archive.tar.gz"} << "archive.tar.gz" << "archive.tar-2.gz";
+        QTest::newRow("free") << QStringList{} << "report.pdf"
+                              << "report.pdf";
+        QTest::newRow("counter starts at 2") << QStringList{"report.pdf"} << "report.pdf"
+                                             << "report-2.pdf";
+        QTest::newRow("third") << QStringList{"report.pdf", "report-2.pdf"} << "report.pdf"
+                               << "report-3.pdf";
+        QTest::newRow("no extension") << QStringList{"notes"} << "notes"
+                                      << "notes-2";
+        QTest::newRow("last extension only") << QStringList{"archive.tar.gz"} << "archive.tar.gz"
+                                             << "archive.tar-2.gz";
     }
 
     void uniqueDestination()
@@ -192,7 +204,8 @@ private slots:
         std::vector<QString> names;
         for (int i = 0; i < 20000; ++i) {
             const int n = (i * 7919) % 5000; // each name four times, scattered
-            names.push_back((n % 3 ? u"File "_qs : u"file "_qs) + QString::number(n % 1250) + (n % 2 ? u".txt"_qs : u".TXT"_qs));
+            names.push_back((n % 3 ? u"File "_qs : u"file "_qs) + QString::number(n % 1250)
+                            + (n % 2 ? u".txt"_qs : u".TXT"_qs));
         }
         names.push_back(u"\u00c4rger.pdf"_qs);
         names.push_back(u"Zebra.pdf"_qs);
@@ -213,7 +226,8 @@ private slots:
         QCOMPARE(L10n::formatTranslated(u"%d moved"_qs, {qint64(12345)}), u"12.345 moved"_qs);
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
         QCOMPARE(L10n::formatTranslated(u"%@ · %.2f s"_qs, {u"Manual"_qs, 7.5}), u"Manual · 7.50 s"_qs);
-        QCOMPARE(L10n::formatTranslated(u"Last run: %d moved, %d failed"_qs, {3, 1}), u"Last run: 3 moved, 1 failed"_qs);
+        QCOMPARE(L10n::formatTranslated(u"Last run: %d moved, %d failed"_qs, {3, 1}),
+                 u"Last run: 3 moved, 1 failed"_qs);
         QCOMPARE(L10n::formatTranslated(u"%2$d then %1$d, 100%%"_qs, {1, 2}), u"2 then 1, 100%"_qs);
         QCOMPARE(L10n::formatTranslated(u"50% off %@"_qs, {u"x"_qs}), u"50% off x"_qs);
         // Found by fuzzing: huge positions and precisions are capped, not overflowed.

@@ -222,7 +222,9 @@ private slots:
         };
         QVERIFY(!fs.moveItem(path("a.iso"), root / "day" / "big" / "a.iso", root));
         QCOMPARE(rootWhileCopying.size(), std::size_t(2));
-        QVERIFY(QRegularExpression(u"^\\.sorvanel-\\d+\\.partial$"_qs).match(QString::fromStdString(rootWhileCopying[0])).hasMatch());
+        QVERIFY(QRegularExpression(u"^\\.sorvanel-\\d+\\.partial$"_qs)
+                    .match(QString::fromStdString(rootWhileCopying[0]))
+                    .hasMatch());
         QVERIFY(targetWhileCopying.empty());
         QCOMPARE(namesIn(root), std::vector<std::string>{"day"});
         QCOMPARE(readFile(root / "day" / "big" / "a.iso"), QByteArray(5000, 'z'));
@@ -249,8 +251,9 @@ private slots:
         writeFile(root / ".sorvanel.lock");
         std::filesystem::create_symlink("/etc/hostname", root / ".sorvanel-7.partial");
         PosixFileSystem().removeLeftoverCopies(root);
-        QCOMPARE(namesIn(root), (std::vector<std::string>{".sorvanel-.partial", ".sorvanel-12a.partial", ".sorvanel-7.partial",
-                                                          ".sorvanel-9.partial", ".sorvanel.lock", "x.partial"}));
+        QCOMPARE(namesIn(root),
+                 (std::vector<std::string>{".sorvanel-.partial", ".sorvanel-12a.partial", ".sorvanel-7.partial",
+                                           ".sorvanel-9.partial", ".sorvanel.lock", "x.partial"}));
         PosixFileSystem().removeLeftoverCopies(path("missing")); // nothing to do, no harm
     }
 
@@ -353,7 +356,6 @@ private slots:
         QCOMPARE(fs.createDirectory(path("file") / "sub").code(), ENOTDIR);
         QCOMPARE(fs.createDirectory(path("file")).code(), EEXIST);
     }
-
 };
 
 QTEST_GUILESS_MAIN(TestPosixFileSystem)

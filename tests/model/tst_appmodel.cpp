@@ -22,10 +22,7 @@ class TestAppModel : public QObject
     std::shared_ptr<FakeLoginItems> m_loginItems;
     std::shared_ptr<FakeChooser> m_chooser;
 
-    std::unique_ptr<AppModel> makeModel()
-    {
-        return std::make_unique<AppModel>(m_store, m_loginItems, m_chooser);
-    }
+    std::unique_ptr<AppModel> makeModel() { return std::make_unique<AppModel>(m_store, m_loginItems, m_chooser); }
     Path downloads() const { return toPath(m_home->downloads()); }
     void addFiles(int count, const char *prefix = "file")
     {
@@ -85,9 +82,9 @@ private slots:
         addFiles(20);
         auto model = makeModel();
         QStringList order;
-        for (auto [signal, name] : {std::pair{&AppModel::lastResultChanged, "lastResult"},
-                                    std::pair{&AppModel::historyChanged, "history"},
-                                    std::pair{&AppModel::isRunningChanged, "isRunning"}}) {
+        for (auto [signal, name] :
+             {std::pair{&AppModel::lastResultChanged, "lastResult"}, std::pair{&AppModel::historyChanged, "history"},
+              std::pair{&AppModel::isRunningChanged, "isRunning"}}) {
             connect(model.get(), signal, this, [&order, name = QString::fromLatin1(name)] { order << name; });
         }
         model->organizeNow();
@@ -203,7 +200,8 @@ private slots:
         model->setAutomaticEnabled(false);
         model->automaticEnabledChanged();
         QTRY_VERIFY(model->alertMessage().has_value());
-        QCOMPARE(*model->alertMessage(), L10n::format("Automatic startup could not be changed: %@", {u"Failed to connect to bus"_qs}));
+        QCOMPARE(*model->alertMessage(),
+                 L10n::format("Automatic startup could not be changed: %@", {u"Failed to connect to bus"_qs}));
         QCOMPARE(m_loginItems->calls, (QStringList{u"status"_qs, u"unregister"_qs}));
         QVERIFY(!model->automaticEnabled());
         QVERIFY(!m_store->load().automaticEnabled);
@@ -245,7 +243,8 @@ private slots:
         // A folder that can't be remembered keeps the earlier choice.
         m_chooser->answer = toPath(m_home->path()) / "vanished";
         model->chooseSource();
-        QVERIFY(model->alertMessage()->startsWith(L10n::format("Could not remember access to the selected folder: %@", {QString()})));
+        QVERIFY(model->alertMessage()->startsWith(
+            L10n::format("Could not remember access to the selected folder: %@", {QString()})));
         QCOMPARE(model->sourceURL(), downloads());
     }
 
@@ -262,7 +261,8 @@ private slots:
         }
         std::filesystem::remove(moved);
         auto model = makeModel();
-        QCOMPARE(*model->alertMessage(), L10n::text("Saved folder access is no longer valid. Please choose the folder again."));
+        QCOMPARE(*model->alertMessage(),
+                 L10n::text("Saved folder access is no longer valid. Please choose the folder again."));
         QCOMPARE(model->sourceURL(), Path("/stale/path"));
     }
 

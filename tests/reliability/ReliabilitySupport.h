@@ -25,7 +25,8 @@ public:
         const QDateTime old = QDateTime::currentDateTimeUtc().addDays(-2);
         for (int i = 0; i < count; ++i) {
             QByteArray content = "file " + QByteArray::number(i) + " of seed " + QByteArray::number(seed) + "\n";
-            const int extra = (i % largeEvery == 0) ? 1024 * 1024 + int(random.bounded(65536)) : int(random.bounded(8192));
+            const int extra =
+                (i % largeEvery == 0) ? 1024 * 1024 + int(random.bounded(65536)) : int(random.bounded(8192));
             content.append(QByteArray(extra, char('a' + i % 26)));
             static const char *extensions[] = {".pdf", ".jpg", ".txt", ".zip", ""};
             const std::string name = "f" + std::to_string(i) + extensions[i % 5];
@@ -41,9 +42,9 @@ public:
 
     struct Census
     {
-        int foreign = 0;    // visible files whose content is no original (half-copied, changed)
-        int empty = 0;      // visible empty files: a name reserved for a copy, before the next run clears it
-        int missing = 0;    // originals found nowhere
+        int foreign = 0; // visible files whose content is no original (half-copied, changed)
+        int empty = 0; // visible empty files: a name reserved for a copy, before the next run clears it
+        int missing = 0; // originals found nowhere
         int duplicated = 0; // originals found more than once
         int found = 0;
         QStringList twice; // the paths of files found more than once, to tell what happened

@@ -36,7 +36,12 @@ class TestCrashSafety : public QObject
     }
 
     // How many kills each case survives: a few dozen in the suite, more when asked.
-    static int kills() { return qEnvironmentVariableIntValue("SORVANEL_CRASH_KILLS") > 0 ? qEnvironmentVariableIntValue("SORVANEL_CRASH_KILLS") : 40; }
+    static int kills()
+    {
+        return qEnvironmentVariableIntValue("SORVANEL_CRASH_KILLS") > 0
+            ? qEnvironmentVariableIntValue("SORVANEL_CRASH_KILLS")
+            : 40;
+    }
 
     // Starts the command and kills it after a random delay, if it still runs; 1 when it was killed.
     static int killAtRandom(const QString &command, QRandomGenerator &random, int maxDelayMs)
@@ -80,7 +85,8 @@ class TestCrashSafety : public QObject
         Originals originals;
         while (killed < kills()) {
             // A fresh batch whenever the last one is all moved.
-            if (std::filesystem::is_empty(std::filesystem::path(source)) || (nested && onlyDestinationLeft(source, destination))) {
+            if (std::filesystem::is_empty(std::filesystem::path(source))
+                || (nested && onlyDestinationLeft(source, destination))) {
                 originals = Originals();
                 std::filesystem::remove_all(std::filesystem::path(destination));
                 originals.create(source, files, quint32(100 + rounds++));

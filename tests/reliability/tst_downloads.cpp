@@ -20,7 +20,8 @@ namespace {
 class PausingServer : public QObject
 {
 public:
-    explicit PausingServer(QByteArray content) : m_content(std::move(content))
+    explicit PausingServer(QByteArray content)
+        : m_content(std::move(content))
     {
         QObject::connect(&m_server, &QTcpServer::newConnection, this, [this] {
             m_socket = m_server.nextPendingConnection();

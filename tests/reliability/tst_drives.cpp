@@ -35,7 +35,8 @@ int run(const QString &program, const QStringList &arguments, QByteArray *output
 class Volume
 {
 public:
-    Volume(const QString &kind, const QString &folder) : m_mountPoint(folder + u"/mnt"_qs)
+    Volume(const QString &kind, const QString &folder)
+        : m_mountPoint(folder + u"/mnt"_qs)
     {
         const QString image = folder + u"/volume.img"_qs;
         const bool exfat = kind == u"exfat";
@@ -173,11 +174,13 @@ private slots:
         QCOMPARE(planned.contains(u"report-2.pdf"_qs, Qt::CaseInsensitive), exfat);
 
         QByteArray output;
-        const int status = run(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"organize"_qs, u"--json"_qs}, &output);
+        const int status =
+            run(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"organize"_qs, u"--json"_qs}, &output);
         const QJsonObject result = QJsonDocument::fromJson(output).object();
         QMap<QString, QString> problems;
         for (const auto &issue : result.value(u"issues"_qs).toArray())
-            problems.insert(issue.toObject().value(u"filename"_qs).toString(), issue.toObject().value(u"message"_qs).toString());
+            problems.insert(issue.toObject().value(u"filename"_qs).toString(),
+                            issue.toObject().value(u"message"_qs).toString());
         const QMap<QString, QByteArray> filed = filesBelow(m_volume->root());
         if (exfat) {
             QCOMPARE(status, 1);
@@ -198,7 +201,8 @@ private slots:
             QCOMPARE(filed.value(QString::fromUtf8(name)), home.value(QString::fromUtf8(name)));
         // No staged copy or empty reservation is left on the drive.
         for (const QString &relative : regularFilesBelow(displayPath(m_volume->root())))
-            QVERIFY2(relative.endsWith(u".sorvanel.lock"_qs) || !readFile(m_volume->root() / relative.toStdString()).isEmpty(),
+            QVERIFY2(relative.endsWith(u".sorvanel.lock"_qs)
+                         || !readFile(m_volume->root() / relative.toStdString()).isEmpty(),
                      qPrintable(relative));
         QVERIFY(!regularFilesBelow(displayPath(m_volume->root())).join(u'|').contains(u".partial"_qs));
 
@@ -242,7 +246,8 @@ private slots:
         QCOMPARE(census.empty, 0); // a reservation a kill left is gone
         // An empty reservation left by a kill is gone too.
         for (const QString &relative : regularFilesBelow(displayPath(m_volume->root())))
-            QVERIFY2(relative.endsWith(u".sorvanel.lock"_qs) || !readFile(m_volume->root() / relative.toStdString()).isEmpty(),
+            QVERIFY2(relative.endsWith(u".sorvanel.lock"_qs)
+                         || !readFile(m_volume->root() / relative.toStdString()).isEmpty(),
                      qPrintable(relative));
     }
 };

@@ -102,8 +102,14 @@ private slots:
         std::filesystem::create_directories(std::filesystem::path(outside / "docs"));
         QByteArray output;
         cli({u"preview"_qs, u"--json"_qs}, &output);
-        const QString firstDestination = QJsonDocument::fromJson(output).object().value(u"moves"_qs).toArray().first()
-                                             .toObject().value(u"destination"_qs).toString();
+        const QString firstDestination = QJsonDocument::fromJson(output)
+                                             .object()
+                                             .value(u"moves"_qs)
+                                             .toArray()
+                                             .first()
+                                             .toObject()
+                                             .value(u"destination"_qs)
+                                             .toString();
         const Path dayFolder = Path(firstDestination.toStdString()).parent_path().parent_path();
 
         std::atomic<bool> done = false;
@@ -114,10 +120,13 @@ private slots:
             // Keep replacing the day folder with a link to a folder outside the root.
             while (!done) {
                 std::error_code ignored;
-                if (std::filesystem::is_directory(std::filesystem::symlink_status(std::filesystem::path(dayFolder), ignored))) {
-                    std::filesystem::rename(std::filesystem::path(dayFolder),
-                                            std::filesystem::path(dayFolder.native() + ".moved-" + std::to_string(swaps)), ignored);
-                    std::filesystem::create_directory_symlink(std::filesystem::path(outside), std::filesystem::path(dayFolder), ignored);
+                if (std::filesystem::is_directory(
+                        std::filesystem::symlink_status(std::filesystem::path(dayFolder), ignored))) {
+                    std::filesystem::rename(
+                        std::filesystem::path(dayFolder),
+                        std::filesystem::path(dayFolder.native() + ".moved-" + std::to_string(swaps)), ignored);
+                    std::filesystem::create_directory_symlink(std::filesystem::path(outside),
+                                                              std::filesystem::path(dayFolder), ignored);
                     ++swaps;
                 }
                 std::this_thread::sleep_for(std::chrono::microseconds(300));
@@ -150,7 +159,8 @@ private slots:
         const std::filesystem::path moved = std::filesystem::path(m_home->path().toStdString()) / "Downloads-moved";
         std::error_code ignored;
         std::filesystem::rename(std::filesystem::path(source()), moved, ignored);
-        std::filesystem::create_directory_symlink(elsewhere.path().toStdString(), std::filesystem::path(source()), ignored);
+        std::filesystem::create_directory_symlink(elsewhere.path().toStdString(), std::filesystem::path(source()),
+                                                  ignored);
         swapped = true;
         QVERIFY(organize.waitForFinished(120000));
         const auto census = originals.census({Path(moved), toPath(elsewhere.path())});

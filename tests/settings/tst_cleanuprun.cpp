@@ -124,14 +124,16 @@ private slots:
         QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("another report"));
         // The first run's folders hold its files still: they stay.
         QVERIFY(!filed(root, u"report.pdf"_qs).empty());
-        std::filesystem::rename(std::filesystem::path(downloads() / "report.pdf"), std::filesystem::path(m_home->path().toStdString()) / "aside.pdf");
+        std::filesystem::rename(std::filesystem::path(downloads() / "report.pdf"),
+                                std::filesystem::path(m_home->path().toStdString()) / "aside.pdf");
 
         undone = m_run->undo(std::nullopt, false);
         QCOMPARE(undone.run, first.id);
         QCOMPARE(undone.restored, 4);
         QVERIFY2(undone.issues.isEmpty(), qPrintable(undone.issues.value(0).message));
         QCOMPARE(sourceFiles(), before);
-        QCOMPARE(QFileInfo(m_home->downloads() + u"/notes"_qs).lastModified().toSecsSinceEpoch(), old.toSecsSinceEpoch());
+        QCOMPARE(QFileInfo(m_home->downloads() + u"/notes"_qs).lastModified().toSecsSinceEpoch(),
+                 old.toSecsSinceEpoch());
         // Only the root with its lock file is left of the destination.
         QVERIFY(regularFilesBelow(displayPath(root)) == QStringList{u".sorvanel.lock"_qs});
         QCOMPARE(QDir(displayPath(root)).entryList(QDir::Dirs | QDir::NoDotAndDotDot), QStringList());
@@ -147,7 +149,8 @@ private slots:
     {
         QTest::addColumn<std::function<void(const Path &)>>("meddle");
         QTest::addColumn<QString>("message");
-        const QString changed = L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is.");
+        const QString changed =
+            L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is.");
         const QString taken = L10n::text("Its original name is taken in the source folder, so it stays where it is.");
         QTest::newRow("changed") << std::function<void(const Path &)>([](const Path &filed) {
             writeFile(filed, "edited after the run", longAgo());
@@ -156,7 +159,8 @@ private slots:
             std::filesystem::remove(std::filesystem::path(filed));
         }) << changed;
         QTest::newRow("moved on") << std::function<void(const Path &)>([](const Path &filed) {
-            std::filesystem::rename(std::filesystem::path(filed), std::filesystem::path(filed.parent_path() / "renamed.pdf"));
+            std::filesystem::rename(std::filesystem::path(filed),
+                                    std::filesystem::path(filed.parent_path() / "renamed.pdf"));
         }) << changed;
         QTest::newRow("replaced by an equal file") << std::function<void(const Path &)>([](const Path &filed) {
             const QByteArray bytes = readFile(filed);
@@ -218,11 +222,14 @@ private slots:
         QVERIFY(journal.intend(id, moves));
         // What the killed process got done: one rename, one rename to a
         // counter name, one link without its unlink; one file someone else took away.
-        std::filesystem::rename(std::filesystem::path(downloads() / "renamed.txt"), std::filesystem::path(day / "renamed.txt"));
+        std::filesystem::rename(std::filesystem::path(downloads() / "renamed.txt"),
+                                std::filesystem::path(day / "renamed.txt"));
         writeFile(day / "counted.txt", "someone else's");
-        std::filesystem::rename(std::filesystem::path(downloads() / "counted.txt"), std::filesystem::path(day / "counted-2.txt"));
+        std::filesystem::rename(std::filesystem::path(downloads() / "counted.txt"),
+                                std::filesystem::path(day / "counted-2.txt"));
         QCOMPARE(::link((downloads() / "linked.txt").c_str(), (day / "linked.txt").c_str()), 0);
-        std::filesystem::rename(std::filesystem::path(downloads() / "gone.txt"), std::filesystem::path(m_home->path().toStdString()) / "gone.txt");
+        std::filesystem::rename(std::filesystem::path(downloads() / "gone.txt"),
+                                std::filesystem::path(m_home->path().toStdString()) / "gone.txt");
 
         OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
         m_run->organizer().recoverInterruptedRuns(journal, root);
@@ -311,7 +318,10 @@ private slots:
         {
             std::int64_t limit;
             std::vector<ExecutionProgress> heard;
-            explicit StopAfter(std::int64_t limit) : limit(limit) {}
+            explicit StopAfter(std::int64_t limit)
+                : limit(limit)
+            {
+            }
             void progressed(const ExecutionProgress &progress) override { heard.push_back(progress); }
             bool stopRequested() override { return !heard.empty() && heard.back().filesDone >= limit; }
         };

@@ -5,8 +5,8 @@
 #include <QProcess>
 #include <QtTest>
 
-#include <sqlite3.h>
 #include <QtTest>
+#include <sqlite3.h>
 
 #include <sys/stat.h>
 
@@ -49,7 +49,8 @@ private slots:
         SettingsStore store;
         const StoredSettings s = store.load();
         QCOMPARE(QString::fromStdString(s.sourceURL.native()), m_home->downloads());
-        QCOMPARE(QString::fromStdString(s.destinationURL.native()), m_home->downloads() + QStringLiteral("/__filesDownloadedAt"));
+        QCOMPARE(QString::fromStdString(s.destinationURL.native()),
+                 m_home->downloads() + QStringLiteral("/__filesDownloadedAt"));
         QCOMPARE(s.thresholdMB, 500);
         QVERIFY(!s.automaticEnabled);
         QVERIFY(!s.sourceBookmark && !s.destinationBookmark && !s.lastAutomaticDay);
@@ -99,7 +100,8 @@ private slots:
             QVERIFY(store.defaults().contains(u"runHistory"_qs));
             QVERIFY(!store.defaults().contains(u"unrelated"_qs));
         }
-        DefaultsSuite::open(SettingsStore::legacyName())->set(u"destinationPath"_qs, DefaultsValue::string(u"/late"_qs));
+        DefaultsSuite::open(SettingsStore::legacyName())
+            ->set(u"destinationPath"_qs, DefaultsValue::string(u"/late"_qs));
         SettingsStore again;
         QVERIFY(!again.defaults().contains(u"destinationPath"_qs));
         // The legacy values stay where they were.
@@ -171,7 +173,8 @@ private slots:
     {
         SettingsStore store;
         store.record(resultAt(1), OrganizationRunMode::manual, 0.1);
-        const QByteArray file = QFile::encodeName(m_home->configHome() + u"/sorvanel/group.io.github.sorvanel.Sorvanel.sqlite"_qs);
+        const QByteArray file =
+            QFile::encodeName(m_home->configHome() + u"/sorvanel/group.io.github.sorvanel.Sorvanel.sqlite"_qs);
         sqlite3 *other = nullptr;
         QCOMPARE(sqlite3_open(file.constData(), &other), SQLITE_OK);
         QCOMPARE(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);

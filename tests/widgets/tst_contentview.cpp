@@ -12,13 +12,13 @@
 #include "WidgetTestSupport.h"
 
 #include <QCheckBox>
-#include <QGuiApplication>
-#include <QScreen>
 #include <QClipboard>
+#include <QGuiApplication>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScreen>
 #include <QTimeEdit>
 #include <QtTest>
 
@@ -201,12 +201,14 @@ private slots:
     void sheetsOpenCentredOverTheWindow()
     {
         const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
-        for (const auto &[show, sheet] : {std::pair{&AppModel::setShowsHistory, static_cast<QWidget *>(view()->historySheet())},
-                                          std::pair{&AppModel::setShowsIssues, static_cast<QWidget *>(view()->issuesSheet())}}) {
+        for (const auto &[show, sheet] :
+             {std::pair{&AppModel::setShowsHistory, static_cast<QWidget *>(view()->historySheet())},
+              std::pair{&AppModel::setShowsIssues, static_cast<QWidget *>(view()->issuesSheet())}}) {
             (model().*show)(true);
             QTRY_VERIFY(sheet->isVisible());
             const QRect content = m_window->geometry();
-            QVERIFY2(sheet->geometry().top() >= content.top(), qPrintable(QStringLiteral("%1 < %2").arg(sheet->geometry().top()).arg(content.top())));
+            QVERIFY2(sheet->geometry().top() >= content.top(),
+                     qPrintable(QStringLiteral("%1 < %2").arg(sheet->geometry().top()).arg(content.top())));
             QVERIFY(std::abs(sheet->geometry().center().x() - content.center().x()) <= 1);
             QVERIFY(available.contains(sheet->geometry()));
             (model().*show)(false);
@@ -334,7 +336,6 @@ private slots:
         label->copy();
         QCOMPARE(QGuiApplication::clipboard()->text(), longPath);
     }
-
 };
 
 QTEST_MAIN(TestContentView)

@@ -24,8 +24,9 @@ private slots:
         QStringList texts;
         for (QAction *action : view.menu()->actions())
             texts << (action->isSeparator() ? u"-"_qs : action->text());
-        QCOMPARE(texts, (QStringList{L10n::text("Not run yet"), u"-"_qs, L10n::text("Organize Now"),
-                                     L10n::text("Open Sorvanel"), L10n::text("About"), u"-"_qs, L10n::text("Quit")}));
+        QCOMPARE(texts,
+                 (QStringList{L10n::text("Not run yet"), u"-"_qs, L10n::text("Organize Now"),
+                              L10n::text("Open Sorvanel"), L10n::text("About"), u"-"_qs, L10n::text("Quit")}));
         QVERIFY(!view.statusAction()->isEnabled());
         fixture.model->setLastResult(sampleResult(3, 5, {OrganizationIssue()}));
         QCOMPARE(view.statusAction()->text(), L10n::format("Last run: %d moved, %d failed", {3, 1}));
@@ -62,7 +63,8 @@ private slots:
         QCOMPARE(about.window(), window);
         QVERIFY(window->isVisible());
         QVERIFY(visibleTexts(window).contains(L10n::format("Version %@", {QStringLiteral(SORVANEL_VERSION)})));
-        QVERIFY(visibleTexts(window).contains(L10n::text("A quiet Linux utility that keeps downloads organized by file date and category.")));
+        QVERIFY(visibleTexts(window).contains(
+            L10n::text("A quiet Linux utility that keeps downloads organized by file date and category.")));
     }
 };
 

@@ -8,8 +8,8 @@
 #include <QApplication>
 #include <QListView>
 #include <QMessageBox>
-#include <QTimer>
 #include <QPushButton>
+#include <QTimer>
 #include <QtTest>
 
 using namespace sorvanel;
@@ -29,9 +29,12 @@ OrganizationPlan planWith(int moves)
     plan.skipped = 4;
     plan.issues.append(OrganizationIssue(u"x"_qs, u"y"_qs));
     for (int i = 0; i < moves; ++i)
-        plan.moves.push_back(PlannedMove{QUuid::createUuid(), "/s/file" + std::to_string(i) + ".bin",
-                                         "/d/2024-01-01/file" + std::to_string(i) + ".bin", FileCategory::other,
-                                         plan.generatedAt});
+        plan.moves.push_back(PlannedMove{QUuid::createUuid(),
+                                         "/s/file" + std::to_string(i) + ".bin",
+                                         "/d/2024-01-01/file" + std::to_string(i) + ".bin",
+                                         FileCategory::other,
+                                         plan.generatedAt,
+                                         {}});
     return plan;
 }
 } // namespace
@@ -91,8 +94,8 @@ private slots:
     {
         const std::string name = std::string(180, 'n') + ".tar.gz";
         OrganizationPlan plan = planWith(0);
-        plan.moves.push_back(PlannedMove{QUuid::createUuid(), "/s/" + name, "/d/2024-01-01/" + name,
-                                         FileCategory::other, plan.generatedAt});
+        plan.moves.push_back(PlannedMove{
+            QUuid::createUuid(), "/s/" + name, "/d/2024-01-01/" + name, FileCategory::other, plan.generatedAt, {}});
         PreviewView preview(model(), nullptr);
         model().setPreviewPlan(plan);
         const QString whole = QString::fromStdString(name);
@@ -136,8 +139,10 @@ private slots:
         QVERIFY(!view.showsPlaceholder());
         QCOMPARE(rowText(view.list(), 0, SheetDialog::SecondaryTextRole),
                  L10n::formatTranslated(L10n::text("%@ · %.2f s"), {L10n::text("Automatic"), 0.0}));
-        QVERIFY(rowText(view.list(), 0, SheetDialog::SecondaryTextRole).endsWith(QLocale().toString(0.0, 'f', 2) + u" s"_qs));
-        QVERIFY(rowText(view.list(), 1, SheetDialog::SecondaryTextRole).endsWith(QLocale().toString(7.5, 'f', 2) + u" s"_qs));
+        QVERIFY(rowText(view.list(), 0, SheetDialog::SecondaryTextRole)
+                    .endsWith(QLocale().toString(0.0, 'f', 2) + u" s"_qs));
+        QVERIFY(rowText(view.list(), 1, SheetDialog::SecondaryTextRole)
+                    .endsWith(QLocale().toString(7.5, 'f', 2) + u" s"_qs));
         QVERIFY(rowText(view.list(), 1, SheetDialog::SecondaryTextRole).startsWith(L10n::text("Manual")));
         QCOMPARE(view.list()->model()->index(0, 0).data(SheetDialog::WarningRole).toInt(), 0);
         QCOMPARE(view.list()->model()->index(1, 0).data(SheetDialog::WarningRole).toInt(), 3);

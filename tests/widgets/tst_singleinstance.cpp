@@ -4,10 +4,10 @@
 #include <QLocalServer>
 #include <QLockFile>
 #include <QProcess>
-#include <QThread>
 #include <QSignalSpy>
 #include <QSysInfo>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QtTest>
 
 #include <atomic>

@@ -30,9 +30,10 @@ private slots:
         const QString err = QString::fromUtf8(app.readAllStandardError()).trimmed();
         QCOMPARE(err.count(u'\n'), 0);
         QVERIFY2(err.contains(u"scripts/run preview"_qs) && err.contains(u"sorvanel-cli"_qs), qPrintable(err));
-        QCOMPARE(err, L10n::text("Sorvanel's window needs a graphical session. Without one, use the command line: "
-                                 "scripts/run preview or scripts/run organize (sorvanel-cli preview, sorvanel-cli "
-                                 "organize once installed)."));
+        QCOMPARE(err,
+                 L10n::text("Sorvanel's window needs a graphical session. Without one, use the command line: "
+                            "scripts/run preview or scripts/run organize (sorvanel-cli preview, sorvanel-cli "
+                            "organize once installed)."));
     }
 };
 

@@ -136,10 +136,6 @@
         <translation>Die gespeicherten Einstellungen auflisten, lesen oder ändern.</translation>
     </message>
     <message>
-        <source>Lists, reads or changes the stored settings. Booleans are true or false (1 or 0), dates ISO 8601, data hexadecimal; the default type is string.</source>
-        <translation>Listet, liest oder ändert die gespeicherten Einstellungen. Wahrheitswerte sind true oder false (1 oder 0), Datumsangaben ISO 8601, Daten hexadezimal; der Standardtyp ist string.</translation>
-    </message>
-    <message>
         <source>MB</source>
         <translation>MB</translation>
     </message>
@@ -630,6 +626,22 @@
     <message>
         <source>Putting files back: %@ of %@</source>
         <translation>Dateien werden zurückgebracht: %@ von %@</translation>
+    </message>
+    <message>
+        <source>Lists, reads or changes the stored settings. A key Sorvanel knows takes its own type and range (thresholdMB: 1 to 100000; automaticTime also HH:MM); any other key is a string unless --type says otherwise. Booleans are true or false (1 or 0), dates ISO 8601, data hexadecimal; stored JSON is shown as JSON.</source>
+        <translation>Listet, liest oder ändert die gespeicherten Einstellungen. Ein Schlüssel, den Sorvanel kennt, hat seinen eigenen Typ und Bereich (thresholdMB: 1 bis 100000; automaticTime auch HH:MM); jeder andere Schlüssel ist ein String, wenn --type nichts anderes sagt. Boolesche Werte sind true oder false (1 oder 0), Datumsangaben ISO 8601, Daten hexadezimal; gespeichertes JSON wird als JSON gezeigt.</translation>
+    </message>
+    <message>
+        <source>%@ holds %@ values.</source>
+        <translation>%@ enthält Werte vom Typ %@.</translation>
+    </message>
+    <message>
+        <source>“%@” is not a time: use HH:MM (22:00) or an ISO 8601 date.</source>
+        <translation>„%@“ ist keine Uhrzeit: HH:MM (22:00) oder ein Datum nach ISO 8601 angeben.</translation>
+    </message>
+    <message>
+        <source>%@ must be between %d and %d.</source>
+        <translation>%@ muss zwischen %d und %d liegen.</translation>
     </message>
 </context>
 </TS>

@@ -4,6 +4,7 @@
 #include "CleanupRun.h"
 #include "Localization.h"
 #include "Organizer.h"
+#include "SettingsSchema.h"
 #include "SettingsStore.h"
 #include "TerminalProgress.h"
 
@@ -25,17 +26,6 @@ namespace sorvanel {
 namespace {
 
 const QStringList commands{u"preview"_qs, u"organize"_qs, u"undo"_qs, u"last"_qs, u"history"_qs, u"settings"_qs};
-
-// ISO 8601 in the user's zone, with its UTC offset.
-QString isoDate(const QDateTime &date)
-{
-    const QDateTime local = date.toLocalTime();
-    const int offset = local.offsetFromUtc();
-    const QString sign = offset < 0 ? u"-"_qs : u"+"_qs;
-    const int minutes = std::abs(offset) / 60;
-    return local.toString(u"yyyy-MM-ddTHH:mm:ss.zzz") + sign
-        + QStringLiteral("%1:%2").arg(minutes / 60, 2, 10, QChar(u'0')).arg(minutes % 60, 2, 10, QChar(u'0'));
-}
 
 QString shownDate(const QDateTime &date)
 {
@@ -161,7 +151,7 @@ QJsonArray skippedJson(const std::vector<SkippedFile> &skipped)
 
 QJsonObject resultJson(const OrganizationResult &result)
 {
-    return QJsonObject{{u"runDate"_qs, isoDate(result.runDate)},
+    return QJsonObject{{u"runDate"_qs, Json::isoDate(result.runDate)},
                        {u"moved"_qs, qint64(result.moved)},
                        {u"skipped"_qs, qint64(result.skipped)},
                        {u"failed"_qs, qint64(result.failed())},
@@ -187,63 +177,6 @@ QString printJson(const QJsonObject &object)
 QString printJson(const QJsonArray &array)
 {
     return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented));
-}
-
-QString valueText(const DefaultsValue &value)
-{
-    switch (value.type) {
-    case ValueType::string:
-        return value.value.toString();
-    case ValueType::integer:
-        return QString::number(value.value.toLongLong());
-    case ValueType::boolean:
-        return value.value.toBool() ? u"true"_qs : u"false"_qs;
-    case ValueType::real:
-        return QString::number(value.value.toDouble(), 'g', 17);
-    case ValueType::date:
-        return isoDate(value.value.toDateTime());
-    case ValueType::data:
-        return QString::fromLatin1(value.value.toByteArray().toHex());
-    }
-    return {};
-}
-
-std::optional<DefaultsValue> parseValue(ValueType type, const QString &text)
-{
-    bool ok = false;
-    switch (type) {
-    case ValueType::string:
-        return DefaultsValue::string(text);
-    case ValueType::integer: {
-        const qint64 number = text.trimmed().toLongLong(&ok);
-        return ok ? std::optional(DefaultsValue::integer(number)) : std::nullopt;
-    }
-    case ValueType::boolean: {
-        const QString lower = text.trimmed().toLower();
-        if (lower == u"true" || lower == u"1")
-            return DefaultsValue::boolean(true);
-        if (lower == u"false" || lower == u"0")
-            return DefaultsValue::boolean(false);
-        return std::nullopt;
-    }
-    case ValueType::real: {
-        const double number = text.trimmed().toDouble(&ok);
-        return ok && std::isfinite(number) ? std::optional(DefaultsValue::real(number)) : std::nullopt;
-    }
-    case ValueType::date: {
-        // With or without fractional seconds and offset; without one it is local time.
-        const QDateTime date = QDateTime::fromString(text.trimmed(), Qt::ISODateWithMs);
-        return date.isValid() ? std::optional(DefaultsValue::date(date.toUTC())) : std::nullopt;
-    }
-    case ValueType::data: {
-        const QString hex = text.trimmed();
-        static const QString digits = u"0123456789abcdefABCDEF"_qs;
-        if (hex.size() % 2 != 0 || !std::all_of(hex.begin(), hex.end(), [](QChar c) { return digits.contains(c); }))
-            return std::nullopt;
-        return DefaultsValue::data(QByteArray::fromHex(hex.toLatin1()));
-    }
-    }
-    return std::nullopt;
 }
 
 } // namespace
@@ -302,8 +235,10 @@ void CommandLine::printHelp(const QString &command)
               << L10n::text("       sorvanel-cli settings set KEY VALUE [--type string|integer|boolean|real|date|data]")
               << '\n'
               << L10n::text("       sorvanel-cli settings unset KEY") << "\n\n"
-              << L10n::text("Lists, reads or changes the stored settings. Booleans are true or false (1 or 0), dates "
-                            "ISO 8601, data hexadecimal; the default type is string.")
+              << L10n::text("Lists, reads or changes the stored settings. A key Sorvanel knows takes its own type and "
+                            "range (thresholdMB: 1 to 100000; automaticTime also HH:MM); any other key is a string "
+                            "unless --type says otherwise. Booleans are true or false (1 or 0), dates ISO 8601, data "
+                            "hexadecimal; stored JSON is shown as JSON.")
               << '\n';
     } else {
         m_out << L10n::text("Usage: sorvanel-cli COMMAND [--json]") << "\n\n"
@@ -395,12 +330,13 @@ int CommandLine::preview(SettingsStore &store, bool json)
     if (json) {
         QJsonArray moves;
         for (const auto &move : plan.moves) {
-            QJsonObject object{{u"category"_qs, rawValue(move.category)}, {u"fileDate"_qs, isoDate(move.fileDate)}};
+            QJsonObject object{{u"category"_qs, rawValue(move.category)},
+                               {u"fileDate"_qs, Json::isoDate(move.fileDate)}};
             addPath(object, u"source"_qs, move.sourceURL);
             addPath(object, u"destination"_qs, move.destinationURL);
             moves.append(object);
         }
-        m_out << printJson(QJsonObject{{u"generatedAt"_qs, isoDate(plan.generatedAt)},
+        m_out << printJson(QJsonObject{{u"generatedAt"_qs, Json::isoDate(plan.generatedAt)},
                                        {u"destinationRoot"_qs, displayPath(plan.destinationRoot)},
                                        {u"moves"_qs, moves},
                                        {u"skipped"_qs, qint64(plan.skipped)},
@@ -552,7 +488,7 @@ int CommandLine::history(SettingsStore &store, bool json)
         QJsonArray array;
         for (const auto &entry : entries) {
             array.append(QJsonObject{{u"id"_qs, Json::uuidString(entry.id)},
-                                     {u"date"_qs, isoDate(entry.date)},
+                                     {u"date"_qs, Json::isoDate(entry.date)},
                                      {u"mode"_qs, rawValue(entry.mode)},
                                      {u"moved"_qs, qint64(entry.moved)},
                                      {u"skipped"_qs, qint64(entry.skipped)},
@@ -587,7 +523,7 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
     DefaultsSuite &defaults = store.defaults();
     if (arguments.isEmpty()) {
         for (const auto &[key, value] : defaults.all())
-            m_out << key << '\t' << typeName(value.type) << '\t' << valueText(value) << '\n';
+            m_out << key << '\t' << typeName(value.type) << '\t' << SettingsSchema::displayText(value) << '\n';
         return success;
     }
     const QString action = arguments.first();
@@ -597,16 +533,15 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
             m_err << L10n::format("No value is stored for %@.", {arguments[1]}) << '\n';
             return finishedWithIssues;
         }
-        m_out << valueText(*value) << '\n';
+        m_out << SettingsSchema::displayText(*value) << '\n';
         return success;
     }
     if (action == u"unset" && arguments.size() == 2) {
         defaults.remove(arguments[1]);
         return success;
     }
-    const bool folderKey =
-        arguments.size() >= 2 && (arguments[1] == u"sourcePath" || arguments[1] == u"destinationPath");
-    if (action == u"set" && arguments.size() == 3 && folderKey) {
+    const auto *known = arguments.size() >= 2 ? SettingsSchema::definition(arguments[1]) : nullptr;
+    if (action == u"set" && arguments.size() == 3 && known && known->folder) {
         // A folder takes the exact bytes it was given: its name need not be UTF-8.
         const bool raw = m_rawArguments.size() == std::size_t(arguments.size()) + 1;
         const std::string bytes = raw ? m_rawArguments.back() : arguments[2].toStdString();
@@ -614,17 +549,20 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
         return success;
     }
     if (action == u"set" && (arguments.size() == 3 || arguments.size() == 5)) {
-        ValueType type = ValueType::string;
+        // A key the programs know has its own type; any other is a string unless told.
+        ValueType type = known ? known->type : ValueType::string;
         if (arguments.size() == 5) {
             const auto named = arguments[3] == u"--type" ? valueTypeFromName(arguments[4]) : std::nullopt;
             if (!named)
                 return usage(L10n::format("Unknown type: %@", {arguments.mid(3).join(u' ')}));
+            if (known && *named != known->type)
+                return usage(L10n::format("%@ holds %@ values.", {arguments[1], typeName(known->type)}));
             type = *named;
         }
-        const auto value = parseValue(type, arguments[2]);
-        if (!value)
-            return usage(L10n::format("“%@” is not a valid %@ value.", {arguments[2], typeName(type)}));
-        defaults.set(arguments[1], *value);
+        const auto parsed = SettingsSchema::parse(arguments[1], arguments[2], type);
+        if (const auto *refusal = std::get_if<QString>(&parsed))
+            return usage(*refusal);
+        defaults.set(arguments[1], std::get<DefaultsValue>(parsed));
         return success;
     }
     return usage(L10n::format("Unknown argument: %@", {arguments.join(u' ')}));

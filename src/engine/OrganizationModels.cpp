@@ -230,6 +230,16 @@ QDateTime dateFromReferenceSeconds(double seconds)
     return QDateTime::fromMSecsSinceEpoch(referenceDateMs + qint64(std::llround(seconds * 1000.0)), Qt::UTC);
 }
 
+QString isoDate(const QDateTime &date)
+{
+    const QDateTime local = date.toLocalTime();
+    const int offset = local.offsetFromUtc();
+    const QString sign = offset < 0 ? u"-"_qs : u"+"_qs;
+    const int minutes = std::abs(offset) / 60;
+    return local.toString(u"yyyy-MM-ddTHH:mm:ss.zzz") + sign
+        + QStringLiteral("%1:%2").arg(minutes / 60, 2, 10, QChar(u'0')).arg(minutes % 60, 2, 10, QChar(u'0'));
+}
+
 QString uuidString(const QUuid &id)
 {
     return id.toString(QUuid::WithoutBraces).toUpper();

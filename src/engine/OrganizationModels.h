@@ -190,6 +190,9 @@ namespace Json {
 double secondsSinceReferenceDate(const QDateTime &date);
 QDateTime dateFromReferenceSeconds(double seconds);
 QString uuidString(const QUuid &id);
+// ISO 8601 in the user's zone with its UTC offset, to the millisecond: how
+// the command line shows a date.
+QString isoDate(const QDateTime &date);
 
 QByteArray encodeIssues(const QList<OrganizationIssue> &issues);
 std::optional<QList<OrganizationIssue>> decodeIssues(const QByteArray &data);

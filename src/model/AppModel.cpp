@@ -193,7 +193,7 @@ void AppModel::setNotifyAfterAutomatic(bool notify)
 
 void AppModel::thresholdChanged()
 {
-    setThresholdMB(std::clamp(m_thresholdMB, minimumThresholdMB, maximumThresholdMB));
+    setThresholdMB(std::clamp(m_thresholdMB, SettingsSchema::minimumThresholdMB, SettingsSchema::maximumThresholdMB));
     m_store->saveThreshold(m_thresholdMB);
 }
 

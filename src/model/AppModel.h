@@ -4,6 +4,7 @@
 #include "OrganizationModels.h"
 #include "Organizer.h"
 #include "PlatformServices.h"
+#include "SettingsSchema.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -32,8 +33,6 @@ class AppModel : public QObject
 
 public:
     static constexpr int refreshIntervalMs = 3000;
-    static constexpr qint64 minimumThresholdMB = 1;
-    static constexpr qint64 maximumThresholdMB = 100000;
 
     AppModel(std::shared_ptr<SettingsStore> store, std::shared_ptr<LoginItemService> loginItems,
              std::shared_ptr<FolderChooser> folderChooser, QObject *parent = nullptr);
@@ -141,7 +140,7 @@ private:
 
     Path m_sourceURL;
     Path m_destinationURL;
-    qint64 m_thresholdMB = 500;
+    qint64 m_thresholdMB = SettingsSchema::defaultThresholdMB;
     bool m_automaticEnabled = false;
     QDateTime m_automaticTime;
     bool m_notifyAfterAutomatic = true;

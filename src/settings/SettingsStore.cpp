@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "SettingsStore.h"
 
+#include "SettingsSchema.h"
 #include "SqliteRunJournal.h"
 #include "UserFolders.h"
 
@@ -13,24 +14,7 @@ namespace sorvanel {
 
 namespace {
 
-namespace Key {
-const QString sourcePath = QStringLiteral("sourcePath");
-const QString destinationPath = QStringLiteral("destinationPath");
-const QString sourceBookmark = QStringLiteral("sourceBookmark");
-const QString destinationBookmark = QStringLiteral("destinationBookmark");
-const QString thresholdMB = QStringLiteral("thresholdMB");
-const QString automaticEnabled = QStringLiteral("automaticEnabled");
-const QString automaticTime = QStringLiteral("automaticTime");
-const QString lastAutomaticDay = QStringLiteral("lastAutomaticDay");
-const QString notifyAfterAutomatic = QStringLiteral("notifyAfterAutomatic");
-const QString lastRun = QStringLiteral("lastRun");
-const QString lastMoved = QStringLiteral("lastMoved");
-const QString lastSkipped = QStringLiteral("lastSkipped");
-const QString lastFailed = QStringLiteral("lastFailed");
-const QString lastIssues = QStringLiteral("lastIssues");
-const QString runHistory = QStringLiteral("runHistory");
-const QString migrationDone = QStringLiteral("appGroupMigrationV1");
-} // namespace Key
+namespace Key = SettingsSchema::Key;
 
 // Placeholder issues stand in for lost details; a damaged count must not
 // make us build millions of them.
@@ -95,18 +79,21 @@ StoredSettings SettingsStore::load() const
     const QString downloads = UserFolders::downloads();
     const QString defaultDestination = downloads + QStringLiteral("/__filesDownloadedAt");
     const QDateTime localNow = QDateTime::currentDateTime();
-    const QDateTime defaultTime = QDateTime(localNow.date(), QTime(22, 0), localNow.timeZone()).toUTC();
+    const QDateTime defaultTime =
+        QDateTime(localNow.date(), QTime(SettingsSchema::defaultAutomaticHour, 0), localNow.timeZone()).toUTC();
 
     StoredSettings settings;
     settings.sourceURL = folder(Key::sourcePath).value_or(pathFromText(downloads));
     settings.destinationURL = folder(Key::destinationPath).value_or(pathFromText(defaultDestination));
     settings.sourceBookmark = m_defaults->data(Key::sourceBookmark);
     settings.destinationBookmark = m_defaults->data(Key::destinationBookmark);
-    settings.thresholdMB = m_defaults->integer(Key::thresholdMB).value_or(500);
-    settings.automaticEnabled = m_defaults->boolean(Key::automaticEnabled).value_or(false);
+    settings.thresholdMB = m_defaults->integer(Key::thresholdMB).value_or(SettingsSchema::defaultThresholdMB);
+    settings.automaticEnabled =
+        m_defaults->boolean(Key::automaticEnabled).value_or(SettingsSchema::defaultAutomaticEnabled);
     settings.automaticTime = m_defaults->date(Key::automaticTime).value_or(defaultTime);
     settings.lastAutomaticDay = m_defaults->string(Key::lastAutomaticDay);
-    settings.notifyAfterAutomatic = m_defaults->boolean(Key::notifyAfterAutomatic).value_or(true);
+    settings.notifyAfterAutomatic =
+        m_defaults->boolean(Key::notifyAfterAutomatic).value_or(SettingsSchema::defaultNotifyAfterAutomatic);
     return settings;
 }
 

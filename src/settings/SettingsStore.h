@@ -3,6 +3,7 @@
 
 #include "DefaultsSuite.h"
 #include "OrganizationModels.h"
+#include "SettingsSchema.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -21,11 +22,12 @@ struct StoredSettings
     Path destinationURL;
     std::optional<QByteArray> sourceBookmark;
     std::optional<QByteArray> destinationBookmark;
-    qint64 thresholdMB = 500;
-    bool automaticEnabled = false;
+    qint64 thresholdMB = SettingsSchema::defaultThresholdMB;
+    bool automaticEnabled = SettingsSchema::defaultAutomaticEnabled;
     QDateTime automaticTime;
     std::optional<QString> lastAutomaticDay;
-    bool notifyAfterAutomatic = true; // a desktop notification after an automatic run that did something
+    // A desktop notification after an automatic run that did something.
+    bool notifyAfterAutomatic = SettingsSchema::defaultNotifyAfterAutomatic;
 };
 
 // The one place where settings, the last result and the run history live:

@@ -110,7 +110,7 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     auto *thresholdRow = new QHBoxLayout;
     m_threshold = new QLineEdit(this);
     m_threshold->setObjectName(u"threshold"_qs);
-    m_threshold->setPlaceholderText(QLocale().toString(500));
+    m_threshold->setPlaceholderText(QLocale().toString(SettingsSchema::defaultThresholdMB));
     m_threshold->setFixedWidth(90);
     m_threshold->setAlignment(Qt::AlignRight);
     m_threshold->setValidator(new WholeNumberValidator(m_threshold));

@@ -70,7 +70,7 @@ private:
         return found->second;
     }
 
-    const Calendar &m_calendar;
+    const Calendar m_calendar;
     std::mutex &m_calendarLock;
     std::unordered_map<qint64, std::uint32_t> m_buckets;
     std::unordered_map<std::string, std::uint32_t> m_indices; // of the names
@@ -314,6 +314,321 @@ void Organizer::validate(const OrganizerConfiguration &configuration)
         throw OrganizerFailure(OrganizerError::unsafeFolderRelationship);
 }
 
+namespace {
+// Planning, step by step: list the source folder; classify each entry;
+// hold back what unfinished downloads need; lay out the target folders;
+// collect the verdicts in name order; assign each move its name.
+class Planning
+{
+public:
+    Planning(const OrganizerConfiguration &configuration, FileSystem &files, WriterProbe *writerProbe,
+             const Calendar &calendar)
+        : m_configuration(configuration)
+        , m_files(files)
+        , m_writerProbe(writerProbe)
+        , m_calendar(calendar)
+    {
+        m_plan.generatedAt = configuration.now();
+        m_plan.destinationRoot = configuration.destinationURL;
+    }
+
+    void list()
+    {
+        m_entries = m_files.contentsOfDirectory(m_configuration.sourceURL);
+        m_order =
+            NameCollator().stableOrder(m_entries.size(), [&](std::size_t i) { return displayName(m_entries[i].url); });
+        // Who is writing what, read after the listing: a download that starts
+        // later is caught again right before its move.
+        if (m_writerProbe)
+            m_writers = m_writerProbe->openForWriting().byIdentity;
+    }
+
+    // On every core: what becomes of each entry, and for a move its category and day.
+    void classify()
+    {
+        const std::size_t parts = parallelParts(m_entries.size());
+        m_dayFolders.reserve(parts);
+        for (std::size_t part = 0; part < parts; ++part)
+            m_dayFolders.emplace_back(m_calendar, m_calendarLock);
+        m_sortings.resize(m_entries.size());
+        m_unfinished.resize(parts);
+        const qint64 nowMs = m_plan.generatedAt.toMSecsSinceEpoch();
+        parallelFor(m_entries.size(), [&](std::size_t part, std::size_t from, std::size_t to) {
+            for (std::size_t i = from; i < to; ++i) {
+                m_sortings[i].part = std::uint16_t(part);
+                classify(i, part, nowMs);
+            }
+        });
+    }
+
+    // Unfinished downloads hold back what belongs to them: the file a control
+    // file is named for ("movie.mp4" beside "movie.mp4.part" or ".aria2"), and
+    // any empty file, since browsers make the final name empty first and write
+    // the data under another name ("paper.pdf" while "paper.Xy3.pdf.part" grows).
+    void holdBackWhatDownloadsNeed()
+    {
+        std::unordered_map<std::string_view, std::uint32_t> companions; // finished name → control file
+        for (const auto &indices : m_unfinished) {
+            for (const std::uint32_t i : indices)
+                companions.emplace(Organizer::finishedName(filenameOf(m_entries[i].url)), i);
+        }
+        if (companions.empty())
+            return;
+        for (std::size_t i = 0; i < m_entries.size(); ++i) {
+            Sorting &sorting = m_sortings[i];
+            if (sorting.verdict != Sorting::move)
+                continue;
+            const auto found = companions.find(filenameOf(m_entries[i].url));
+            if (found != companions.end()) {
+                sorting.verdict = Sorting::skip;
+                sorting.reason = SkipReason::downloadBeside;
+                sorting.day = found->second; // the control file's entry
+            } else if (m_entries[i].properties.size == 0) {
+                sorting.verdict = Sorting::skip;
+                sorting.reason = SkipReason::emptyWhileDownloading;
+            }
+        }
+    }
+
+    // The target folders: four per day (three categories and the day itself).
+    void layOutFolders()
+    {
+        m_firstFolderOfDay.resize(m_dayFolders.size());
+        std::unordered_map<std::string, std::uint32_t> firstFolderByName;
+        for (std::size_t part = 0; part < m_dayFolders.size(); ++part) {
+            for (const std::string &day : m_dayFolders[part].names()) {
+                const auto [found, added] = firstFolderByName.emplace(day, std::uint32_t(m_folders.size()));
+                if (added) {
+                    const Path dateFolder = m_configuration.destinationURL / day;
+                    for (auto category :
+                         {FileCategory::big, FileCategory::graphic, FileCategory::docs, FileCategory::other}) {
+                        const auto folderName = directoryName(category);
+                        m_folders.emplace_back().path =
+                            folderName ? dateFolder / folderName->toStdString() : dateFolder;
+                    }
+                }
+                m_firstFolderOfDay[part].push_back(found->second);
+            }
+        }
+    }
+
+    // In name order: the issues, the skipped files, and each move's place;
+    // then the names already taken in each folder a move goes to.
+    void collectInNameOrder()
+    {
+        m_placeOf.resize(m_entries.size());
+        m_movers.reserve(m_entries.size());
+        for (const std::size_t index : m_order) {
+            switch (m_sortings[index].verdict) {
+            case Sorting::skip: {
+                ++m_plan.skipped;
+                SkippedFile &skipped = m_plan.skippedFiles.emplace_back();
+                skipped.url = m_entries[index].url;
+                skipped.reason = m_sortings[index].reason;
+                if (skipped.reason == SkipReason::beingWritten)
+                    skipped.writer = m_writers.at(m_entries[index].properties.identity);
+                else if (skipped.reason == SkipReason::downloadBeside)
+                    skipped.companion = filenameOf(m_entries[m_sortings[index].day].url);
+                break;
+            }
+            case Sorting::issue: {
+                const FileError error =
+                    m_entries[index].error ? m_entries[index].error : FileError(FileError::unknownRead);
+                m_plan.issues.append(
+                    OrganizationIssue(displayName(m_entries[index].url), error.localizedDescription()));
+                break;
+            }
+            case Sorting::move:
+                m_placeOf[index] = std::uint32_t(m_movers.size());
+                m_movers.push_back(std::uint32_t(index));
+                m_folders[folderOf(index)].needed = true;
+                break;
+            }
+        }
+        for (TargetFolder &folder : m_folders) {
+            if (folder.needed) {
+                if (auto names = m_files.namesInDirectory(folder.path))
+                    folder.taken = std::move(*names);
+            }
+        }
+    }
+
+    // The moves, on every core, in listing order (the paths lie in memory in
+    // that order). A file keeps its name unless the folder already holds it:
+    // files of one source folder never share a name, and a counter name
+    // handed out for a clash is never the name of a file in it.
+    void assignNames()
+    {
+        m_plan.moves.resize(m_movers.size());
+        m_clashes.resize(m_movers.size());
+        parallelFor(m_entries.size(), [&](std::size_t, std::size_t from, std::size_t to) {
+            for (std::size_t index = from; index < to; ++index) {
+                if (m_sortings[index].verdict == Sorting::move)
+                    fillMove(index);
+            }
+        });
+        m_foldCase = !m_plan.moves.empty() && m_files.ignoresCase(m_plan.destinationRoot);
+        if (m_foldCase)
+            findClashesIgnoringCase();
+        if (std::find(m_clashes.begin(), m_clashes.end(), 1) != m_clashes.end())
+            renameClashes();
+    }
+
+    OrganizationPlan takePlan() { return std::move(m_plan); }
+
+private:
+    void classify(std::size_t i, std::size_t part, qint64 nowMs)
+    {
+        const DirectoryEntry &entry = m_entries[i];
+        Sorting &sorting = m_sortings[i];
+        if (entry.error) {
+            sorting.verdict = Sorting::issue;
+            return;
+        }
+        const FileProperties &p = entry.properties;
+        if (p.isSymbolicLink) {
+            sorting.reason = SkipReason::symbolicLink;
+            return;
+        }
+        if (!p.isRegularFile) {
+            sorting.reason = p.isDirectory ? SkipReason::folder : SkipReason::notRegularFile;
+            return;
+        }
+        if (p.isHidden) {
+            sorting.reason = SkipReason::hidden;
+            return;
+        }
+        const Organizer::ExtensionKind kind = Organizer::extensionKind(entry.url);
+        if (kind == Organizer::ExtensionKind::incomplete) {
+            sorting.reason = SkipReason::unfinishedDownload;
+            m_unfinished[part].push_back(std::uint32_t(i));
+            return;
+        }
+        if (!m_writers.empty() && m_writers.count(p.identity)) {
+            sorting.reason = SkipReason::beingWritten;
+            return;
+        }
+        if (m_configuration.minimumFileAge > 0 && p.modificationDate) {
+            const double age = double(nowMs - p.modificationDate->toMSecsSinceEpoch()) / 1000.0;
+            if (age < m_configuration.minimumFileAge) {
+                sorting.reason = SkipReason::tooRecent;
+                return;
+            }
+        }
+        const auto date = Organizer::effectiveFileDate(p.creationDate, p.modificationDate);
+        if (!date || !p.size) {
+            sorting.verdict = Sorting::issue;
+            return;
+        }
+        sorting.verdict = Sorting::move;
+        sorting.day = m_dayFolders[part].index(*date);
+        sorting.category = categoryFor(*p.size, m_configuration.largeFileThresholdBytes, kind);
+    }
+
+    std::uint32_t folderOf(std::size_t index) const
+    {
+        const Sorting &sorting = m_sortings[index];
+        return m_firstFolderOfDay[sorting.part][sorting.day] + std::uint32_t(sorting.category);
+    }
+
+    void fillMove(std::size_t index)
+    {
+        DirectoryEntry &entry = m_entries[index];
+        const TargetFolder &folder = m_folders[folderOf(index)];
+        const std::string_view filename = filenameOf(entry.url);
+        const std::uint32_t place = m_placeOf[index];
+        m_clashes[place] = !folder.taken.empty() && folder.taken.count(std::string(filename));
+        PlannedMove &move = m_plan.moves[place];
+        move.id = newIdentifier();
+        move.destinationURL = folder.path / filename;
+        move.category = m_sortings[index].category;
+        move.fileDate = *Organizer::effectiveFileDate(entry.properties.creationDate, entry.properties.modificationDate);
+        move.sourceIdentity = entry.properties.identity;
+        move.sourceSize = entry.properties.size.value_or(-1);
+        move.sourceModifiedNs = entry.properties.modifiedNs;
+        move.sourceURL = std::move(entry.url);
+    }
+
+    // A name as the destination compares it.
+    std::string key(std::string_view name) const
+    {
+        return m_foldCase ? QString::fromUtf8(name.data(), qsizetype(name.size())).toCaseFolded().toStdString()
+                          : std::string(name);
+    }
+
+    // Where the destination ignores case, "Report.PDF" and "report.pdf" are
+    // one name: against the folder's names and among the files planned into
+    // it, the later one in name order clashes.
+    void findClashesIgnoringCase()
+    {
+        for (TargetFolder &folder : m_folders) {
+            std::unordered_set<std::string> folded;
+            for (const std::string &name : folder.taken)
+                folded.insert(key(name));
+            folder.taken = std::move(folded);
+        }
+        std::vector<std::unordered_set<std::string>> planned(m_folders.size());
+        for (std::size_t k = 0; k < m_movers.size(); ++k) {
+            const std::string folded = key(filenameOf(m_plan.moves[k].sourceURL));
+            const std::size_t f = folderOf(m_movers[k]);
+            m_clashes[k] = m_folders[f].taken.count(folded) > 0 || !planned[f].insert(folded).second;
+        }
+    }
+
+    // The clashes, in name order: each gets the first counter name that is
+    // free on disk, among the files planned into its folder and in the
+    // source folder.
+    void renameClashes()
+    {
+        for (std::size_t k = 0; k < m_movers.size(); ++k) {
+            if (m_clashes[k])
+                m_folders[folderOf(m_movers[k])].hasClash = true;
+        }
+        for (std::size_t k = 0; k < m_movers.size(); ++k) {
+            TargetFolder &folder = m_folders[folderOf(m_movers[k])];
+            if (folder.hasClash && !m_clashes[k])
+                folder.ownNames.emplace(key(filenameOf(m_plan.moves[k].sourceURL)));
+        }
+        for (std::size_t k = 0; k < m_movers.size(); ++k) {
+            if (!m_clashes[k])
+                continue;
+            TargetFolder &folder = m_folders[folderOf(m_movers[k])];
+            PlannedMove &move = m_plan.moves[k];
+            move.destinationURL = Organizer::uniqueDestination(
+                std::string(filenameOf(move.sourceURL)), folder.path,
+                [&](const Path &candidate) {
+                    const std::string name(filenameOf(candidate));
+                    return folder.taken.count(key(name)) > 0 || folder.ownNames.count(key(name)) > 0
+                        || m_files.itemExists(m_configuration.sourceURL / name);
+                },
+                &folder.hints);
+            folder.taken.emplace(key(filenameOf(move.destinationURL)));
+        }
+    }
+
+    const OrganizerConfiguration &m_configuration;
+    FileSystem &m_files;
+    WriterProbe *m_writerProbe;
+    const Calendar m_calendar;
+    OrganizationPlan m_plan;
+
+    std::vector<DirectoryEntry> m_entries;
+    std::vector<std::size_t> m_order; // entry indices in name order
+    WriterTable m_writers;
+    std::mutex m_calendarLock;
+    std::vector<DayFolders> m_dayFolders; // by planning thread
+    std::vector<Sorting> m_sortings; // by entry
+    std::vector<std::vector<std::uint32_t>> m_unfinished; // by part: entries named as unfinished downloads
+    std::vector<TargetFolder> m_folders;
+    std::vector<std::vector<std::uint32_t>> m_firstFolderOfDay; // by part, then that part's day index
+    std::vector<std::uint32_t> m_movers; // entry indices of the moves, in name order
+    std::vector<std::uint32_t> m_placeOf; // by entry: its move's place in the plan
+    std::vector<std::uint8_t> m_clashes; // by move: its name is taken
+    bool m_foldCase = false;
+};
+
+} // namespace
+
 OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
 {
     // "~/Sorted/", "~/Sorted/." and "~/x/../Sorted" name one folder, and every
@@ -322,250 +637,15 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
     configuration.sourceURL = normalizedPath(given.sourceURL);
     configuration.destinationURL = normalizedPath(given.destinationURL);
     validate(configuration);
-    const QDateTime now = configuration.now();
-    OrganizationPlan plan;
-    plan.generatedAt = now;
-    plan.destinationRoot = configuration.destinationURL;
 
-    std::vector<DirectoryEntry> entries = m_fileManager->contentsOfDirectory(configuration.sourceURL);
-    const std::vector<std::size_t> order =
-        NameCollator().stableOrder(entries.size(), [&](std::size_t i) { return displayName(entries[i].url); });
-
-    // Who is writing what, read after the listing: a download that starts
-    // later is caught again right before its move.
-    const WriterTable writers = m_writerProbe ? m_writerProbe->openForWriting().byIdentity : WriterTable();
-
-    // First, on every core: what becomes of each entry, and for a move its
-    // category and day.
-    const Calendar calendar = m_calendarProvider();
-    std::mutex calendarLock;
-    std::vector<DayFolders> dayFolders;
-    const std::size_t parts = parallelParts(entries.size());
-    dayFolders.reserve(parts);
-    for (std::size_t part = 0; part < parts; ++part)
-        dayFolders.emplace_back(calendar, calendarLock);
-    const qint64 nowMs = now.toMSecsSinceEpoch();
-    std::vector<Sorting> sortings(entries.size());
-    std::vector<std::vector<std::uint32_t>> unfinished(parts); // by part: entries named as unfinished downloads
-    parallelFor(entries.size(), [&](std::size_t part, std::size_t from, std::size_t to) {
-        for (std::size_t i = from; i < to; ++i) {
-            const DirectoryEntry &entry = entries[i];
-            Sorting &sorting = sortings[i];
-            sorting.part = std::uint16_t(part);
-            if (entry.error) {
-                sorting.verdict = Sorting::issue;
-                continue;
-            }
-            const FileProperties &p = entry.properties;
-            if (p.isSymbolicLink) {
-                sorting.reason = SkipReason::symbolicLink;
-                continue;
-            }
-            if (!p.isRegularFile) {
-                sorting.reason = p.isDirectory ? SkipReason::folder : SkipReason::notRegularFile;
-                continue;
-            }
-            if (p.isHidden) {
-                sorting.reason = SkipReason::hidden;
-                continue;
-            }
-            const ExtensionKind kind = extensionKind(entry.url);
-            if (kind == ExtensionKind::incomplete) {
-                sorting.reason = SkipReason::unfinishedDownload;
-                unfinished[part].push_back(std::uint32_t(i));
-                continue;
-            }
-            if (!writers.empty() && writers.count(p.identity)) {
-                sorting.reason = SkipReason::beingWritten;
-                continue;
-            }
-            if (configuration.minimumFileAge > 0 && p.modificationDate) {
-                const double age = double(nowMs - p.modificationDate->toMSecsSinceEpoch()) / 1000.0;
-                if (age < configuration.minimumFileAge) {
-                    sorting.reason = SkipReason::tooRecent;
-                    continue;
-                }
-            }
-            const auto date = effectiveFileDate(p.creationDate, p.modificationDate);
-            if (!date || !p.size) {
-                sorting.verdict = Sorting::issue;
-                continue;
-            }
-            sorting.verdict = Sorting::move;
-            sorting.day = dayFolders[part].index(*date);
-            sorting.category = categoryFor(*p.size, configuration.largeFileThresholdBytes, kind);
-        }
-    });
-
-    // Unfinished downloads hold back what belongs to them: the file a control
-    // file is named for ("movie.mp4" beside "movie.mp4.part" or ".aria2"), and
-    // any empty file, since browsers make the final name empty first and write
-    // the data under another name ("paper.pdf" while "paper.Xy3.pdf.part" grows).
-    {
-        std::unordered_map<std::string_view, std::uint32_t> companions; // finished name → control file
-        for (const auto &indices : unfinished) {
-            for (const std::uint32_t i : indices)
-                companions.emplace(finishedName(filenameOf(entries[i].url)), i);
-        }
-        if (!companions.empty()) {
-            for (std::size_t i = 0; i < entries.size(); ++i) {
-                Sorting &sorting = sortings[i];
-                if (sorting.verdict != Sorting::move)
-                    continue;
-                const auto found = companions.find(filenameOf(entries[i].url));
-                if (found != companions.end()) {
-                    sorting.verdict = Sorting::skip;
-                    sorting.reason = SkipReason::downloadBeside;
-                    sorting.day = found->second; // the control file's entry
-                } else if (entries[i].properties.size == 0) {
-                    sorting.verdict = Sorting::skip;
-                    sorting.reason = SkipReason::emptyWhileDownloading;
-                }
-            }
-        }
-    }
-
-    // The target folders: four per day (three categories and the day itself).
-    std::vector<TargetFolder> folders;
-    std::vector<std::vector<std::uint32_t>> firstFolderOfDay(parts); // by part, then that part's day index
-    {
-        std::unordered_map<std::string, std::uint32_t> firstFolderByName;
-        for (std::size_t part = 0; part < parts; ++part) {
-            for (const std::string &day : dayFolders[part].names()) {
-                const auto [found, added] = firstFolderByName.emplace(day, std::uint32_t(folders.size()));
-                if (added) {
-                    const Path dateFolder = configuration.destinationURL / day;
-                    for (auto category :
-                         {FileCategory::big, FileCategory::graphic, FileCategory::docs, FileCategory::other}) {
-                        const auto folderName = directoryName(category);
-                        folders.emplace_back().path = folderName ? dateFolder / folderName->toStdString() : dateFolder;
-                    }
-                }
-                firstFolderOfDay[part].push_back(found->second);
-            }
-        }
-    }
-    const auto folderOf = [&](std::size_t index) {
-        const Sorting &sorting = sortings[index];
-        return firstFolderOfDay[sorting.part][sorting.day] + std::uint32_t(sorting.category);
-    };
-
-    // In name order: the issues, the skipped count, and each move's place.
-    std::vector<std::uint32_t> movers; // entry indices, in name order
-    std::vector<std::uint32_t> placeOf(entries.size());
-    movers.reserve(entries.size());
-    for (const std::size_t index : order) {
-        switch (sortings[index].verdict) {
-        case Sorting::skip: {
-            ++plan.skipped;
-            SkippedFile &skipped = plan.skippedFiles.emplace_back();
-            skipped.url = entries[index].url;
-            skipped.reason = sortings[index].reason;
-            if (skipped.reason == SkipReason::beingWritten)
-                skipped.writer = writers.at(entries[index].properties.identity);
-            else if (skipped.reason == SkipReason::downloadBeside)
-                skipped.companion = filenameOf(entries[sortings[index].day].url);
-            break;
-        }
-        case Sorting::issue: {
-            const FileError error = entries[index].error ? entries[index].error : FileError(FileError::unknownRead);
-            plan.issues.append(OrganizationIssue(displayName(entries[index].url), error.localizedDescription()));
-            break;
-        }
-        case Sorting::move:
-            placeOf[index] = std::uint32_t(movers.size());
-            movers.push_back(std::uint32_t(index));
-            folders[folderOf(index)].needed = true;
-            break;
-        }
-    }
-    for (TargetFolder &folder : folders) {
-        if (folder.needed) {
-            if (auto names = m_fileManager->namesInDirectory(folder.path))
-                folder.taken = std::move(*names);
-        }
-    }
-
-    // The moves, on every core, in listing order (the paths lie in memory in
-    // that order). A file keeps its name unless the folder already holds it:
-    // files of one source folder never share a name, and a counter name
-    // handed out below is never the name of a file in it.
-    plan.moves.resize(movers.size());
-    std::vector<std::uint8_t> clashes(movers.size());
-    parallelFor(entries.size(), [&](std::size_t, std::size_t from, std::size_t to) {
-        for (std::size_t index = from; index < to; ++index) {
-            if (sortings[index].verdict != Sorting::move)
-                continue;
-            DirectoryEntry &entry = entries[index];
-            const TargetFolder &folder = folders[folderOf(index)];
-            const std::string_view filename = filenameOf(entry.url);
-            const std::uint32_t place = placeOf[index];
-            clashes[place] = !folder.taken.empty() && folder.taken.count(std::string(filename));
-            PlannedMove &move = plan.moves[place];
-            move.id = newIdentifier();
-            move.destinationURL = folder.path / filename;
-            move.category = sortings[index].category;
-            move.fileDate = *effectiveFileDate(entry.properties.creationDate, entry.properties.modificationDate);
-            move.sourceIdentity = entry.properties.identity;
-            move.sourceSize = entry.properties.size.value_or(-1);
-            move.sourceModifiedNs = entry.properties.modifiedNs;
-            move.sourceURL = std::move(entry.url);
-        }
-    });
-
-    // Where the destination ignores case, "Report.PDF" and "report.pdf" are
-    // one name: against the folder's names and among the files planned into
-    // it, the later one in name order clashes.
-    const bool foldCase = !plan.moves.empty() && m_fileManager->ignoresCase(plan.destinationRoot);
-    const auto key = [foldCase](std::string_view name) {
-        return foldCase ? QString::fromUtf8(name.data(), qsizetype(name.size())).toCaseFolded().toStdString()
-                        : std::string(name);
-    };
-    if (foldCase) {
-        for (TargetFolder &folder : folders) {
-            std::unordered_set<std::string> folded;
-            for (const std::string &name : folder.taken)
-                folded.insert(key(name));
-            folder.taken = std::move(folded);
-        }
-        std::vector<std::unordered_set<std::string>> planned(folders.size());
-        for (std::size_t k = 0; k < movers.size(); ++k) {
-            const std::string folded = key(filenameOf(plan.moves[k].sourceURL));
-            const std::size_t f = folderOf(movers[k]);
-            clashes[k] = folders[f].taken.count(folded) > 0 || !planned[f].insert(folded).second;
-        }
-    }
-
-    // The clashes, in name order: each gets the first counter name that is
-    // free on disk, among the files planned into its folder and in the
-    // source folder.
-    if (std::find(clashes.begin(), clashes.end(), 1) == clashes.end())
-        return plan;
-    for (std::size_t k = 0; k < movers.size(); ++k) {
-        if (clashes[k])
-            folders[folderOf(movers[k])].hasClash = true;
-    }
-    for (std::size_t k = 0; k < movers.size(); ++k) {
-        TargetFolder &folder = folders[folderOf(movers[k])];
-        if (folder.hasClash && !clashes[k])
-            folder.ownNames.emplace(key(filenameOf(plan.moves[k].sourceURL)));
-    }
-    for (std::size_t k = 0; k < movers.size(); ++k) {
-        if (!clashes[k])
-            continue;
-        TargetFolder &folder = folders[folderOf(movers[k])];
-        PlannedMove &move = plan.moves[k];
-        move.destinationURL = uniqueDestination(
-            std::string(filenameOf(move.sourceURL)), folder.path,
-            [&](const Path &candidate) {
-                const std::string name(filenameOf(candidate));
-                return folder.taken.count(key(name)) > 0 || folder.ownNames.count(key(name)) > 0
-                    || m_fileManager->itemExists(configuration.sourceURL / name);
-            },
-            &folder.hints);
-        folder.taken.emplace(key(filenameOf(move.destinationURL)));
-    }
-    return plan;
+    Planning planning(configuration, *m_fileManager, m_writerProbe.get(), m_calendarProvider());
+    planning.list();
+    planning.classify();
+    planning.holdBackWhatDownloadsNeed();
+    planning.layOutFolders();
+    planning.collectInNameOrder();
+    planning.assignNames();
+    return planning.takePlan();
 }
 
 namespace {

@@ -198,17 +198,26 @@ public:
     Path resolvingSymlinks(const Path &path) override;
 
 protected:
+    // What one move hands down to the step that carries it out.
+    struct MoveContext
+    {
+        const Path *stagingRoot = nullptr; // the root of the move, where named partial copies go
+        WriterCheck *writers = nullptr; // who may still be writing the source
+        const PublishCheck *beforePublish = nullptr; // who hears of a copy before it is published
+    };
+
     // The pieces of a move, open to tests that need to force a path. The
     // target is `name` in the folder open as `folder`.
-    virtual FileError renameNoReplace(const Path &source, int folder, const char *name);
-    FileError linkThenUnlink(const Path &source, int folder, const char *name);
+    virtual FileError renameNoReplace(const Path &source, int folder, const char *name, const MoveContext &context);
+    FileError linkThenUnlink(const Path &source, int folder, const char *name, const MoveContext &context);
     // The last way to take a name without replacing anything: reserve it
     // with an empty file made with O_EXCL, then rename `fromName` (in
     // `fromFolder`) over that reservation while it is still ours. `file` is
     // the file that takes the name, for whoever keeps account.
     FileError renameOverReservation(int fromFolder, const char *fromName, int folder, const char *name,
-                                    const FileStamp &file);
-    virtual FileError copyAcrossDevices(const Path &source, int folder, const char *name);
+                                    const FileStamp &file, const MoveContext &context);
+    // Copies to another drive (in CrossDeviceCopy.cpp).
+    virtual FileError copyAcrossDevices(const Path &source, int folder, const char *name, const MoveContext &context);
     // Copies the bytes of one open file into another; tests make it fail.
     virtual int copyContents(int from, int to);
     // An unnamed file in the folder (O_TMPFILE), or -1 with errno set where
@@ -220,9 +229,6 @@ protected:
 
 private:
     std::unordered_map<std::string, int, StringHash, std::equal_to<>> m_folders; // folders opened below a `within` root
-    const Path *m_stagingRoot = nullptr; // during a move below a root: the root, where named partial copies go
-    WriterCheck *m_writers = nullptr; // during a move: who may still be writing the source
-    const PublishCheck *m_beforePublish = nullptr; // during a move: who hears of a copy before it is published
     std::string m_sourceFolderPath; // the folder the latest move came from, kept open
     int m_sourceFolder = -1;
 };

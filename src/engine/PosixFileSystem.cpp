@@ -4,6 +4,7 @@
 #include "Descriptor.h"
 #include "Localization.h"
 #include "Parallel.h"
+#include "PosixSupport.h"
 
 #include <QRandomGenerator>
 
@@ -30,6 +31,10 @@ QDateTime dateFrom(const struct statx_timestamp &stamp)
     return QDateTime::fromMSecsSinceEpoch(qint64(stamp.tv_sec) * 1000 + stamp.tv_nsec / 1000000, Qt::UTC);
 }
 
+} // namespace
+
+namespace posix {
+
 bool sameFile(const struct stat &a, const struct stat &b)
 {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
@@ -51,83 +56,6 @@ bool sameContentStamp(const struct stat &a, const struct stat &b)
         && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
-// Copies the bytes; the kernel's in-kernel copy where it can, plain reads and writes otherwise.
-int copyData(int from, int to)
-{
-    bool kernelCopy = true;
-    for (;;) {
-        if (kernelCopy) {
-            const ssize_t n = ::copy_file_range(from, nullptr, to, nullptr, 1 << 30, 0);
-            if (n > 0)
-                continue;
-            if (n == 0)
-                return 0;
-            if (errno == EINTR)
-                continue;
-            if (errno != EXDEV && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP && errno != EBADF)
-                return errno;
-            kernelCopy = false; // not offered between these two file systems
-        }
-        const ssize_t n = ::sendfile(to, from, nullptr, 1 << 30);
-        if (n > 0)
-            continue;
-        if (n == 0)
-            return 0;
-        if (errno == EINTR)
-            continue;
-        if (errno != EINVAL && errno != ENOSYS)
-            return errno;
-        // Last resort: a read/write loop.
-        std::unique_ptr<char[]> buffer(new char[1 << 20]);
-        for (;;) {
-            const ssize_t r = ::read(from, buffer.get(), 1 << 20);
-            if (r == 0)
-                return 0;
-            if (r < 0) {
-                if (errno == EINTR)
-                    continue;
-                return errno;
-            }
-            for (ssize_t done = 0; done < r;) {
-                const ssize_t w = ::write(to, buffer.get() + done, size_t(r - done));
-                if (w < 0) {
-                    if (errno == EINTR)
-                        continue;
-                    return errno;
-                }
-                done += w;
-            }
-        }
-    }
-}
-
-// Extended attributes travel with the file; those the target refuses
-// (security labels, a file system without them) are left behind.
-void copyExtendedAttributes(int from, int to)
-{
-    const ssize_t listSize = ::flistxattr(from, nullptr, 0);
-    if (listSize <= 0)
-        return;
-    std::string names(size_t(listSize), '\0');
-    const ssize_t got = ::flistxattr(from, names.data(), names.size());
-    if (got <= 0)
-        return;
-    names.resize(size_t(got));
-    std::string value;
-    for (size_t start = 0; start < names.size();) {
-        const char *name = names.c_str() + start;
-        start += std::strlen(name) + 1;
-        const ssize_t valueSize = ::fgetxattr(from, name, nullptr, 0);
-        if (valueSize < 0)
-            continue;
-        value.resize(size_t(valueSize));
-        const ssize_t read = ::fgetxattr(from, name, value.data(), value.size());
-        if (read < 0)
-            continue;
-        ::fsetxattr(to, name, value.data(), size_t(read), 0);
-    }
-}
-
 constexpr std::string_view partialPrefix = ".sorvanel-";
 constexpr std::string_view partialSuffix = ".partial";
 
@@ -147,7 +75,7 @@ bool isPartialName(std::string_view name)
     return std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-} // namespace
+} // namespace posix
 
 QString FileError::localizedDescription() const
 {
@@ -356,17 +284,7 @@ int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool 
 FileError PosixFileSystem::moveItem(const Path &source, const Path &target, const Path &within, WriterCheck *writers,
                                     const PublishCheck *beforePublish)
 {
-    m_writers = writers;
-    m_beforePublish = beforePublish;
-    const struct Reset
-    {
-        PosixFileSystem *fs;
-        ~Reset()
-        {
-            fs->m_writers = nullptr;
-            fs->m_beforePublish = nullptr;
-        }
-    } reset{this};
+    const MoveContext context{within.empty() ? nullptr : &within, writers, beforePublish};
     // The name is the tail of the target's path: no copy of it.
     const std::string &path = target.native();
     const auto slash = path.rfind('/');
@@ -380,20 +298,17 @@ FileError PosixFileSystem::moveItem(const Path &source, const Path &target, cons
         folder = known != m_folders.end() ? known->second : openFolder(target.parent_path(), within, false, &error);
         if (folder < 0)
             return FileError(error);
-        m_stagingRoot = &within;
-        const FileError result = renameNoReplace(source, folder, name);
-        m_stagingRoot = nullptr;
-        return result;
+        return renameNoReplace(source, folder, name, context);
     } else {
         owned = Descriptor(::open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (!owned)
             return FileError(errno);
         folder = owned.get();
     }
-    return renameNoReplace(source, folder, name);
+    return renameNoReplace(source, folder, name, context);
 }
 
-FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const char *name)
+FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const char *name, const MoveContext &context)
 {
     // The source folder stays open for the run: each move then looks up one name, not a whole path.
     const std::string &path = source.native();
@@ -423,13 +338,13 @@ FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const
         return {};
     const int error = errno;
     if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP)
-        return linkThenUnlink(source, folder, name); // the file system refuses the no-replace flag
+        return linkThenUnlink(source, folder, name, context); // the file system refuses the no-replace flag
     if (error == EXDEV)
-        return copyAcrossDevices(source, folder, name);
+        return copyAcrossDevices(source, folder, name, context);
     return FileError(error);
 }
 
-FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const char *name)
+FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const char *name, const MoveContext &context)
 {
     if (::linkat(AT_FDCWD, source.c_str(), folder, name, 0) == 0) {
         if (::unlink(source.c_str()) == 0)
@@ -440,22 +355,22 @@ FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const 
     }
     const int error = errno;
     if (error == EXDEV)
-        return copyAcrossDevices(source, folder, name);
+        return copyAcrossDevices(source, folder, name, context);
     if (error != EPERM && error != EOPNOTSUPP && error != EMLINK && error != ENOSYS)
         return FileError(error);
     // No hard links here either (some FUSE file systems): rename over a reservation.
     struct stat info;
     if (::lstat(source.c_str(), &info) != 0)
         return FileError(errno);
-    return renameOverReservation(AT_FDCWD, source.c_str(), folder, name, stampFrom(info));
+    return renameOverReservation(AT_FDCWD, source.c_str(), folder, name, posix::stampFrom(info), context);
 }
 
 FileError PosixFileSystem::renameOverReservation(int fromFolder, const char *fromName, int folder, const char *name,
-                                                 const FileStamp &file)
+                                                 const FileStamp &file, const MoveContext &context)
 {
     // O_EXCL fails on any item of that name, a link included, and where the
     // file system ignores case, on a name that differs only in case.
-    if (m_beforePublish && !(*m_beforePublish)(file, {}))
+    if (context.beforePublish && !(*context.beforePublish)(file, {}))
         return FileError(EIO);
     const Descriptor reservation(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!reservation) {
@@ -471,17 +386,18 @@ FileError PosixFileSystem::renameOverReservation(int fromFolder, const char *fro
     // The empty reservation is ours to remove again, but only while the name holds it.
     const auto release = [&] {
         struct stat now;
-        if (::fstatat(folder, name, &now, AT_SYMLINK_NOFOLLOW) == 0 && sameFile(now, reserved) && now.st_size == 0)
+        if (::fstatat(folder, name, &now, AT_SYMLINK_NOFOLLOW) == 0 && posix::sameFile(now, reserved)
+            && now.st_size == 0)
             ::unlinkat(folder, name, 0);
     };
-    if (m_beforePublish && !(*m_beforePublish)(file, reservedIdentity)) {
+    if (context.beforePublish && !(*context.beforePublish)(file, reservedIdentity)) {
         release();
         return FileError(EIO);
     }
     // Another program could only slip in by replacing our reservation in the
     // microseconds between this test and the rename; our own runs hold the lock.
     struct stat now;
-    if (::fstatat(folder, name, &now, AT_SYMLINK_NOFOLLOW) != 0 || !sameFile(now, reserved) || now.st_size != 0)
+    if (::fstatat(folder, name, &now, AT_SYMLINK_NOFOLLOW) != 0 || !posix::sameFile(now, reserved) || now.st_size != 0)
         return FileError(EEXIST);
     if (::renameat(fromFolder, fromName, folder, name) != 0) {
         const int error = errno;
@@ -489,11 +405,6 @@ FileError PosixFileSystem::renameOverReservation(int fromFolder, const char *fro
         return FileError(error);
     }
     return {};
-}
-
-int PosixFileSystem::copyContents(int from, int to)
-{
-    return copyData(from, to);
 }
 
 int PosixFileSystem::openAnonymousFile(int folder)
@@ -514,7 +425,7 @@ void PosixFileSystem::removeLeftoverCopies(const Path &root)
     std::unique_ptr<DIR, int (*)(DIR *)> closer(dir, ::closedir);
     std::vector<std::string> leftovers;
     while (const dirent *item = ::readdir(dir)) {
-        if (isPartialName(item->d_name))
+        if (posix::isPartialName(item->d_name))
             leftovers.emplace_back(item->d_name);
     }
     for (const std::string &name : leftovers) {
@@ -539,7 +450,7 @@ std::optional<FileStamp> PosixFileSystem::stampOf(const Path &path, const Path &
                                   : ::lstat(path.c_str(), &info);
     if (found != 0)
         return std::nullopt;
-    return stampFrom(info);
+    return posix::stampFrom(info);
 }
 
 FileError PosixFileSystem::removeFile(const Path &path, const FileIdentity &expected)
@@ -582,162 +493,6 @@ std::optional<Path> PosixFileSystem::findFile(const Path &folder, const FileIden
             return folder / item->d_name;
     }
     return std::nullopt;
-}
-
-FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const char *name)
-{
-    const Descriptor from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY));
-    if (!from)
-        return FileError(errno);
-    struct stat before;
-    if (::fstat(from.get(), &before) != 0)
-        return FileError(errno);
-    if (!S_ISREG(before.st_mode))
-        return FileError(EINVAL);
-
-    // Our own descriptor of the folder, so that it can be flushed.
-    const Descriptor dir(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!dir)
-        return FileError(errno);
-    struct stat existing;
-    if (::fstatat(dir.get(), name, &existing, AT_SYMLINK_NOFOLLOW) == 0)
-        return FileError(EEXIST);
-
-    // Write the copy where no one sees it: an anonymous file, or else a
-    // hidden ".partial" name that planning never picks up, in the root of the
-    // move (where the next run looks for leftovers) or in the target folder.
-    std::string partial;
-    int partialFolder = dir.get();
-    int tmpfd = openAnonymousFile(dir.get());
-    if (tmpfd < 0) {
-        int error = 0;
-        const int root = m_stagingRoot ? openFolder(*m_stagingRoot, *m_stagingRoot, false, &error) : -1;
-        struct stat target;
-        struct stat staging;
-        // Only a root on the target's own file system can hand the copy over by renaming.
-        if (root >= 0 && ::fstat(dir.get(), &target) == 0 && ::fstat(root, &staging) == 0
-            && target.st_dev == staging.st_dev)
-            partialFolder = root;
-        for (int attempt = 0; attempt < 100 && tmpfd < 0; ++attempt) {
-            partial = partialName();
-            tmpfd =
-                ::openat(partialFolder, partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
-            if (tmpfd < 0 && errno != EEXIST)
-                return FileError(errno);
-        }
-        if (tmpfd < 0)
-            return FileError(EEXIST);
-    }
-    const Descriptor copy(tmpfd);
-    const auto discard = [&] {
-        if (!partial.empty())
-            ::unlinkat(partialFolder, partial.c_str(), 0);
-    };
-
-    if (const int error = copyContents(from.get(), copy.get())) {
-        discard();
-        return FileError(error == EFBIG ? int(FileError::tooLargeForDrive) : error);
-    }
-    ::fchmod(copy.get(), before.st_mode & 07777);
-    copyExtendedAttributes(from.get(), copy.get());
-    const struct timespec times[2] = {before.st_atim, before.st_mtim};
-    ::futimens(copy.get(), times);
-    if (::fsync(copy.get()) != 0) {
-        const int error = errno;
-        discard();
-        return FileError(error);
-    }
-    struct stat afterCopy;
-    if (::fstat(from.get(), &afterCopy) != 0 || !sameContentStamp(before, afterCopy)) {
-        discard();
-        return FileError(FileError::changedDuringCopy);
-    }
-    // A download paused mid-way looks finished to every test of time and
-    // size: ask whether anyone still holds the file open for writing.
-    if (m_writers) {
-        if (auto writer = m_writers->writerOf(source, from.get())) {
-            discard();
-            return FileError::writtenBy(std::move(*writer));
-        }
-    }
-    struct stat copied;
-    if (::fstat(copy.get(), &copied) != 0) {
-        const int error = errno;
-        discard();
-        return FileError(error);
-    }
-    // As the destination keeps it: some file systems keep times more coarsely.
-    const FileStamp copyIdentity = stampFrom(copied);
-    // Whoever keeps account of the move hears of the copy before it has a name.
-    if (m_beforePublish && !(*m_beforePublish)(copyIdentity, {})) {
-        discard();
-        return FileError(EIO);
-    }
-
-    // Publish under the final name, never over an existing item.
-    int published = -1;
-    int publishError = 0;
-    if (partial.empty()) {
-        const std::string self = "/proc/self/fd/" + std::to_string(copy.get());
-        published = ::linkat(AT_FDCWD, self.c_str(), dir.get(), name, AT_SYMLINK_FOLLOW);
-        publishError = errno;
-        if (published != 0 && publishError == ENOENT) { // no /proc: needs CAP_DAC_READ_SEARCH
-            published = ::linkat(copy.get(), "", dir.get(), name, AT_EMPTY_PATH);
-            publishError = errno;
-        }
-    } else {
-        published = ::renameat2(partialFolder, partial.c_str(), dir.get(), name, RENAME_NOREPLACE);
-        publishError = errno;
-        bool renamed = published == 0;
-        if (published != 0 && (publishError == EINVAL || publishError == ENOSYS || publishError == EOPNOTSUPP)) {
-            published = ::linkat(partialFolder, partial.c_str(), dir.get(), name, 0);
-            publishError = errno;
-            if (published != 0 && (publishError == EPERM || publishError == EOPNOTSUPP || publishError == ENOSYS)) {
-                // Neither (older FUSE file systems): over a reservation.
-                const FileError error =
-                    renameOverReservation(partialFolder, partial.c_str(), dir.get(), name, copyIdentity);
-                published = error ? -1 : 0;
-                publishError = error.code();
-                renamed = !error;
-            }
-        }
-        if (published == 0 && !renamed)
-            ::unlinkat(partialFolder, partial.c_str(), 0);
-    }
-    if (published != 0) {
-        discard();
-        // Names are UTF-16 on NTFS and exFAT: bytes that are not UTF-8 can't be one.
-        return FileError(publishError == EILSEQ ? int(FileError::nameRefused) : publishError);
-    }
-    ::fsync(dir.get());
-    if (partialFolder != dir.get())
-        ::fsync(partialFolder); // the partial name is gone for good before the source goes
-
-    // Take back our published copy, but only if the name still holds it.
-    const auto unpublish = [&] {
-        struct stat current;
-        if (::fstatat(dir.get(), name, &current, AT_SYMLINK_NOFOLLOW) == 0 && sameFile(current, copied))
-            ::unlinkat(dir.get(), name, 0);
-    };
-    // Remove the source only if it is still the file we copied and nobody
-    // opened it for writing while the copy was published.
-    struct stat now;
-    if (::lstat(source.c_str(), &now) != 0 || !sameContentStamp(before, now)) {
-        unpublish();
-        return FileError(FileError::changedDuringCopy);
-    }
-    if (m_writers) {
-        if (auto writer = m_writers->writerOf(source, from.get())) {
-            unpublish();
-            return FileError::writtenBy(std::move(*writer));
-        }
-    }
-    if (::unlink(source.c_str()) != 0) {
-        const int error = errno;
-        unpublish();
-        return FileError(error);
-    }
-    return {};
 }
 
 bool PosixFileSystem::ignoresCase(const Path &folder)
@@ -783,7 +538,7 @@ bool PosixFileSystem::ignoresCase(const Path &folder)
             continue; // nothing to try here: ask the folder above
         struct stat there;
         const Path other = path.parent_path() / flipped;
-        return ::stat(other.c_str(), &there) == 0 && sameFile(here, there);
+        return ::stat(other.c_str(), &there) == 0 && posix::sameFile(here, there);
     }
     return false;
 }

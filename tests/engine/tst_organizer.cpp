@@ -33,11 +33,11 @@ public:
     }
 
 protected:
-    FileError renameNoReplace(const Path &source, int folder, const char *name) override
+    FileError renameNoReplace(const Path &source, int folder, const char *name, const MoveContext &context) override
     {
         if (moveFault && (faultyName.empty() || source.filename().native() == faultyName))
             return FileError(moveFault);
-        return PosixFileSystem::renameNoReplace(source, folder, name);
+        return PosixFileSystem::renameNoReplace(source, folder, name, context);
     }
 };
 const QDateTime fixedNow(QDate(2024, 5, 10), QTime(12, 0), Qt::UTC);

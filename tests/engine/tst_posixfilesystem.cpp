@@ -21,7 +21,7 @@ public:
     FileError linkThenUnlinkInto(const Path &source, const Path &target)
     {
         const int folder = ::open(target.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        const FileError error = linkThenUnlink(source, folder, target.filename().c_str());
+        const FileError error = linkThenUnlink(source, folder, target.filename().c_str(), {});
         ::close(folder);
         return error;
     }
@@ -30,9 +30,9 @@ public:
     std::function<void()> duringCopy;
 
 protected:
-    FileError renameNoReplace(const Path &source, int folder, const char *name) override
+    FileError renameNoReplace(const Path &source, int folder, const char *name, const MoveContext &context) override
     {
-        return copyAcrossDevices(source, folder, name);
+        return copyAcrossDevices(source, folder, name, context);
     }
     int openAnonymousFile(int folder) override
     {

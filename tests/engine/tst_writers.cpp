@@ -30,10 +30,10 @@ protected:
             started = writer->start(u"append"_qs, m_sourceDuringCopy);
         return error;
     }
-    FileError copyAcrossDevices(const Path &source, int folder, const char *name) override
+    FileError copyAcrossDevices(const Path &source, int folder, const char *name, const MoveContext &context) override
     {
         m_sourceDuringCopy = source;
-        return PosixFileSystem::copyAcrossDevices(source, folder, name);
+        return PosixFileSystem::copyAcrossDevices(source, folder, name, context);
     }
 
 public:

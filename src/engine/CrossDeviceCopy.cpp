@@ -1,0 +1,264 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A move to another drive: the bytes are copied where nobody sees them,
+// flushed, checked, published under the final name without replacing
+// anything, and only then is the source removed.
+#include "FileSystem.h"
+
+#include "Descriptor.h"
+#include "PosixSupport.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace sorvanel {
+
+namespace {
+
+// Copies the bytes; the kernel's in-kernel copy where it can, plain reads and writes otherwise.
+int copyData(int from, int to)
+{
+    bool kernelCopy = true;
+    for (;;) {
+        if (kernelCopy) {
+            const ssize_t n = ::copy_file_range(from, nullptr, to, nullptr, 1 << 30, 0);
+            if (n > 0)
+                continue;
+            if (n == 0)
+                return 0;
+            if (errno == EINTR)
+                continue;
+            if (errno != EXDEV && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP && errno != EBADF)
+                return errno;
+            kernelCopy = false; // not offered between these two file systems
+        }
+        const ssize_t n = ::sendfile(to, from, nullptr, 1 << 30);
+        if (n > 0)
+            continue;
+        if (n == 0)
+            return 0;
+        if (errno == EINTR)
+            continue;
+        if (errno != EINVAL && errno != ENOSYS)
+            return errno;
+        // Last resort: a read/write loop.
+        std::unique_ptr<char[]> buffer(new char[1 << 20]);
+        for (;;) {
+            const ssize_t r = ::read(from, buffer.get(), 1 << 20);
+            if (r == 0)
+                return 0;
+            if (r < 0) {
+                if (errno == EINTR)
+                    continue;
+                return errno;
+            }
+            for (ssize_t done = 0; done < r;) {
+                const ssize_t w = ::write(to, buffer.get() + done, size_t(r - done));
+                if (w < 0) {
+                    if (errno == EINTR)
+                        continue;
+                    return errno;
+                }
+                done += w;
+            }
+        }
+    }
+}
+
+// Extended attributes travel with the file; those the target refuses
+// (security labels, a file system without them) are left behind.
+void copyExtendedAttributes(int from, int to)
+{
+    const ssize_t listSize = ::flistxattr(from, nullptr, 0);
+    if (listSize <= 0)
+        return;
+    std::string names(size_t(listSize), '\0');
+    const ssize_t got = ::flistxattr(from, names.data(), names.size());
+    if (got <= 0)
+        return;
+    names.resize(size_t(got));
+    std::string value;
+    for (size_t start = 0; start < names.size();) {
+        const char *name = names.c_str() + start;
+        start += std::strlen(name) + 1;
+        const ssize_t valueSize = ::fgetxattr(from, name, nullptr, 0);
+        if (valueSize < 0)
+            continue;
+        value.resize(size_t(valueSize));
+        const ssize_t read = ::fgetxattr(from, name, value.data(), value.size());
+        if (read < 0)
+            continue;
+        ::fsetxattr(to, name, value.data(), size_t(read), 0);
+    }
+}
+
+} // namespace
+
+int PosixFileSystem::copyContents(int from, int to)
+{
+    return copyData(from, to);
+}
+
+FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const char *name,
+                                             const MoveContext &context)
+{
+    const Descriptor from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY));
+    if (!from)
+        return FileError(errno);
+    struct stat before;
+    if (::fstat(from.get(), &before) != 0)
+        return FileError(errno);
+    if (!S_ISREG(before.st_mode))
+        return FileError(EINVAL);
+
+    // Our own descriptor of the folder, so that it can be flushed.
+    const Descriptor dir(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!dir)
+        return FileError(errno);
+    struct stat existing;
+    if (::fstatat(dir.get(), name, &existing, AT_SYMLINK_NOFOLLOW) == 0)
+        return FileError(EEXIST);
+
+    // Write the copy where no one sees it: an anonymous file, or else a
+    // hidden ".partial" name that planning never picks up, in the root of the
+    // move (where the next run looks for leftovers) or in the target folder.
+    std::string partial;
+    int partialFolder = dir.get();
+    int tmpfd = openAnonymousFile(dir.get());
+    if (tmpfd < 0) {
+        int error = 0;
+        const int root = context.stagingRoot ? openFolder(*context.stagingRoot, *context.stagingRoot, false, &error) : -1;
+        struct stat target;
+        struct stat staging;
+        // Only a root on the target's own file system can hand the copy over by renaming.
+        if (root >= 0 && ::fstat(dir.get(), &target) == 0 && ::fstat(root, &staging) == 0
+            && target.st_dev == staging.st_dev)
+            partialFolder = root;
+        for (int attempt = 0; attempt < 100 && tmpfd < 0; ++attempt) {
+            partial = posix::partialName();
+            tmpfd =
+                ::openat(partialFolder, partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+            if (tmpfd < 0 && errno != EEXIST)
+                return FileError(errno);
+        }
+        if (tmpfd < 0)
+            return FileError(EEXIST);
+    }
+    const Descriptor copy(tmpfd);
+    const auto discard = [&] {
+        if (!partial.empty())
+            ::unlinkat(partialFolder, partial.c_str(), 0);
+    };
+
+    if (const int error = copyContents(from.get(), copy.get())) {
+        discard();
+        return FileError(error == EFBIG ? int(FileError::tooLargeForDrive) : error);
+    }
+    ::fchmod(copy.get(), before.st_mode & 07777);
+    copyExtendedAttributes(from.get(), copy.get());
+    const struct timespec times[2] = {before.st_atim, before.st_mtim};
+    ::futimens(copy.get(), times);
+    if (::fsync(copy.get()) != 0) {
+        const int error = errno;
+        discard();
+        return FileError(error);
+    }
+    struct stat afterCopy;
+    if (::fstat(from.get(), &afterCopy) != 0 || !posix::sameContentStamp(before, afterCopy)) {
+        discard();
+        return FileError(FileError::changedDuringCopy);
+    }
+    // A download paused mid-way looks finished to every test of time and
+    // size: ask whether anyone still holds the file open for writing.
+    if (context.writers) {
+        if (auto writer = context.writers->writerOf(source, from.get())) {
+            discard();
+            return FileError::writtenBy(std::move(*writer));
+        }
+    }
+    struct stat copied;
+    if (::fstat(copy.get(), &copied) != 0) {
+        const int error = errno;
+        discard();
+        return FileError(error);
+    }
+    // As the destination keeps it: some file systems keep times more coarsely.
+    const FileStamp copyIdentity = posix::stampFrom(copied);
+    // Whoever keeps account of the move hears of the copy before it has a name.
+    if (context.beforePublish && !(*context.beforePublish)(copyIdentity, {})) {
+        discard();
+        return FileError(EIO);
+    }
+
+    // Publish under the final name, never over an existing item.
+    int published = -1;
+    int publishError = 0;
+    if (partial.empty()) {
+        const std::string self = "/proc/self/fd/" + std::to_string(copy.get());
+        published = ::linkat(AT_FDCWD, self.c_str(), dir.get(), name, AT_SYMLINK_FOLLOW);
+        publishError = errno;
+        if (published != 0 && publishError == ENOENT) { // no /proc: needs CAP_DAC_READ_SEARCH
+            published = ::linkat(copy.get(), "", dir.get(), name, AT_EMPTY_PATH);
+            publishError = errno;
+        }
+    } else {
+        published = ::renameat2(partialFolder, partial.c_str(), dir.get(), name, RENAME_NOREPLACE);
+        publishError = errno;
+        bool renamed = published == 0;
+        if (published != 0 && (publishError == EINVAL || publishError == ENOSYS || publishError == EOPNOTSUPP)) {
+            published = ::linkat(partialFolder, partial.c_str(), dir.get(), name, 0);
+            publishError = errno;
+            if (published != 0 && (publishError == EPERM || publishError == EOPNOTSUPP || publishError == ENOSYS)) {
+                // Neither (older FUSE file systems): over a reservation.
+                const FileError error =
+                    renameOverReservation(partialFolder, partial.c_str(), dir.get(), name, copyIdentity, context);
+                published = error ? -1 : 0;
+                publishError = error.code();
+                renamed = !error;
+            }
+        }
+        if (published == 0 && !renamed)
+            ::unlinkat(partialFolder, partial.c_str(), 0);
+    }
+    if (published != 0) {
+        discard();
+        // Names are UTF-16 on NTFS and exFAT: bytes that are not UTF-8 can't be one.
+        return FileError(publishError == EILSEQ ? int(FileError::nameRefused) : publishError);
+    }
+    ::fsync(dir.get());
+    if (partialFolder != dir.get())
+        ::fsync(partialFolder); // the partial name is gone for good before the source goes
+
+    // Take back our published copy, but only if the name still holds it.
+    const auto unpublish = [&] {
+        struct stat current;
+        if (::fstatat(dir.get(), name, &current, AT_SYMLINK_NOFOLLOW) == 0 && posix::sameFile(current, copied))
+            ::unlinkat(dir.get(), name, 0);
+    };
+    // Remove the source only if it is still the file we copied and nobody
+    // opened it for writing while the copy was published.
+    struct stat now;
+    if (::lstat(source.c_str(), &now) != 0 || !posix::sameContentStamp(before, now)) {
+        unpublish();
+        return FileError(FileError::changedDuringCopy);
+    }
+    if (context.writers) {
+        if (auto writer = context.writers->writerOf(source, from.get())) {
+            unpublish();
+            return FileError::writtenBy(std::move(*writer));
+        }
+    }
+    if (::unlink(source.c_str()) != 0) {
+        const int error = errno;
+        unpublish();
+        return FileError(error);
+    }
+    return {};
+}
+
+} // namespace sorvanel

@@ -132,7 +132,8 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     int tmpfd = openAnonymousFile(dir.get());
     if (tmpfd < 0) {
         int error = 0;
-        const int root = context.stagingRoot ? openFolder(*context.stagingRoot, *context.stagingRoot, false, &error) : -1;
+        const int root =
+            context.stagingRoot ? openFolder(*context.stagingRoot, *context.stagingRoot, false, &error) : -1;
         struct stat target;
         struct stat staging;
         // Only a root on the target's own file system can hand the copy over by renaming.

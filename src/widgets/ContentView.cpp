@@ -72,8 +72,41 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     auto *stack = new QVBoxLayout(this);
     stack->setContentsMargins(28, 28, 28, 28);
     stack->setSpacing(22);
+    stack->addLayout(makeHeader());
+    stack->addLayout(makeSettingsGrid());
+    stack->addLayout(makeActions());
+    stack->addWidget(makeProgressRow());
+    auto *divider = new QFrame(this);
+    divider->setFrameShape(QFrame::HLine);
+    divider->setFrameShadow(QFrame::Sunken);
+    stack->addWidget(divider);
 
-    // Header.
+    m_summary = new QWidget(this);
+    m_summary->setObjectName(u"summary"_qs);
+    m_summaryLayout = new QVBoxLayout(m_summary);
+    m_summaryLayout->setContentsMargins(0, 0, 0, 0);
+    stack->addWidget(m_summary);
+    stack->addStretch();
+
+    m_preview = new PreviewView(model, this);
+    m_issues = new IssuesView(model, this);
+    m_history = new HistoryView(model, this);
+
+    connectControls();
+    followModel();
+
+    updateFolders();
+    updateThreshold();
+    updateAutomatic();
+    updateRunning();
+    updateSummary();
+    // A message the model made while starting (a saved folder that is gone)
+    // came before this view listened: show it once the window is up.
+    QTimer::singleShot(0, this, &ContentView::updateAlert);
+}
+
+QLayout *ContentView::makeHeader()
+{
     auto *header = new QHBoxLayout;
     auto *titles = new QVBoxLayout;
     titles->setSpacing(4);
@@ -94,9 +127,11 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     about->setAccessibleName(L10n::text("About Sorvanel"));
     connect(about, &QToolButton::clicked, this, [] { AboutWindowController::shared().show(); });
     header->addWidget(about, 0, Qt::AlignTop);
-    stack->addLayout(header);
+    return header;
+}
 
-    // Settings grid.
+QLayout *ContentView::makeSettingsGrid()
+{
     auto *grid = new QGridLayout;
     grid->setHorizontalSpacing(16);
     grid->setVerticalSpacing(14);
@@ -145,9 +180,11 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     m_notify = new QCheckBox(L10n::text("Notify after automatic cleanup"), this);
     m_notify->setObjectName(u"notifyAfterAutomatic"_qs);
     grid->addWidget(m_notify, 4, 1);
-    stack->addLayout(grid);
+    return grid;
+}
 
-    // Actions.
+QLayout *ContentView::makeActions()
+{
     auto *actions = new QHBoxLayout;
     m_previewButton = new QPushButton(this);
     m_previewButton->setObjectName(u"previewButton"_qs);
@@ -165,8 +202,12 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     m_busy = new BusyIndicator(this);
     actions->addWidget(m_busy);
     actions->addStretch();
-    stack->addLayout(actions);
+    return actions;
+}
 
+// Shown once a run has taken a second: how far it is, and Stop.
+QWidget *ContentView::makeProgressRow()
+{
     m_progressRow = new QWidget(this);
     m_progressRow->setObjectName(u"progressRow"_qs);
     auto *progressLayout = new QHBoxLayout(m_progressRow);
@@ -184,29 +225,16 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     m_stop->setObjectName(u"stopButton"_qs);
     progressLayout->addWidget(m_stop);
     m_progressRow->hide();
-    stack->addWidget(m_progressRow);
     // A short run shows only the spinner; one that takes longer shows how far it is.
     m_progressDelay = new QTimer(this);
     m_progressDelay->setSingleShot(true);
     m_progressDelay->setInterval(1000);
+    return m_progressRow;
+}
 
-    auto *divider = new QFrame(this);
-    divider->setFrameShape(QFrame::HLine);
-    divider->setFrameShadow(QFrame::Sunken);
-    stack->addWidget(divider);
-
-    m_summary = new QWidget(this);
-    m_summary->setObjectName(u"summary"_qs);
-    m_summaryLayout = new QVBoxLayout(m_summary);
-    m_summaryLayout->setContentsMargins(0, 0, 0, 0);
-    stack->addWidget(m_summary);
-    stack->addStretch();
-
-    m_preview = new PreviewView(model, this);
-    m_issues = new IssuesView(model, this);
-    m_history = new HistoryView(model, this);
-
-    // Controls write to the model and call its change handlers.
+// Controls write to the model and call its change handlers.
+void ContentView::connectControls()
+{
     connect(m_threshold, &QLineEdit::editingFinished, this, &ContentView::commitThreshold);
     connect(m_automaticSwitch, &QCheckBox::toggled, this, [this](bool on) {
         if (on == m_model.automaticEnabled())
@@ -225,38 +253,32 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
         m_model.setAutomaticTime(QDateTime(QDate::currentDate(), QTime(time.hour(), time.minute())).toUTC());
         m_model.automaticTimeChanged();
     });
-    connect(m_previewButton, &QPushButton::clicked, &model, &AppModel::previewChanges);
-    connect(m_organizeButton, &QPushButton::clicked, &model, &AppModel::organizeNow);
-    connect(m_stop, &QPushButton::clicked, &model, &AppModel::stopRun);
+    connect(m_previewButton, &QPushButton::clicked, &m_model, &AppModel::previewChanges);
+    connect(m_organizeButton, &QPushButton::clicked, &m_model, &AppModel::organizeNow);
+    connect(m_stop, &QPushButton::clicked, &m_model, &AppModel::stopRun);
     connect(m_progressDelay, &QTimer::timeout, this, &ContentView::updateProgress);
     // A sheet closed by its own button (or Escape) clears its flag.
     connect(m_preview, &QDialog::finished, this, [this] { m_model.setShowsPreview(false); });
     connect(m_issues, &QDialog::finished, this, [this] { m_model.setShowsIssues(false); });
     connect(m_history, &QDialog::finished, this, [this] { m_model.setShowsHistory(false); });
+}
 
-    // The model drives what is shown.
-    connect(&model, &AppModel::sourceURLChanged, this, &ContentView::updateFolders);
-    connect(&model, &AppModel::destinationURLChanged, this, &ContentView::updateFolders);
-    connect(&model, &AppModel::thresholdMBChanged, this, &ContentView::updateThreshold);
-    connect(&model, &AppModel::automaticEnabledValueChanged, this, &ContentView::updateAutomatic);
-    connect(&model, &AppModel::automaticTimeValueChanged, this, &ContentView::updateAutomatic);
-    connect(&model, &AppModel::isRunningChanged, this, &ContentView::updateRunning);
-    connect(&model, &AppModel::progressChanged, this, &ContentView::updateProgress);
-    connect(&model, &AppModel::isStoppingChanged, this, &ContentView::updateProgress);
-    connect(&model, &AppModel::lastResultChanged, this, &ContentView::updateSummary);
-    connect(&model, &AppModel::alertMessageChanged, this, &ContentView::updateAlert);
-    connect(&model, &AppModel::showsPreviewChanged, this, [this] { present(m_preview, m_model.showsPreview()); });
-    connect(&model, &AppModel::showsIssuesChanged, this, [this] { present(m_issues, m_model.showsIssues()); });
-    connect(&model, &AppModel::showsHistoryChanged, this, [this] { present(m_history, m_model.showsHistory()); });
-
-    updateFolders();
-    updateThreshold();
-    updateAutomatic();
-    updateRunning();
-    updateSummary();
-    // A message the model made while starting (a saved folder that is gone)
-    // came before this view listened: show it once the window is up.
-    QTimer::singleShot(0, this, &ContentView::updateAlert);
+// The model drives what is shown.
+void ContentView::followModel()
+{
+    connect(&m_model, &AppModel::sourceURLChanged, this, &ContentView::updateFolders);
+    connect(&m_model, &AppModel::destinationURLChanged, this, &ContentView::updateFolders);
+    connect(&m_model, &AppModel::thresholdMBChanged, this, &ContentView::updateThreshold);
+    connect(&m_model, &AppModel::automaticEnabledValueChanged, this, &ContentView::updateAutomatic);
+    connect(&m_model, &AppModel::automaticTimeValueChanged, this, &ContentView::updateAutomatic);
+    connect(&m_model, &AppModel::isRunningChanged, this, &ContentView::updateRunning);
+    connect(&m_model, &AppModel::progressChanged, this, &ContentView::updateProgress);
+    connect(&m_model, &AppModel::isStoppingChanged, this, &ContentView::updateProgress);
+    connect(&m_model, &AppModel::lastResultChanged, this, &ContentView::updateSummary);
+    connect(&m_model, &AppModel::alertMessageChanged, this, &ContentView::updateAlert);
+    connect(&m_model, &AppModel::showsPreviewChanged, this, [this] { present(m_preview, m_model.showsPreview()); });
+    connect(&m_model, &AppModel::showsIssuesChanged, this, [this] { present(m_issues, m_model.showsIssues()); });
+    connect(&m_model, &AppModel::showsHistoryChanged, this, [this] { present(m_history, m_model.showsHistory()); });
 }
 
 QWidget *ContentView::folderRow(PathLabel *&label, void (AppModel::*choose)())

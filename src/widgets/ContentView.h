@@ -7,6 +7,7 @@
 
 class QCheckBox;
 class QHBoxLayout;
+class QLayout;
 class QVBoxLayout;
 class QLabel;
 class QLineEdit;
@@ -58,6 +59,13 @@ signals:
     void presentationRequested();
 
 private:
+    // The sections of the view, top to bottom, and its wiring.
+    QLayout *makeHeader();
+    QLayout *makeSettingsGrid();
+    QLayout *makeActions();
+    QWidget *makeProgressRow();
+    void connectControls();
+    void followModel();
     QWidget *folderRow(PathLabel *&label, void (AppModel::*choose)());
     void updateFolders();
     void updateThreshold();

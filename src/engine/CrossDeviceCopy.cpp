@@ -20,15 +20,26 @@ namespace sorvanel {
 
 namespace {
 
-// Copies the bytes; the kernel's in-kernel copy where it can, plain reads and writes otherwise.
-int copyData(int from, int to)
+// Copies the bytes; the kernel's in-kernel copy where it can, plain reads
+// and writes otherwise. With `copied`, in chunks small enough that a big
+// file's progress shows.
+int copyData(int from, int to, const CopyProgress *copied)
 {
+    const std::size_t chunk = copied ? std::size_t(1) << 24 : std::size_t(1) << 30;
+    std::int64_t done = 0;
+    const auto advance = [&](ssize_t n) {
+        done += n;
+        if (copied)
+            (*copied)(done);
+    };
     bool kernelCopy = true;
     for (;;) {
         if (kernelCopy) {
-            const ssize_t n = ::copy_file_range(from, nullptr, to, nullptr, 1 << 30, 0);
-            if (n > 0)
+            const ssize_t n = ::copy_file_range(from, nullptr, to, nullptr, chunk, 0);
+            if (n > 0) {
+                advance(n);
                 continue;
+            }
             if (n == 0)
                 return 0;
             if (errno == EINTR)
@@ -37,9 +48,11 @@ int copyData(int from, int to)
                 return errno;
             kernelCopy = false; // not offered between these two file systems
         }
-        const ssize_t n = ::sendfile(to, from, nullptr, 1 << 30);
-        if (n > 0)
+        const ssize_t n = ::sendfile(to, from, nullptr, chunk);
+        if (n > 0) {
+            advance(n);
             continue;
+        }
         if (n == 0)
             return 0;
         if (errno == EINTR)
@@ -57,15 +70,16 @@ int copyData(int from, int to)
                     continue;
                 return errno;
             }
-            for (ssize_t done = 0; done < r;) {
-                const ssize_t w = ::write(to, buffer.get() + done, size_t(r - done));
+            for (ssize_t written = 0; written < r;) {
+                const ssize_t w = ::write(to, buffer.get() + written, size_t(r - written));
                 if (w < 0) {
                     if (errno == EINTR)
                         continue;
                     return errno;
                 }
-                done += w;
+                written += w;
             }
+            advance(r);
         }
     }
 }
@@ -99,9 +113,9 @@ void copyExtendedAttributes(int from, int to)
 
 } // namespace
 
-int PosixFileSystem::copyContents(int from, int to)
+int PosixFileSystem::copyContents(int from, int to, const CopyProgress *copied)
 {
-    return copyData(from, to);
+    return copyData(from, to, copied);
 }
 
 FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const char *name,
@@ -156,7 +170,7 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
             ::unlinkat(partialFolder, partial.c_str(), 0);
     };
 
-    if (const int error = copyContents(from.get(), copy.get())) {
+    if (const int error = copyContents(from.get(), copy.get(), context.copied)) {
         discard();
         return FileError(error == EFBIG ? int(FileError::tooLargeForDrive) : error);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 
@@ -29,6 +30,17 @@ public:
     virtual void progressed(const ExecutionProgress &progress) = 0;
     virtual bool stopRequested() = 0;
 };
+
+// Tells `observer` how far the copy of one file is: `counted` already counts
+// that file as done, with all its `size` bytes, so what is not copied yet is
+// taken off again.
+inline void reportWithinFile(ExecutionObserver &observer, ExecutionProgress counted, std::int64_t size,
+                             std::int64_t copied)
+{
+    counted.filesDone -= 1;
+    counted.bytesDone -= size - std::clamp<std::int64_t>(copied, 0, size);
+    observer.progressed(counted);
+}
 
 // An observer that other threads (or a signal handler) can talk to: the
 // latest progress can be read at any time, and `requestStop` may be called

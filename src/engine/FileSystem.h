@@ -89,6 +89,9 @@ struct FileStamp
 // reservation's identity, before the copy is renamed over it.
 using PublishCheck = std::function<bool(const FileStamp &copy, const FileIdentity &reservation)>;
 
+// Hears, during a copy to another drive, how many bytes of the file are copied.
+using CopyProgress = std::function<void(std::int64_t copiedBytes)>;
+
 struct DirectoryEntry
 {
     Path url;
@@ -133,9 +136,11 @@ public:
     // program holds the source open for writing; if so the copy goes, the
     // source stays (FileError::beingWritten). The check right before a move
     // is the caller's, who knows the file that was planned. `beforePublish`
-    // hears of a copy across file systems before it takes its name.
+    // hears of a copy across file systems before it takes its name, and
+    // `copied` of its bytes as they are copied.
     virtual FileError moveItem(const Path &source, const Path &target, const Path &within = {},
-                               WriterCheck *writers = nullptr, const PublishCheck *beforePublish = nullptr) = 0;
+                               WriterCheck *writers = nullptr, const PublishCheck *beforePublish = nullptr,
+                               const CopyProgress *copied = nullptr) = 0;
 
     // The item under the name itself (links not followed); nothing when there
     // is none. With a `within` folder, the folders below it are reached
@@ -187,7 +192,7 @@ public:
     FileError createDirectory(const Path &directory, const Path &within = {},
                               std::vector<Path> *created = nullptr) override;
     FileError moveItem(const Path &source, const Path &target, const Path &within = {}, WriterCheck *writers = nullptr,
-                       const PublishCheck *beforePublish = nullptr) override;
+                       const PublishCheck *beforePublish = nullptr, const CopyProgress *copied = nullptr) override;
     std::optional<FileStamp> stampOf(const Path &path, const Path &within = {}) override;
     FileError removeFile(const Path &path, const FileIdentity &expected) override;
     bool removeEmptyFolder(const Path &path) override;
@@ -204,6 +209,7 @@ protected:
         const Path *stagingRoot = nullptr; // the root of the move, where named partial copies go
         WriterCheck *writers = nullptr; // who may still be writing the source
         const PublishCheck *beforePublish = nullptr; // who hears of a copy before it is published
+        const CopyProgress *copied = nullptr; // who hears how far a copy is
     };
 
     // The pieces of a move, open to tests that need to force a path. The
@@ -219,7 +225,7 @@ protected:
     // Copies to another drive (in CrossDeviceCopy.cpp).
     virtual FileError copyAcrossDevices(const Path &source, int folder, const char *name, const MoveContext &context);
     // Copies the bytes of one open file into another; tests make it fail.
-    virtual int copyContents(int from, int to);
+    virtual int copyContents(int from, int to, const CopyProgress *copied);
     // An unnamed file in the folder (O_TMPFILE), or -1 with errno set where
     // the file system has none; tests take it away.
     virtual int openAnonymousFile(int folder);

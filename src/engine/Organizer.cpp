@@ -769,6 +769,8 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     };
 
     ExecutionProgress progress;
+    std::int64_t fileSize = 0; // of the file in hand
+    const CopyProgress copied = [&](std::int64_t bytes) { reportWithinFile(*observer, progress, fileSize, bytes); };
     if (observer) {
         progress.filesTotal = std::int64_t(plan.moves.size());
         for (const PlannedMove &move : plan.moves)
@@ -787,8 +789,9 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
             break;
         }
         if (observer) {
+            fileSize = std::max<std::int64_t>(move.sourceSize, 0);
             ++progress.filesDone;
-            progress.bytesDone += std::max<std::int64_t>(move.sourceSize, 0);
+            progress.bytesDone += fileSize;
         }
         // Progress is told once the file is done, however it ends.
         struct Report
@@ -870,7 +873,7 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
         bool folderRechecked = false;
         for (int attempt = 0; attempt < maximumNameAttempts; ++attempt) {
             error = m_fileManager->moveItem(move.sourceURL, *target, plan.destinationRoot, writerCheck,
-                                            journal ? &beforePublish : nullptr);
+                                            journal ? &beforePublish : nullptr, observer ? &copied : nullptr);
             if (error.code() == EEXIST) {
                 renamed = uniqueDestination(std::string(sourceName), Path(directoryView), taken,
                                             &hints[std::string(directoryView)]);

@@ -282,9 +282,9 @@ int PosixFileSystem::openFolder(const Path &directory, const Path &within, bool 
 }
 
 FileError PosixFileSystem::moveItem(const Path &source, const Path &target, const Path &within, WriterCheck *writers,
-                                    const PublishCheck *beforePublish)
+                                    const PublishCheck *beforePublish, const CopyProgress *copied)
 {
-    const MoveContext context{within.empty() ? nullptr : &within, writers, beforePublish};
+    const MoveContext context{within.empty() ? nullptr : &within, writers, beforePublish, copied};
     // The name is the tail of the target's path: no copy of it.
     const std::string &path = target.native();
     const auto slash = path.rfind('/');

@@ -171,6 +171,8 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     // Only a dry run meets moves left "intended": it settles nothing, so
     // it takes them as moved and looks at what lies on disk.
     ExecutionProgress progress;
+    std::int64_t fileSize = 0; // of the file in hand
+    const CopyProgress copied = [&](std::int64_t bytes) { reportWithinFile(*observer, progress, fileSize, bytes); };
     for (JournalMove &move : moves) {
         if (move.state == JournalMove::State::intended && dryRun)
             move.state = JournalMove::State::moved;
@@ -193,8 +195,9 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
                 result.remaining = progress.filesTotal - progress.filesDone;
                 break;
             }
+            fileSize = std::max<std::int64_t>(move.size, 0);
             ++progress.filesDone;
-            progress.bytesDone += std::max<std::int64_t>(move.size, 0);
+            progress.bytesDone += fileSize;
         }
         const FileIdentity placed = move.placed.inode ? move.placed : move.original;
         // A copy keeps its time as its drive can: FAT and exFAT round it.
@@ -250,7 +253,8 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
             continue;
         }
         returning = &move;
-        const FileError error = fs.moveItem(move.destination, move.source, run->source, nullptr, &beforePublish);
+        const FileError error = fs.moveItem(move.destination, move.source, run->source, nullptr, &beforePublish,
+                                            observer ? &copied : nullptr);
         if (error.code() == EEXIST) {
             fail(move, L10n::text("Its original name is taken in the source folder, so it stays where it is."));
         } else if (error) {

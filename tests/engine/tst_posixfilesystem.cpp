@@ -41,11 +41,11 @@ protected:
         errno = EOPNOTSUPP;
         return -1;
     }
-    int copyContents(int from, int to) override
+    int copyContents(int from, int to, const CopyProgress *copied) override
     {
         if (duringCopy)
             duringCopy();
-        return PosixFileSystem::copyContents(from, to);
+        return PosixFileSystem::copyContents(from, to, copied);
     }
 };
 
@@ -62,7 +62,7 @@ std::vector<std::string> namesIn(const Path &folder)
 class FullDiskFileSystem : public CrossDeviceFileSystem
 {
 protected:
-    int copyContents(int from, int to) override
+    int copyContents(int from, int to, const CopyProgress *) override
     {
         char buffer[100];
         const ssize_t n = ::read(from, buffer, sizeof buffer);

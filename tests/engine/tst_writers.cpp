@@ -23,9 +23,9 @@ public:
     TestWriter *writer = nullptr;
 
 protected:
-    int copyContents(int from, int to) override
+    int copyContents(int from, int to, const CopyProgress *copied) override
     {
-        const int error = PosixFileSystem::copyContents(from, to);
+        const int error = PosixFileSystem::copyContents(from, to, copied);
         if (writer && !m_sourceDuringCopy.empty())
             started = writer->start(u"append"_qs, m_sourceDuringCopy);
         return error;

@@ -358,6 +358,39 @@ private slots:
         QCOMPARE(sourceFiles(), before);
     }
 
+    // Across drives a big file's progress shows while it is copied, on the
+    // way there and on the way back, and only ever grows.
+    void progressShowsWithinABigCopy()
+    {
+        m_far = folderOnOtherFileSystem(m_home->path());
+        if (!m_far)
+            QSKIP("no second writable file system on this machine");
+        useDestination(toPath(m_far->path()) / "sorted");
+        constexpr qint64 size = 40 << 20;
+        writeFile(downloads() / "big.iso", QByteArray(size, 'b'), longAgo());
+        struct Heard : ExecutionObserver
+        {
+            std::vector<ExecutionProgress> all;
+            void progressed(const ExecutionProgress &progress) override { all.push_back(progress); }
+            bool stopRequested() override { return false; }
+        };
+        const auto showsWithinTheFile = [](const std::vector<ExecutionProgress> &heard) {
+            const bool within = std::any_of(heard.begin(), heard.end(), [](const ExecutionProgress &p) {
+                return p.filesDone == 0 && p.bytesDone > 0 && p.bytesDone < size;
+            });
+            const bool grows = std::is_sorted(heard.begin(), heard.end(),
+                                              [](const auto &a, const auto &b) { return a.bytesDone < b.bytesDone; });
+            return within && grows && heard.back() == ExecutionProgress{1, 1, size, size};
+        };
+        Heard there;
+        QCOMPARE(m_run->organize(OrganizationRunMode::manual, {}, &there).result.moved, 1);
+        QVERIFY(showsWithinTheFile(there.all));
+        Heard back;
+        QCOMPARE(m_run->undo(std::nullopt, false, &back).restored, 1);
+        QVERIFY(showsWithinTheFile(back.all));
+        QCOMPARE(QFileInfo(m_home->downloads() + u"/big.iso"_qs).size(), size);
+    }
+
     // A run that moved nothing has nothing to take back.
     void runsWithoutMovesLeaveNoJournal()
     {

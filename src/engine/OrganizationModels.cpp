@@ -355,4 +355,22 @@ Path normalizedPath(const Path &path)
     return Path(std::move(normal));
 }
 
+void OrganizationPlan::release()
+{
+    const std::size_t count = moves.size();
+    if (executionOrder.size() == count) {
+        constexpr std::size_t ahead = 8; // moves asked for ahead of their turn, to hide their latency
+        for (std::size_t step = 0; step < count; ++step) {
+            if (step + ahead < count && executionOrder[step + ahead] < count)
+                __builtin_prefetch(&moves[executionOrder[step + ahead]]);
+            if (const std::uint32_t place = executionOrder[step]; place < count) {
+                PlannedMove &move = moves[place];
+                [[maybe_unused]] const Path source = std::move(move.sourceURL); // freed here
+                [[maybe_unused]] const Path destination = std::move(move.destinationURL);
+            }
+        }
+    }
+    *this = {};
+}
+
 } // namespace sorvanel

@@ -148,11 +148,21 @@ struct OrganizationPlan
     QDateTime generatedAt;
     Path destinationRoot;
     std::vector<PlannedMove> moves;
+    // The order in which the moves are carried out: indices into `moves`, in
+    // the order the source folder listed its files. On ext4 that is the order
+    // of the folder's hash tree, and renaming in it touches each block of the
+    // source and target folders once instead of at random. Empty means plan
+    // order. Problems are reported in plan order either way.
+    std::vector<std::uint32_t> executionOrder;
     std::int64_t skipped = 0;
     std::vector<SkippedFile> skippedFiles; // each skipped entry with its reason, in name order
     QList<OrganizationIssue> issues;
 
     bool operator==(const OrganizationPlan &) const = default;
+
+    // Frees the moves in execution order, the order their paths were made
+    // in: for a big plan several times quicker than in plan order.
+    void release();
 };
 
 struct OrganizationResult

@@ -10,8 +10,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <deque>
 #include <limits>
 #include <mutex>
+#include <numeric>
 #include <unordered_set>
 
 namespace sorvanel {
@@ -99,7 +101,10 @@ struct TargetFolder
     std::unordered_set<std::string> taken;
     Organizer::CounterHints hints;
     bool hasClash = false;
-    std::unordered_set<std::string> ownNames; // of the files planned into it, once a name clashes
+    // The names of the files planned into it, once a name clashes: views of
+    // the moves' paths, or of `foldedNames` where the destination ignores case.
+    std::unordered_set<std::string_view> ownNames;
+    std::deque<std::string> foldedNames;
 };
 
 std::string_view filenameOf(const Path &path)
@@ -472,6 +477,11 @@ public:
             findClashesIgnoringCase();
         if (std::find(m_clashes.begin(), m_clashes.end(), 1) != m_clashes.end())
             renameClashes();
+        m_plan.executionOrder.reserve(m_movers.size());
+        for (std::size_t index = 0; index < m_entries.size(); ++index) {
+            if (m_sortings[index].verdict == Sorting::move)
+                m_plan.executionOrder.push_back(m_placeOf[index]);
+        }
     }
 
     OrganizationPlan takePlan() { return std::move(m_plan); }
@@ -586,8 +596,10 @@ private:
         }
         for (std::size_t k = 0; k < m_movers.size(); ++k) {
             TargetFolder &folder = m_folders[folderOf(m_movers[k])];
-            if (folder.hasClash && !m_clashes[k])
-                folder.ownNames.emplace(key(filenameOf(m_plan.moves[k].sourceURL)));
+            if (!folder.hasClash || m_clashes[k])
+                continue;
+            const std::string_view name = filenameOf(m_plan.moves[k].sourceURL);
+            folder.ownNames.emplace(m_foldCase ? std::string_view(folder.foldedNames.emplace_back(key(name))) : name);
         }
         for (std::size_t k = 0; k < m_movers.size(); ++k) {
             if (!m_clashes[k])
@@ -637,6 +649,14 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
     configuration.sourceURL = normalizedPath(given.sourceURL);
     configuration.destinationURL = normalizedPath(given.destinationURL);
     validate(configuration);
+    if (m_writerProbe) {
+        m_watchAhead.reset();
+        m_watchAhead =
+            WatchAhead{configuration.sourceURL,
+                       std::async(std::launch::async, [probe = m_writerProbe, folder = configuration.sourceURL] {
+                           return probe->watch(folder);
+                       })};
+    }
 
     Planning planning(configuration, *m_fileManager, m_writerProbe.get(), m_calendarProvider());
     planning.list();
@@ -655,6 +675,9 @@ namespace {
 // which the next run settles from what lies on disk.
 constexpr std::size_t journalBatch = 2048;
 
+// How far ahead execution asks for the next moves' memory.
+constexpr std::size_t prefetchDistance = 4;
+
 JournalMove journalMove(const PlannedMove &move, std::int64_t sequence)
 {
     JournalMove entry;
@@ -665,6 +688,32 @@ JournalMove journalMove(const PlannedMove &move, std::int64_t sequence)
     entry.size = move.sourceSize;
     entry.modifiedNs = move.sourceModifiedNs;
     return entry;
+}
+
+// The plan's execution order when it is a whole permutation of its moves,
+// otherwise plan order (a plan made by hand, or one that lost its order).
+std::vector<std::uint32_t> executionOrder(const OrganizationPlan &plan)
+{
+    const std::size_t count = plan.moves.size();
+    std::vector<std::uint32_t> order;
+    if (plan.executionOrder.size() == count) {
+        std::vector<bool> seen(count);
+        bool whole = true;
+        for (const std::uint32_t place : plan.executionOrder) {
+            if (place >= count || seen[place]) {
+                whole = false;
+                break;
+            }
+            seen[place] = true;
+        }
+        if (whole)
+            order = plan.executionOrder;
+    }
+    if (order.size() != count) {
+        order.resize(count);
+        std::iota(order.begin(), order.end(), 0);
+    }
+    return order;
 }
 
 const Path &normalizedPlan(const OrganizationPlan &given, OrganizationPlan &copy, const OrganizationPlan *&planned)
@@ -732,8 +781,16 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     // A download can start while a preview is open: each source is checked
     // again right before its move.
     std::optional<WriterCheck> writers;
-    if (m_writerProbe && !plan.moves.empty())
-        writers.emplace(*m_writerProbe, plan.moves.front().sourceURL.parent_path());
+    if (m_writerProbe && !plan.moves.empty()) {
+        const Path folder = plan.moves.front().sourceURL.parent_path();
+        std::unique_ptr<FolderWatch> watch;
+        if (m_watchAhead && m_watchAhead->folder == folder)
+            watch = m_watchAhead->watch.get();
+        m_watchAhead.reset();
+        if (watch && watch->lostCount())
+            watch.reset(); // events were dropped while the plan waited: start afresh
+        writers.emplace(*m_writerProbe, folder, std::move(watch));
+    }
     WriterCheck *writerCheck = writers ? &*writers : nullptr;
 
     // Folders made or found in this run; re-checked when a move reports them gone.
@@ -771,18 +828,33 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     ExecutionProgress progress;
     std::int64_t fileSize = 0; // of the file in hand
     const CopyProgress copied = [&](std::int64_t bytes) { reportWithinFile(*observer, progress, fileSize, bytes); };
+    // The journal numbers the moves in the order they are tried.
+    const std::vector<std::uint32_t> order = executionOrder(plan);
+    const auto planned = [&](std::int64_t step) -> const PlannedMove & { return plan.moves[order[std::size_t(step)]]; };
+    // Problems of moves, kept with each move's place in the plan, are reported in plan order.
+    std::vector<std::pair<std::uint32_t, OrganizationIssue>> moveIssues;
+    std::optional<OrganizationIssue> unrecorded;
+    std::vector<JournalIntent> intended;
     if (observer) {
         progress.filesTotal = std::int64_t(plan.moves.size());
         for (const PlannedMove &move : plan.moves)
             progress.bytesTotal += std::max<std::int64_t>(move.sourceSize, 0);
         observer->progressed(progress);
     }
-    for (const PlannedMove &move : plan.moves) {
+    for (std::size_t step = 0; step < order.size(); ++step) {
+        const PlannedMove &move = plan.moves[order[step]];
+        // The moves lie in plan order and are visited in listing order: ask
+        // for the ones a few steps ahead while this one is being moved.
+        if (step + prefetchDistance < order.size()) {
+            const PlannedMove &ahead = plan.moves[order[step + prefetchDistance]];
+            __builtin_prefetch(&ahead);
+            __builtin_prefetch(reinterpret_cast<const char *>(&ahead) + 64);
+        }
         if (observer && observer->stopRequested()) {
             // The moves of this batch that are not tried stay where they are.
             result.remaining = std::int64_t(plan.moves.size()) - sequence;
             for (std::int64_t k = sequence; k < batchEnd; ++k) {
-                JournalMove entry = journalMove(plan.moves[std::size_t(k)], k);
+                JournalMove entry = journalMove(planned(k), k);
                 entry.state = JournalMove::State::notMoved;
                 settled.push_back(std::move(entry));
             }
@@ -808,16 +880,18 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
             settleBatch();
             batchStart = sequence;
             batchEnd = std::min<std::int64_t>(sequence + std::int64_t(journalBatch), std::int64_t(plan.moves.size()));
-            std::vector<JournalMove> intended;
-            intended.reserve(std::size_t(batchEnd - batchStart));
-            for (std::int64_t k = batchStart; k < batchEnd; ++k)
-                intended.push_back(journalMove(plan.moves[std::size_t(k)], k));
+            intended.clear();
+            for (std::int64_t k = batchStart; k < batchEnd; ++k) {
+                const PlannedMove &next = planned(k);
+                intended.push_back({k, next.sourceURL.native(), next.destinationURL.native(), next.sourceIdentity,
+                                    next.sourceSize, next.sourceModifiedNs});
+            }
             if (!journal->intend(runId, intended)) {
                 // Without its record a move could not be undone: stop here.
-                result.issues.append(OrganizationIssue(
+                unrecorded = OrganizationIssue(
                     L10n::text("Cleanup"),
                     L10n::text(
-                        "The record of this cleanup could not be written, so it stopped before moving more files.")));
+                        "The record of this cleanup could not be written, so it stopped before moving more files."));
                 batchEnd = batchStart;
                 break;
             }
@@ -840,7 +914,8 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
         const std::string_view directoryView =
             std::string_view(move.destinationURL.native()).substr(0, move.destinationURL.native().rfind('/'));
         const auto fail = [&](const FileError &error) {
-            result.issues.append(OrganizationIssue(displayName(move.sourceURL), error.localizedDescription()));
+            moveIssues.emplace_back(order[step],
+                                    OrganizationIssue(displayName(move.sourceURL), error.localizedDescription()));
             recordOutcome(JournalMove::State::notMoved, nullptr);
         };
         const auto ensureFolder = [&]() -> FileError {
@@ -906,6 +981,12 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     if (journal)
         settleBatch();
     m_fileManager->closeFolders();
+    std::stable_sort(moveIssues.begin(), moveIssues.end(),
+                     [](const auto &a, const auto &b) { return a.first < b.first; });
+    for (auto &[place, issue] : moveIssues)
+        result.issues.append(std::move(issue));
+    if (unrecorded)
+        result.issues.append(std::move(*unrecorded));
     return result;
 }
 

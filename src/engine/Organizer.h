@@ -11,7 +11,9 @@
 #include <QSet>
 
 #include <functional>
+#include <future>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -116,6 +118,17 @@ private:
     std::shared_ptr<FileSystem> m_fileManager;
     std::shared_ptr<WriterProbe> m_writerProbe;
     std::function<Calendar()> m_calendarProvider;
+    // The watch of the source folder that the writer check of the next
+    // execution needs, started on another thread while planning reads the
+    // folder: on a big folder the kernel takes as long to set it up as a
+    // tenth of the listing. Events since planning only make the check ask
+    // more files afresh.
+    struct WatchAhead
+    {
+        Path folder;
+        std::future<std::unique_ptr<FolderWatch>> watch;
+    };
+    std::optional<WatchAhead> m_watchAhead;
 };
 
 } // namespace sorvanel

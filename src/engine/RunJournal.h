@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 namespace sorvanel {
@@ -39,6 +40,18 @@ struct JournalMove
     State state = State::intended;
 };
 
+// A move about to be tried, as `intend` writes it down: its paths are views
+// of the plan's, which outlive the call.
+struct JournalIntent
+{
+    std::int64_t sequence = 0;
+    std::string_view source;
+    std::string_view destination;
+    FileIdentity original;
+    std::int64_t size = -1;
+    std::int64_t modifiedNs = 0;
+};
+
 struct JournalRun
 {
     QUuid id;
@@ -65,7 +78,7 @@ public:
 
     virtual bool begin(const JournalRun &run) = 0;
     // Records the moves about to be tried, in state `intended`.
-    virtual bool intend(const QUuid &run, const std::vector<JournalMove> &moves) = 0;
+    virtual bool intend(const QUuid &run, const std::vector<JournalIntent> &moves) = 0;
     // A copy on another drive is about to be published: under `destination`
     // (which becomes the move's), or, `returning`, back under its source.
     // Where the name is first reserved with an empty file, this is said

@@ -75,6 +75,11 @@ public:
 
     bool touched(std::string_view name) override
     {
+        return lostCount() || (!m_touched.empty() && m_touched.count(std::string(name)) > 0);
+    }
+
+    bool lostCount() override
+    {
         alignas(struct inotify_event) char buffer[16384];
         for (;;) {
             const ssize_t n = ::read(m_fd, buffer, sizeof buffer);
@@ -91,7 +96,7 @@ public:
                 at += ssize_t(sizeof(struct inotify_event) + event->len);
             }
         }
-        return m_lostCount || (!m_touched.empty() && m_touched.count(std::string(name)) > 0);
+        return m_lostCount;
     }
 
 private:
@@ -220,10 +225,10 @@ std::unique_ptr<FolderWatch> SystemWriterProbe::watch(const Path &folder)
     return InotifyWatch::start(folder);
 }
 
-WriterCheck::WriterCheck(WriterProbe &probe, const Path &sourceFolder)
+WriterCheck::WriterCheck(WriterProbe &probe, const Path &sourceFolder, std::unique_ptr<FolderWatch> watch)
     : m_probe(probe)
     , m_folder(sourceFolder)
-    , m_watch(probe.watch(sourceFolder))
+    , m_watch(watch ? std::move(watch) : probe.watch(sourceFolder))
 {
     // The watch first: a writer that opens a file after the snapshot below is
     // then an event, one that opened it before is in the snapshot.

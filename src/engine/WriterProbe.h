@@ -62,6 +62,10 @@ public:
     // Reads what happened since the last call; true when `name` was opened,
     // written or replaced meanwhile, or the watch lost count of events.
     virtual bool touched(std::string_view name) = 0;
+
+    // Reads what happened since the last call; true when events were dropped
+    // (too many for the kernel's queue) or the folder went away.
+    virtual bool lostCount() = 0;
 };
 
 // Who holds files open for writing: the process table of the system. The
@@ -111,7 +115,8 @@ private:
 class WriterCheck
 {
 public:
-    WriterCheck(WriterProbe &probe, const Path &sourceFolder);
+    // `watch`, when given, is one the caller started on `sourceFolder` already.
+    WriterCheck(WriterProbe &probe, const Path &sourceFolder, std::unique_ptr<FolderWatch> watch = nullptr);
 
     // Right before a move: `planned` is the identity the file had when it was
     // planned (a file put in its place since is found by its path).

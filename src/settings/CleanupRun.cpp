@@ -51,8 +51,10 @@ CleanupRun::Outcome CleanupRun::organize(OrganizationRunMode mode, const Clock &
 {
     QElapsedTimer started;
     started.start();
-    const OrganizationPlan planned = plan(now);
-    return execute(planned, mode, started, observer);
+    OrganizationPlan planned = plan(now);
+    Outcome outcome = execute(planned, mode, started, observer);
+    planned.release();
+    return outcome;
 }
 
 UndoResult CleanupRun::undo(const std::optional<QUuid> &run, bool dryRun, ExecutionObserver *observer)

@@ -48,8 +48,10 @@ qint64 stored(std::uint64_t value)
 // moves in a few milliseconds.
 void appendNumber(std::string &out, std::uint64_t value)
 {
+    char bytes[8];
     for (int i = 0; i < 8; ++i)
-        out.push_back(char((value >> (8 * i)) & 0xff));
+        bytes[i] = char((value >> (8 * i)) & 0xff);
+    out.append(bytes, sizeof bytes);
 }
 
 std::uint64_t readNumber(const char *&in)
@@ -61,9 +63,8 @@ std::uint64_t readNumber(const char *&in)
     return value;
 }
 
-void appendPath(std::string &out, const Path &path, const std::string &root)
+void appendPath(std::string &out, std::string_view text, const std::string &root)
 {
-    std::string_view text = path.native();
     if (text.size() > root.size() + 1 && text.compare(0, root.size(), root) == 0 && text[root.size()] == '/')
         text.remove_prefix(root.size() + 1);
     appendNumber(out, text.size());
@@ -206,7 +207,7 @@ bool SqliteRunJournal::begin(const JournalRun &run)
     });
 }
 
-bool SqliteRunJournal::intend(const QUuid &run, const std::vector<JournalMove> &moves)
+bool SqliteRunJournal::intend(const QUuid &run, const std::vector<JournalIntent> &moves)
 {
     if (moves.empty())
         return true;
@@ -215,7 +216,11 @@ bool SqliteRunJournal::intend(const QUuid &run, const std::vector<JournalMove> &
         if (!row)
             throw WriteFailed();
         std::string blob;
-        for (const JournalMove &move : moves) {
+        std::size_t length = 0;
+        for (const JournalIntent &move : moves)
+            length += move.source.size() + move.destination.size() + 6 * 8;
+        blob.reserve(length);
+        for (const JournalIntent &move : moves) {
             appendPath(blob, move.source, row->source);
             appendPath(blob, move.destination, row->destinationRoot);
             appendNumber(blob, move.original.device);
@@ -260,7 +265,7 @@ void SqliteRunJournal::writeOutcome(qint64 runKey, const JournalMove &move, cons
     else
         statement.bindNull(3);
     std::string destination;
-    appendPath(destination, move.destination, row.destinationRoot);
+    appendPath(destination, move.destination.native(), row.destinationRoot);
     statement.bindBytes(4, destination);
     const auto bindIdentity = [&](int column, const FileIdentity &identity) {
         if (identity.inode) {

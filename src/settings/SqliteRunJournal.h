@@ -21,7 +21,7 @@ public:
     explicit SqliteRunJournal(std::shared_ptr<DefaultsSuite> suite);
 
     bool begin(const JournalRun &run) override;
-    bool intend(const QUuid &run, const std::vector<JournalMove> &moves) override;
+    bool intend(const QUuid &run, const std::vector<JournalIntent> &moves) override;
     bool publishing(const QUuid &run, std::int64_t sequence, const FileStamp &copy, const Path &destination,
                     bool returning, const FileIdentity &reservation = {}) override;
     bool settle(const QUuid &run, const std::vector<JournalMove> &moves) override;

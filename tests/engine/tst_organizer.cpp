@@ -478,30 +478,44 @@ private slots:
         QCOMPARE(readFile(plan.moves[0].destinationURL.parent_path() / "notes-2"), QByteArray("mine too"));
     }
 
-    void vanishedSourceIsAnIssueAndTheRunGoesOn()
+    // Moves are tried in the plan's execution order (the planner's is the
+    // listing's); an order that is not a whole permutation falls back to plan
+    // order. Either way each file is tried once, a vanished source is an issue
+    // and the run goes on, and the problems follow the planning issues in plan order.
+    void problemsComeInPlanOrderWhateverTheExecutionOrder_data()
     {
-        file("a.txt");
-        file("b.txt");
-        const auto plan = organizer().makePlan(configuration());
-        std::filesystem::remove(m_source / "a.txt");
-        const auto result = organizer().execute(plan);
-        QCOMPARE(result.moved, 1);
-        QCOMPARE(result.issues.size(), 1);
-        QCOMPARE(result.issues[0].filename, u"a.txt"_qs);
-        QVERIFY(!result.issues[0].message.isEmpty());
+        QTest::addColumn<QList<int>>("order"); // empty: the planner's own
+        QTest::newRow("planner's") << QList<int>{};
+        QTest::newRow("reversed") << QList<int>{3, 2, 1, 0};
+        QTest::newRow("out of range") << QList<int>{0, 1, 2, 7};
+        QTest::newRow("repeated") << QList<int>{0, 0, 1, 2};
+        QTest::newRow("too short") << QList<int>{1};
     }
 
-    void planningIssuesComeFirst()
+    void problemsComeInPlanOrderWhateverTheExecutionOrder()
     {
-        file("a.txt");
-        file("b.txt");
+        QFETCH(QList<int>, order);
+        for (const char *name : {"a.txt", "b.txt", "c.txt", "d.txt"})
+            file(name);
         auto plan = organizer().makePlan(configuration());
+        QCOMPARE(plan.executionOrder.size(), std::size_t(4));
+        if (!order.isEmpty())
+            plan.executionOrder.assign(order.begin(), order.end());
         plan.issues.append(OrganizationIssue(u"planned"_qs, u"problem"_qs));
-        std::filesystem::remove(m_source / "b.txt");
+        std::filesystem::remove(m_source / "a.txt");
+        std::filesystem::remove(m_source / "c.txt");
         const auto result = organizer().execute(plan);
-        QCOMPARE(result.issues.size(), 2);
-        QCOMPARE(result.issues[0].filename, u"planned"_qs);
-        QCOMPARE(result.issues[1].filename, u"b.txt"_qs);
+        QCOMPARE(result.moved, 2);
+        QStringList names;
+        for (const OrganizationIssue &issue : result.issues)
+            names << issue.filename;
+        QCOMPARE(names, (QStringList{u"planned"_qs, u"a.txt"_qs, u"c.txt"_qs}));
+        QVERIFY(!result.issues[1].message.isEmpty());
+        for (const PlannedMove &move : plan.moves) {
+            const bool gone = move.sourceURL.filename() == "a.txt" || move.sourceURL.filename() == "c.txt";
+            QCOMPARE(std::filesystem::exists(move.destinationURL), !gone);
+            QVERIFY(!std::filesystem::exists(move.sourceURL));
+        }
     }
 
     void heldLockMovesNothing()

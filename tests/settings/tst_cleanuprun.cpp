@@ -6,6 +6,7 @@
 #include "TestSupport.h"
 
 #include <QtTest>
+#include <deque>
 
 #include <unistd.h>
 
@@ -53,18 +54,11 @@ class TestCleanupRun : public QObject
         return {};
     }
 
-    // A move as execution writes it down before trying it.
-    static JournalMove intended(qint64 sequence, const Path &source, const Path &destination)
+    // A move as execution writes it down before trying it; its paths are views of `source` and `destination`.
+    static JournalIntent intended(qint64 sequence, const Path &source, const Path &destination)
     {
-        JournalMove move;
-        move.sequence = sequence;
-        move.source = source;
-        move.destination = destination;
         const FileStamp stamp = *PosixFileSystem().stampOf(source);
-        move.original = stamp.identity;
-        move.size = stamp.size;
-        move.modifiedNs = stamp.modifiedNs;
-        return move;
+        return {sequence, source.native(), destination.native(), stamp.identity, stamp.size, stamp.modifiedNs};
     }
 
 private slots:
@@ -214,10 +208,12 @@ private slots:
         std::filesystem::create_directories(std::filesystem::path(day));
         const QUuid id = QUuid::createUuid();
         QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
-        std::vector<JournalMove> moves;
+        std::vector<JournalIntent> moves;
+        std::deque<Path> paths; // what the moves view
         for (const char *name : {"renamed.txt", "untouched.txt", "counted.txt", "linked.txt", "gone.txt"}) {
             writeFile(downloads() / name, name, longAgo());
-            moves.push_back(intended(qint64(moves.size()), downloads() / name, day / name));
+            const Path &from = paths.emplace_back(downloads() / name);
+            moves.push_back(intended(qint64(moves.size()), from, paths.emplace_back(day / name)));
         }
         QVERIFY(journal.intend(id, moves));
         // What the killed process got done: one rename, one rename to a
@@ -257,11 +253,13 @@ private slots:
         const QUuid id = QUuid::createUuid();
         QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
         const QDateTime stamp(QDate(2024, 1, 1), QTime(1, 2, 3, 456), Qt::UTC);
-        std::vector<JournalMove> moves;
+        std::vector<JournalIntent> moves;
+        std::deque<Path> paths; // what the moves view
         for (const char *name : {"ours.bin", "equal.bin"}) {
             writeFile(downloads() / name, "payload", stamp);
             writeFile(root / name, "payload", stamp); // a byte-equal file with the same time
-            moves.push_back(intended(qint64(moves.size()), downloads() / name, root / name));
+            const Path &from = paths.emplace_back(downloads() / name);
+            moves.push_back(intended(qint64(moves.size()), from, paths.emplace_back(root / name)));
         }
         QVERIFY(journal.intend(id, moves));
         // Only the first copy was announced as ours before it took its name.

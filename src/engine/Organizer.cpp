@@ -641,7 +641,7 @@ private:
 
 } // namespace
 
-OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
+OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUse use)
 {
     // "~/Sorted/", "~/Sorted/." and "~/x/../Sorted" name one folder, and every
     // path built below must start exactly like the root it lies in.
@@ -649,8 +649,8 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given)
     configuration.sourceURL = normalizedPath(given.sourceURL);
     configuration.destinationURL = normalizedPath(given.destinationURL);
     validate(configuration);
-    if (m_writerProbe) {
-        m_watchAhead.reset();
+    m_watchAhead.reset();
+    if (m_writerProbe && use == PlanUse::execution) {
         m_watchAhead =
             WatchAhead{configuration.sourceURL,
                        std::async(std::launch::async, [probe = m_writerProbe, folder = configuration.sourceURL] {
@@ -992,7 +992,7 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
 
 OrganizationResult Organizer::organize(const OrganizerConfiguration &configuration)
 {
-    return execute(makePlan(configuration));
+    return execute(makePlan(configuration, PlanUse::execution));
 }
 
 } // namespace sorvanel

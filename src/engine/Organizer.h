@@ -47,8 +47,11 @@ public:
     // Planning asks for the calendar once per plan; tests pin one.
     void setCalendarProvider(std::function<Calendar()> provider);
 
+    // What a plan is for. One made to be executed at once starts the writer
+    // check's watch of the source folder while it lists the folder.
+    enum class PlanUse { preview, execution };
     // Throws OrganizerFailure for an invalid configuration or an unreadable source.
-    OrganizationPlan makePlan(const OrganizerConfiguration &configuration);
+    OrganizationPlan makePlan(const OrganizerConfiguration &configuration, PlanUse use = PlanUse::preview);
     // Never throws: every failure becomes an issue of the result.
     // `observer` hears the progress and may stop the run between files.
     OrganizationResult execute(const OrganizationPlan &plan, ExecutionObserver *observer = nullptr);

@@ -21,11 +21,11 @@ OrganizerConfiguration CleanupRun::configuration(const StoredSettings &settings,
     return *configuration;
 }
 
-OrganizationPlan CleanupRun::plan(const Clock &now)
+OrganizationPlan CleanupRun::plan(const Clock &now, Organizer::PlanUse use)
 {
     const OrganizerConfiguration settings = configuration(m_store.load(), now);
     try {
-        return m_organizer->makePlan(settings);
+        return m_organizer->makePlan(settings, use);
     } catch (const OrganizerFailure &failure) {
         throw Failure{failure.errorDescription()};
     }
@@ -51,7 +51,7 @@ CleanupRun::Outcome CleanupRun::organize(OrganizationRunMode mode, const Clock &
 {
     QElapsedTimer started;
     started.start();
-    OrganizationPlan planned = plan(now);
+    OrganizationPlan planned = plan(now, Organizer::PlanUse::execution);
     Outcome outcome = execute(planned, mode, started, observer);
     planned.release();
     return outcome;

@@ -42,7 +42,7 @@ public:
     static OrganizerConfiguration configuration(const StoredSettings &settings, const Clock &now = {});
 
     // Plans with the stored settings. Throws Failure.
-    OrganizationPlan plan(const Clock &now = {});
+    OrganizationPlan plan(const Clock &now = {}, Organizer::PlanUse use = Organizer::PlanUse::preview);
     // Carries out a plan, journaled, and records it; `started` times the run.
     // A run that `observer` stops is recorded with what it did.
     Outcome execute(const OrganizationPlan &plan, OrganizationRunMode mode, const QElapsedTimer &started,

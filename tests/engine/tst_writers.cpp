@@ -203,16 +203,23 @@ private slots:
 
     // The whole file ends in exactly one place, and nothing partial or empty
     // appears under a visible name, whichever drive the destination is on.
+    // Planned for a preview, the file's writer starts while the preview is
+    // open; planned to be moved at once, it starts after the run has read the
+    // process table (the watch that sees it was set up while planning).
     void writerStartingAfterPlanningKeepsTheFile_data()
     {
         QTest::addColumn<bool>("acrossDrives");
-        QTest::newRow("same drive") << false;
-        QTest::newRow("across drives") << true;
+        QTest::addColumn<bool>("atOnce");
+        QTest::newRow("same drive") << false << false;
+        QTest::newRow("across drives") << true << false;
+        QTest::newRow("same drive, at once") << false << true;
+        QTest::newRow("across drives, at once") << true << true;
     }
 
     void writerStartingAfterPlanningKeepsTheFile()
     {
         QFETCH(bool, acrossDrives);
+        QFETCH(bool, atOnce);
         const Path target = destination(acrossDrives);
         if (target.empty())
             QSKIP("no second file system here");
@@ -225,13 +232,31 @@ private slots:
         }
         ageAll(m_source);
         Organizer organizer;
-        const auto plan = organizer.makePlan(configuration(target));
+        const auto plan = organizer.makePlan(configuration(target),
+                                             atOnce ? Organizer::PlanUse::execution : Organizer::PlanUse::preview);
         QCOMPARE(plan.moves.size(), 1u);
 
-        // The download resumes while the preview is open.
+        // The download resumes while the preview is open, or as the run begins.
         TestWriter resumed;
-        QVERIFY(resumed.start(u"append"_qs, file));
-        const auto result = organizer.execute(plan);
+        struct ResumeAtStart : ExecutionObserver
+        {
+            TestWriter *writer = nullptr;
+            Path file;
+            bool resumed = false;
+            void progressed(const ExecutionProgress &) override
+            {
+                if (writer && !resumed)
+                    resumed = writer->start(u"append"_qs, file);
+            }
+            bool stopRequested() override { return false; }
+        } atStart;
+        atStart.file = file;
+        if (atOnce)
+            atStart.writer = &resumed;
+        else
+            QVERIFY(resumed.start(u"append"_qs, file));
+        const auto result = organizer.execute(plan, &atStart);
+        QVERIFY(!atOnce || atStart.resumed);
         QCOMPARE(result.moved, 0);
         QCOMPARE(result.issues.size(), 1);
         QCOMPARE(result.issues.front().filename, u"talk.mp4"_qs);

@@ -588,12 +588,12 @@
         <translation>%@ von %@</translation>
     </message>
     <message>
-        <source>On a terminal it shows its progress. Ctrl+C stops it after the file in hand; what it moved is recorded, and the rest stays where it is.</source>
-        <translation>Im Terminal zeigt er seinen Fortschritt. Strg+C hält ihn nach der laufenden Datei an; was er verschoben hat, wird festgehalten, der Rest bleibt, wo er ist.</translation>
+        <source>On a terminal it shows its progress. Ctrl+C stops it after the file in hand, or within a copy to another drive; what it moved is recorded, and the rest stays where it is.</source>
+        <translation>Im Terminal zeigt er seinen Fortschritt. Strg+C hält ihn nach der laufenden Datei an, bei einer Kopie auf ein anderes Laufwerk schon währenddessen; was er verschoben hat, wird festgehalten, der Rest bleibt, wo er ist.</translation>
     </message>
     <message>
-        <source>Puts the files of a run back where they came from: the latest run that moved something and was not undone yet, or the run RUN_ID (the &quot;id&quot; that &quot;history --json&quot; prints). A file changed, moved or deleted since, or whose name is taken, stays where it is. With --dry-run nothing is moved. Ctrl+C stops it after the file in hand; run it again to go on.</source>
-        <translation>Bringt die Dateien eines Laufs dorthin zurück, woher sie kamen: die des letzten Laufs, der etwas verschoben hat und noch nicht rückgängig gemacht wurde, oder die des Laufs LAUF_ID (die „id“, die „history --json“ ausgibt). Eine Datei, die seitdem geändert, verschoben oder gelöscht wurde oder deren Name vergeben ist, bleibt, wo sie ist. Mit --dry-run wird nichts verschoben. Strg+C hält nach der laufenden Datei an; ein neuer Aufruf macht weiter.</translation>
+        <source>Puts the files of a run back where they came from: the latest run that moved something and was not undone yet, or the run RUN_ID (the &quot;id&quot; that &quot;history --json&quot; prints). A file changed, moved or deleted since, or whose name is taken, stays where it is. With --dry-run nothing is moved. Ctrl+C stops it after the file in hand, or within a copy to another drive; run it again to go on.</source>
+        <translation>Bringt die Dateien eines Laufs dorthin zurück, woher sie kamen: die des letzten Laufs, der etwas verschoben hat und noch nicht rückgängig gemacht wurde, oder die des Laufs LAUF_ID (die „id“, die „history --json“ ausgibt). Eine Datei, die seitdem geändert, verschoben oder gelöscht wurde oder deren Name vergeben ist, bleibt, wo sie ist. Mit --dry-run wird nichts verschoben. Strg+C hält nach der laufenden Datei an, bei einer Kopie auf ein anderes Laufwerk schon währenddessen; ein neuer Aufruf macht weiter.</translation>
     </message>
     <message>
         <source>Stopped. %d files were left where they are.</source>

@@ -212,16 +212,16 @@ void CommandLine::printHelp(const QString &command)
         m_out << L10n::text("Usage: sorvanel-cli organize [--json]") << "\n\n"
               << L10n::text("Runs a cleanup now with the stored settings and records it as a manual run.") << '\n'
               << L10n::text(
-                     "On a terminal it shows its progress. Ctrl+C stops it after the file in hand; what it moved "
-                     "is recorded, and the rest stays where it is.")
+                     "On a terminal it shows its progress. Ctrl+C stops it after the file in hand, or within a copy "
+                     "to another drive; what it moved is recorded, and the rest stays where it is.")
               << '\n';
     } else if (command == u"undo") {
         m_out << L10n::text("Usage: sorvanel-cli undo [RUN_ID] [--dry-run] [--json]") << "\n\n"
               << L10n::text("Puts the files of a run back where they came from: the latest run that moved something "
                             "and was not undone yet, or the run RUN_ID (the \"id\" that \"history --json\" prints). A "
                             "file changed, moved or deleted since, or whose name is taken, stays where it is. With "
-                            "--dry-run nothing is moved. Ctrl+C stops it after the file in hand; run it again to go "
-                            "on.")
+                            "--dry-run nothing is moved. Ctrl+C stops it after the file in hand, or within a copy to "
+                            "another drive; run it again to go on.")
               << '\n';
     } else if (command == u"last") {
         m_out << L10n::text("Usage: sorvanel-cli last [--json]") << "\n\n"

@@ -22,22 +22,23 @@ namespace {
 
 // Copies the bytes; the kernel's in-kernel copy where it can, plain reads
 // and writes otherwise. With `copied`, in chunks small enough that a big
-// file's progress shows.
+// file's progress shows and a stop takes effect within the file;
+// ECANCELED when `copied` asked to stop.
 int copyData(int from, int to, const CopyProgress *copied)
 {
     const std::size_t chunk = copied ? std::size_t(1) << 24 : std::size_t(1) << 30;
     std::int64_t done = 0;
     const auto advance = [&](ssize_t n) {
         done += n;
-        if (copied)
-            (*copied)(done);
+        return !copied || (*copied)(done);
     };
     bool kernelCopy = true;
     for (;;) {
         if (kernelCopy) {
             const ssize_t n = ::copy_file_range(from, nullptr, to, nullptr, chunk, 0);
             if (n > 0) {
-                advance(n);
+                if (!advance(n))
+                    return ECANCELED;
                 continue;
             }
             if (n == 0)
@@ -50,7 +51,8 @@ int copyData(int from, int to, const CopyProgress *copied)
         }
         const ssize_t n = ::sendfile(to, from, nullptr, chunk);
         if (n > 0) {
-            advance(n);
+            if (!advance(n))
+                return ECANCELED;
             continue;
         }
         if (n == 0)
@@ -79,7 +81,8 @@ int copyData(int from, int to, const CopyProgress *copied)
                 }
                 written += w;
             }
-            advance(r);
+            if (!advance(r))
+                return ECANCELED;
         }
     }
 }

@@ -89,8 +89,10 @@ struct FileStamp
 // reservation's identity, before the copy is renamed over it.
 using PublishCheck = std::function<bool(const FileStamp &copy, const FileIdentity &reservation)>;
 
-// Hears, during a copy to another drive, how many bytes of the file are copied.
-using CopyProgress = std::function<void(std::int64_t copiedBytes)>;
+// Hears, during a copy to another drive, how many bytes of the file are
+// copied; false stops the copy: nothing of it stays, the source stays, and
+// the move fails with ECANCELED.
+using CopyProgress = std::function<bool(std::int64_t copiedBytes)>;
 
 struct DirectoryEntry
 {

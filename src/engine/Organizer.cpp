@@ -827,7 +827,10 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
 
     ExecutionProgress progress;
     std::int64_t fileSize = 0; // of the file in hand
-    const CopyProgress copied = [&](std::int64_t bytes) { reportWithinFile(*observer, progress, fileSize, bytes); };
+    const CopyProgress copied = [&](std::int64_t bytes) {
+        reportWithinFile(*observer, progress, fileSize, bytes);
+        return !observer->stopRequested();
+    };
     // The journal numbers the moves in the order they are tried.
     const std::vector<std::uint32_t> order = executionOrder(plan);
     const auto planned = [&](std::int64_t step) -> const PlannedMove & { return plan.moves[order[std::size_t(step)]]; };
@@ -835,6 +838,16 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     std::vector<std::pair<std::uint32_t, OrganizationIssue>> moveIssues;
     std::optional<OrganizationIssue> unrecorded;
     std::vector<JournalIntent> intended;
+    // A stop: the moves from `first` on are not tried, and those of them in
+    // the batch the journal holds as intended are written down as not moved.
+    const auto stopAt = [&](std::int64_t first) {
+        result.remaining = std::int64_t(plan.moves.size()) - first;
+        for (std::int64_t k = first; k < batchEnd; ++k) {
+            JournalMove entry = journalMove(planned(k), k);
+            entry.state = JournalMove::State::notMoved;
+            settled.push_back(std::move(entry));
+        }
+    };
     if (observer) {
         progress.filesTotal = std::int64_t(plan.moves.size());
         for (const PlannedMove &move : plan.moves)
@@ -851,13 +864,7 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
             __builtin_prefetch(reinterpret_cast<const char *>(&ahead) + 64);
         }
         if (observer && observer->stopRequested()) {
-            // The moves of this batch that are not tried stay where they are.
-            result.remaining = std::int64_t(plan.moves.size()) - sequence;
-            for (std::int64_t k = sequence; k < batchEnd; ++k) {
-                JournalMove entry = journalMove(planned(k), k);
-                entry.state = JournalMove::State::notMoved;
-                settled.push_back(std::move(entry));
-            }
+            stopAt(sequence);
             break;
         }
         if (observer) {
@@ -967,6 +974,13 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
                 }
                 continue;
             }
+            break;
+        }
+        if (error.code() == ECANCELED && observer && observer->stopRequested()) {
+            // Stopped within its copy: the file stays, as if it was not tried.
+            --progress.filesDone;
+            progress.bytesDone -= fileSize;
+            stopAt(current);
             break;
         }
         if (error) {

@@ -172,7 +172,10 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     // it takes them as moved and looks at what lies on disk.
     ExecutionProgress progress;
     std::int64_t fileSize = 0; // of the file in hand
-    const CopyProgress copied = [&](std::int64_t bytes) { reportWithinFile(*observer, progress, fileSize, bytes); };
+    const CopyProgress copied = [&](std::int64_t bytes) {
+        reportWithinFile(*observer, progress, fileSize, bytes);
+        return !observer->stopRequested();
+    };
     for (JournalMove &move : moves) {
         if (move.state == JournalMove::State::intended && dryRun)
             move.state = JournalMove::State::moved;
@@ -255,6 +258,13 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
         returning = &move;
         const FileError error = fs.moveItem(move.destination, move.source, run->source, nullptr, &beforePublish,
                                             observer ? &copied : nullptr);
+        if (error.code() == ECANCELED && observer && observer->stopRequested()) {
+            // Stopped within its copy back: it stays moved, for the next undo.
+            --progress.filesDone;
+            progress.bytesDone -= fileSize;
+            result.remaining = progress.filesTotal - progress.filesDone;
+            break;
+        }
         if (error.code() == EEXIST) {
             fail(move, L10n::text("Its original name is taken in the source folder, so it stays where it is."));
         } else if (error) {

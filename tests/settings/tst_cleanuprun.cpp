@@ -357,8 +357,10 @@ private slots:
     }
 
     // Across drives a big file's progress shows while it is copied, on the
-    // way there and on the way back, and only ever grows.
-    void progressShowsWithinABigCopy()
+    // way there and on the way back, and only ever grows. A stop takes
+    // effect within the file: nothing of the copy stays, the file stays
+    // where it was, and the run or undo can simply be started again.
+    void progressAndStopWithinABigCopy()
     {
         m_far = folderOnOtherFileSystem(m_home->path());
         if (!m_far)
@@ -368,9 +370,14 @@ private slots:
         writeFile(downloads() / "big.iso", QByteArray(size, 'b'), longAgo());
         struct Heard : ExecutionObserver
         {
+            bool stopWithin = false; // asks to stop once the copy has begun
             std::vector<ExecutionProgress> all;
             void progressed(const ExecutionProgress &progress) override { all.push_back(progress); }
-            bool stopRequested() override { return false; }
+            bool stopRequested() override { return stopWithin && all.back().bytesDone > 0; }
+        };
+        const Path root = toPath(m_far->path()) / "sorted";
+        const auto onlyTheLockIn = [&](const Path &folder) {
+            return regularFilesBelow(displayPath(folder)) == QStringList{u".sorvanel.lock"_qs};
         };
         const auto showsWithinTheFile = [](const std::vector<ExecutionProgress> &heard) {
             const bool within = std::any_of(heard.begin(), heard.end(), [](const ExecutionProgress &p) {
@@ -380,13 +387,33 @@ private slots:
                                               [](const auto &a, const auto &b) { return a.bytesDone < b.bytesDone; });
             return within && grows && heard.back() == ExecutionProgress{1, 1, size, size};
         };
-        Heard there;
-        QCOMPARE(m_run->organize(OrganizationRunMode::manual, {}, &there).result.moved, 1);
-        QVERIFY(showsWithinTheFile(there.all));
-        Heard back;
-        QCOMPARE(m_run->undo(std::nullopt, false, &back).restored, 1);
-        QVERIFY(showsWithinTheFile(back.all));
+        Heard stopped;
+        stopped.stopWithin = true;
+        const CleanupRun::Outcome cut = m_run->organize(OrganizationRunMode::manual, {}, &stopped);
+        QCOMPARE(cut.result.moved, 0);
+        QCOMPARE(cut.result.remaining, 1);
+        QVERIFY(cut.result.issues.isEmpty());
+        QVERIFY(stopped.all.back().bytesDone < size);
         QCOMPARE(QFileInfo(m_home->downloads() + u"/big.iso"_qs).size(), size);
+        QVERIFY(onlyTheLockIn(root));
+
+        Heard there;
+        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual, {}, &there);
+        QCOMPARE(run.result.moved, 1);
+        QVERIFY(showsWithinTheFile(there.all));
+        Heard stoppedBack;
+        stoppedBack.stopWithin = true;
+        const UndoResult cutBack = m_run->undo(run.id, false, &stoppedBack);
+        QCOMPARE(cutBack.restored, 0);
+        QCOMPARE(cutBack.remaining, 1);
+        QVERIFY(cutBack.issues.isEmpty());
+        QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "big.iso")));
+        QVERIFY(!m_run->isUndone(run.id));
+        Heard back;
+        QCOMPARE(m_run->undo(run.id, false, &back).restored, 1);
+        QVERIFY(showsWithinTheFile(back.all));
+        QCOMPARE(readFile(downloads() / "big.iso"), QByteArray(size, 'b'));
+        QVERIFY(onlyTheLockIn(root));
     }
 
     // A run that moved nothing has nothing to take back.

@@ -167,4 +167,29 @@ inline QStringList regularFilesBelow(const QString &root)
     return files;
 }
 
+// `count` small files, old enough to be filed: "file0.txt", "file1.txt", …
+inline void writeOldFiles(const Path &folder, int count)
+{
+    for (int i = 0; i < count; ++i)
+        writeFile(folder / ("file" + std::to_string(i) + ".txt"), QByteArray::number(i), longAgo());
+}
+
+// After a run that was stopped: the files still in the source and those
+// filed below the destination (its lock file not counted).
+struct StoppedRun
+{
+    qint64 left = 0;
+    qint64 moved = 0;
+};
+
+inline StoppedRun whereTheFilesAre(const Path &source, const Path &destination)
+{
+    StoppedRun found;
+    for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(source)))
+        found.left += entry.is_regular_file();
+    for (const QString &file : regularFilesBelow(displayPath(destination)))
+        found.moved += file != QLatin1String(".sorvanel.lock");
+    return found;
+}
+
 } // namespace sorvanel::test

@@ -44,7 +44,11 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
     };
     try {
         CleanupRun run(m_store.suite(), m_organizer);
-        const CleanupRun::Outcome outcome = run.organize(OrganizationRunMode::automatic, m_now);
+        // systemd stops the agent with SIGTERM (at logout, at shutdown): the
+        // run then stops after the file in hand and is recorded as it is.
+        ExecutionControl control;
+        StopOnSignal stop(control, SIGTERM);
+        const CleanupRun::Outcome outcome = run.organize(OrganizationRunMode::automatic, m_now, &control);
         report.result = outcome.result;
         report.runId = outcome.id;
     } catch (const CleanupRun::Failure &failure) {
@@ -84,7 +88,9 @@ void AutomaticRun::tellTheUser(const OrganizationResult &result, const QUuid &ru
     if (chosen == u"open") {
         m_notifier.showFolder(displayPath(settings.destinationURL));
     } else if (chosen == u"undo") {
-        const UndoResult undone = CleanupRun(m_store.suite(), m_organizer).undo(runId, false);
+        ExecutionControl control;
+        StopOnSignal stop(control, SIGTERM);
+        const UndoResult undone = CleanupRun(m_store.suite(), m_organizer).undo(runId, false, &control);
         if (undone.refusal)
             m_notifier.notify(L10n::text("The cleanup could not be undone"), *undone.refusal);
         else

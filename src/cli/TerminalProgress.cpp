@@ -8,15 +8,6 @@
 namespace sorvanel {
 
 namespace {
-// The run the signal handler stops; one at a time per process.
-ExecutionControl *interruptible = nullptr;
-
-void stopOnSignal(int)
-{
-    if (interruptible)
-        interruptible->requestStop();
-}
-
 // A line no faster than the eye reads it.
 constexpr auto refreshInterval = std::chrono::milliseconds(100);
 } // namespace
@@ -24,20 +15,12 @@ constexpr auto refreshInterval = std::chrono::milliseconds(100);
 TerminalProgress::TerminalProgress(std::function<QString(const ExecutionProgress &)> describe)
     : m_describe(std::move(describe))
     , m_terminal(isatty(STDERR_FILENO) == 1)
+    , m_interrupt(*this, SIGINT)
 {
-    interruptible = this;
-    struct sigaction action = {};
-    action.sa_handler = stopOnSignal;
-    sigemptyset(&action.sa_mask);
-    // The handler runs once; the next Ctrl+C does what it always does.
-    action.sa_flags = SA_RESETHAND;
-    sigaction(SIGINT, &action, &m_previous);
 }
 
 TerminalProgress::~TerminalProgress()
 {
-    sigaction(SIGINT, &m_previous, nullptr);
-    interruptible = nullptr;
     clear();
 }
 

@@ -6,7 +6,6 @@
 #include <QString>
 
 #include <chrono>
-#include <csignal>
 #include <functional>
 
 namespace sorvanel {
@@ -37,7 +36,7 @@ private:
     bool m_terminal = false;
     bool m_shown = false;
     std::chrono::steady_clock::time_point m_lastShown;
-    struct sigaction m_previous = {};
+    StopOnSignal m_interrupt;
 };
 
 } // namespace sorvanel

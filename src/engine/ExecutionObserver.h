@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstdint>
 
 namespace sorvanel {
@@ -21,7 +22,8 @@ struct ExecutionProgress
 
 // Watches a run from the thread that executes it: hears its progress after
 // each file and is asked, before each file, whether to stop there. A stop
-// never cuts a move short; the run ends as if the plan ended there.
+// never leaves a move half done: a file copied to another drive when the
+// stop comes stays where it was, and the run ends as if the plan ended there.
 class ExecutionObserver
 {
 public:
@@ -73,6 +75,22 @@ private:
     std::atomic<std::int64_t> m_filesTotal = 0;
     std::atomic<std::int64_t> m_bytesDone = 0;
     std::atomic<std::int64_t> m_bytesTotal = 0;
+};
+
+// While it lives, `signal` (SIGINT from Ctrl+C, SIGTERM from systemd) asks
+// `control`'s run to stop. Once only: the same signal again does what it
+// did before, which a run survives like any kill. One at a time per process.
+class StopOnSignal
+{
+public:
+    StopOnSignal(ExecutionControl &control, int signal);
+    ~StopOnSignal();
+    StopOnSignal(const StopOnSignal &) = delete;
+    StopOnSignal &operator=(const StopOnSignal &) = delete;
+
+private:
+    int m_signal;
+    struct sigaction m_previous = {};
 };
 
 } // namespace sorvanel

@@ -9,6 +9,8 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <csignal>
+
 using namespace sorvanel;
 using namespace sorvanel::test;
 
@@ -255,6 +257,44 @@ private slots:
         process.start(agent, {u"--bogus"_qs});
         QVERIFY(process.waitForFinished(30000));
         QCOMPARE(process.exitCode(), 64);
+    }
+
+    // systemd stops the agent with SIGTERM (logout, shutdown): the run stops
+    // after the file in hand, is recorded with what it moved, and the rest
+    // stays. The files cross to another drive, so the run lasts a while.
+    void terminationStopsTheRunCleanly()
+    {
+        const auto far = folderOnOtherFileSystem(m_home->path());
+        if (!far)
+            QSKIP("no second writable file system on this machine");
+        const Path source = toPath(far->path());
+        const Path destination = toPath(m_home->downloads()) / "sorted";
+        constexpr int files = 3000;
+        writeOldFiles(source, files);
+        {
+            SettingsStore store;
+            store.saveFolder(source, std::nullopt, true);
+            store.saveFolder(destination, std::nullopt, false);
+        }
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, u"unix:path=/nonexistent/bus"_qs);
+        QProcess agent;
+        agent.setProcessEnvironment(environment);
+        agent.start(QString::fromLocal8Bit(qgetenv("SORVANEL_AGENT")), {u"--force"_qs});
+        QVERIFY(agent.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(regularFilesBelow(displayPath(destination)).size() > 10, 20000);
+        QCOMPARE(::kill(pid_t(agent.processId()), SIGTERM), 0);
+        QVERIFY(agent.waitForFinished(60000));
+        QCOMPARE(agent.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(agent.exitCode(), 0);
+
+        const auto [left, moved] = whereTheFilesAre(source, destination);
+        QVERIFY2(left > 0 && moved > 0, qPrintable(QStringLiteral("%1 left, %2 moved").arg(left).arg(moved)));
+        QCOMPARE(left + moved, files);
+        const auto history = SettingsStore().loadHistory();
+        QCOMPARE(history.size(), 1);
+        QCOMPARE(history[0].mode, OrganizationRunMode::automatic);
+        QCOMPARE(history[0].moved, moved);
     }
 };
 

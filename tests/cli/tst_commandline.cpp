@@ -263,8 +263,7 @@ private slots:
         const Path source = toPath(far->path());
         const Path destination = downloads() / "sorted";
         constexpr int files = 3000;
-        for (int i = 0; i < files; ++i)
-            writeFile(source / ("file" + std::to_string(i) + ".txt"), QByteArray::number(i), longAgo());
+        writeOldFiles(source, files);
         {
             SettingsStore store;
             store.saveFolder(source, std::nullopt, true);
@@ -290,10 +289,7 @@ private slots:
         QVERIFY2(terminal.exitCode() == 130, shown.constData());
         QVERIFY(shown.contains(L10n::text("Stopped. %d files were left where they are.").section(u'%', 0, 0).toUtf8()));
 
-        qint64 left = 0;
-        for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(source)))
-            left += entry.is_regular_file();
-        const qint64 moved = regularFilesBelow(displayPath(destination)).size() - 1; // less the lock file
+        const auto [left, moved] = whereTheFilesAre(source, destination);
         QVERIFY(left > 0 && moved > 0);
         QCOMPARE(left + moved, files);
         QCOMPARE(cli({u"last"_qs, u"--json"_qs}).json().object().value(u"moved"_qs).toInteger(), moved);

@@ -62,6 +62,10 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
         m_notifier.notify(L10n::text("Automatic cleanup failed"), report.errorDescription);
         return report;
     }
+    if (report.result->remaining > 0) {
+        report.outcome = Outcome::stopped;
+        return report;
+    }
     markDayDone();
     report.outcome = Outcome::ran;
     if (settings.notifyAfterAutomatic)

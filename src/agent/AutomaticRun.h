@@ -20,7 +20,10 @@ struct StoredSettings;
 class AutomaticRun
 {
 public:
-    enum class Outcome { disabled, notDue, ran, failed };
+    // `stopped`: SIGTERM came mid-run (logout, shutdown). The run is recorded
+    // with what it moved, but its moment stays due, so the next start files
+    // the rest; and nobody is told, since the session is going away.
+    enum class Outcome { disabled, notDue, ran, stopped, failed };
 
     struct Report
     {

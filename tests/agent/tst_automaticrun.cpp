@@ -260,8 +260,9 @@ private slots:
     }
 
     // systemd stops the agent with SIGTERM (logout, shutdown): the run stops
-    // after the file in hand, is recorded with what it moved, and the rest
-    // stays. The files cross to another drive, so the run lasts a while.
+    // after the file in hand and is recorded with what it moved; the moment
+    // stays due, and the next start files the rest. The files cross to
+    // another drive, so the run lasts a while.
     void terminationStopsTheRunCleanly()
     {
         const auto far = folderOnOtherFileSystem(m_home->path());
@@ -271,16 +272,17 @@ private slots:
         const Path destination = toPath(m_home->downloads()) / "sorted";
         constexpr int files = 3000;
         writeOldFiles(source, files);
-        {
-            SettingsStore store;
-            store.saveFolder(source, std::nullopt, true);
-            store.saveFolder(destination, std::nullopt, false);
-        }
+        SettingsStore store;
+        store.saveFolder(source, std::nullopt, true);
+        store.saveFolder(destination, std::nullopt, false);
+        store.saveAutomaticEnabled(true);
+        store.saveAutomaticTime(QDateTime(QDate::currentDate(), QTime(0, 0)));
+
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, u"unix:path=/nonexistent/bus"_qs);
         QProcess agent;
         agent.setProcessEnvironment(environment);
-        agent.start(QString::fromLocal8Bit(qgetenv("SORVANEL_AGENT")), {u"--force"_qs});
+        agent.start(QString::fromLocal8Bit(qgetenv("SORVANEL_AGENT")), QStringList());
         QVERIFY(agent.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(regularFilesBelow(displayPath(destination)).size() > 10, 20000);
         QCOMPARE(::kill(pid_t(agent.processId()), SIGTERM), 0);
@@ -291,10 +293,20 @@ private slots:
         const auto [left, moved] = whereTheFilesAre(source, destination);
         QVERIFY2(left > 0 && moved > 0, qPrintable(QStringLiteral("%1 left, %2 moved").arg(left).arg(moved)));
         QCOMPARE(left + moved, files);
-        const auto history = SettingsStore().loadHistory();
+        auto history = store.loadHistory();
         QCOMPARE(history.size(), 1);
         QCOMPARE(history[0].mode, OrganizationRunMode::automatic);
         QCOMPARE(history[0].moved, moved);
+        QVERIFY(!store.load().lastAutomaticDay);
+
+        agent.start(QString::fromLocal8Bit(qgetenv("SORVANEL_AGENT")), QStringList());
+        QVERIFY(agent.waitForFinished(60000));
+        QCOMPARE(agent.exitCode(), 0);
+        QCOMPARE(whereTheFilesAre(source, destination).moved, files);
+        history = store.loadHistory();
+        QCOMPARE(history.size(), 2);
+        QCOMPARE(history[0].moved, left);
+        QCOMPARE(store.load().lastAutomaticDay, QDate::currentDate().toString(Qt::ISODate));
     }
 };
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <limits>
 #include <stdexcept>
+#include <string_view>
 
 namespace sorvanel {
 
@@ -71,18 +72,27 @@ void appendPath(std::string &out, std::string_view text, const std::string &root
     out.append(text);
 }
 
-std::optional<Path> readPath(const char *&in, const char *end, const std::string &root)
+// The next length-prefixed path as stored; none where the batch is damaged.
+std::optional<std::string_view> nextPath(const char *&in, const char *end)
 {
     if (end - in < 8)
         return std::nullopt;
     const std::uint64_t length = readNumber(in);
     if (std::uint64_t(end - in) < length)
         return std::nullopt;
-    std::string text(in, length);
+    const std::string_view text(in, length);
     in += length;
-    if (text.empty() || text.front() != '/')
-        text = root + '/' + text;
-    return Path(std::move(text));
+    return text;
+}
+
+std::optional<Path> readPath(const char *&in, const char *end, const std::string &root)
+{
+    const auto text = nextPath(in, end);
+    if (!text)
+        return std::nullopt;
+    if (text->empty() || text->front() != '/')
+        return Path(root + '/' + std::string(*text));
+    return Path(std::string(*text));
 }
 
 constexpr const char *runColumns =
@@ -434,7 +444,15 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
         const QByteArray blob = batches.columnBlob(2);
         const char *in = blob.constData();
         const char *end = in + blob.size();
-        for (qint64 i = 0; i < count; ++i) {
+        for (qint64 i = 0; i < count && first + i < to; ++i) {
+            // Moves before the range are stepped over: a batch holds
+            // thousands, and a copy's announcement wants only its own.
+            if (first + i < from) {
+                if (!nextPath(in, end) || !nextPath(in, end) || end - in < 32)
+                    break;
+                in += 32;
+                continue;
+            }
             JournalMove move;
             move.sequence = first + i;
             auto source = readPath(in, end, row.source);
@@ -453,8 +471,7 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
                 move.state = JournalMove::State::restored;
             else
                 move.state = JournalMove::State::moved;
-            if (move.sequence >= from && move.sequence < to)
-                found.push_back(std::move(move));
+            found.push_back(std::move(move));
         }
     }
     SqliteStatement outcomes =

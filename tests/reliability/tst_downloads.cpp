@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Real downloaders (curl, wget) fetching from a local server that pauses in
+// Real downloaders (curl, wget, aria2c) fetching from a local server that pauses in
 // the middle, while sorvanel-cli organizes: the file must end whole, in one place.
 #include "ReliabilitySupport.h"
 #include "SettingsStore.h"
@@ -87,7 +87,7 @@ private slots:
     {
         QTest::addColumn<QString>("downloader");
         QTest::addColumn<bool>("acrossDrives");
-        for (const char *program : {"curl", "wget"}) {
+        for (const char *program : {"curl", "wget", "aria2c"}) {
             QTest::addRow("%s, same drive", program) << QString::fromLatin1(program) << false;
             QTest::addRow("%s, across drives", program) << QString::fromLatin1(program) << true;
         }
@@ -117,12 +117,21 @@ private slots:
         const Path file = source / "image.iso";
         QProcess download;
         const QString target = m_home->downloads() + u"/image.iso"_qs;
+        // curl and wget write through stdio, so the last few kilobytes may wait
+        // in their buffer; aria2c keeps up to 16 MB in a cache of its own and
+        // keeps a control file ("image.iso.aria2") beside the download.
+        const bool aria2 = downloader == u"aria2c";
         if (downloader == u"curl")
             download.start(program, {u"-s"_qs, u"-o"_qs, target, server.url(u"image.iso"_qs)});
+        else if (aria2)
+            download.start(program,
+                           {u"-q"_qs, u"--dir"_qs, m_home->downloads(), u"--out"_qs, u"image.iso"_qs,
+                            server.url(u"image.iso"_qs)});
         else
             download.start(program, {u"-q"_qs, u"-O"_qs, target, server.url(u"image.iso"_qs)});
-        // Downloaders write through stdio: the last few kilobytes may wait in their buffer.
-        QTRY_VERIFY_WITH_TIMEOUT(sizeOf(file) > content.size() / 2 - 16384, 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(aria2 ? sizeOf(file) > 0 && sizeOf(source / "image.iso.aria2") > 0
+                                       : sizeOf(file) > content.size() / 2 - 16384,
+                                 20000);
         const qint64 partial = sizeOf(file);
         backdate(file);
 
@@ -130,8 +139,8 @@ private slots:
         QCOMPARE(cli({u"organize"_qs, u"--json"_qs}, &output), 0);
         const QJsonObject first = QJsonDocument::fromJson(output).object();
         QCOMPARE(first.value(u"moved"_qs).toInt(), 0);
-        QCOMPARE(first.value(u"skipped"_qs).toInt(), 1);
-        QCOMPARE(sizeOf(file), partial);
+        QCOMPARE(first.value(u"skipped"_qs).toInt(), aria2 ? 2 : 1);
+        QVERIFY(sizeOf(file) >= partial);
 
         server.sendTheRest();
         QTRY_COMPARE_WITH_TIMEOUT(download.state(), QProcess::NotRunning, 20000);

@@ -15,7 +15,7 @@ SORVANEL_PACKAGES=(
     qt6-translations-l10n            # Qt's own translations for dialogs and buttons
     libsqlite3-dev                   # the settings suite
     libicu-dev                       # name collation (the ICU that Qt uses), called directly for sort keys
-    curl wget aria2                  # real downloaders for the tests of downloads in progress
+    curl wget aria2 firefox-esr      # real downloaders (and Debian's browser) for the tests of downloads in progress
     desktop-file-utils               # the desktop entry's validator, run by the tests
     appstream                        # the metainfo's validator, run by the tests
     dbus                             # a private session bus (dbus-run-session) for the notification tests

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Real downloaders (curl, wget, aria2c) fetching from a local server that pauses in
+// Real downloaders (curl, wget, aria2c, a headless Firefox) fetching from a local server that pauses in
 // the middle, while sorvanel-cli organizes: the file must end whole, in one place.
 #include "ReliabilitySupport.h"
 #include "SettingsStore.h"
@@ -87,7 +87,7 @@ private slots:
     {
         QTest::addColumn<QString>("downloader");
         QTest::addColumn<bool>("acrossDrives");
-        for (const char *program : {"curl", "wget", "aria2c"}) {
+        for (const char *program : {"curl", "wget", "aria2c", "firefox-esr"}) {
             QTest::addRow("%s, same drive", program) << QString::fromLatin1(program) << false;
             QTest::addRow("%s, across drives", program) << QString::fromLatin1(program) << true;
         }
@@ -115,36 +115,68 @@ private slots:
             content[k] = char((k * 7 + k / 4096) % 253);
         PausingServer server(content);
         const Path file = source / "image.iso";
+        const QString url = server.url(u"image.iso"_qs);
         QProcess download;
-        const QString target = m_home->downloads() + u"/image.iso"_qs;
         // curl and wget write through stdio, so the last few kilobytes may wait
-        // in their buffer; aria2c keeps up to 16 MB in a cache of its own and
-        // keeps a control file ("image.iso.aria2") beside the download.
+        // in their buffer. aria2c keeps its own cache and a control file
+        // ("image.iso.aria2") beside the download. Firefox makes the final
+        // name empty and writes "image.<random>.iso.part", which it renames
+        // over the empty file at the end; it keeps running afterwards.
         const bool aria2 = downloader == u"aria2c";
-        if (downloader == u"curl")
-            download.start(program, {u"-s"_qs, u"-o"_qs, target, server.url(u"image.iso"_qs)});
-        else if (aria2)
-            download.start(program,
-                           {u"-q"_qs, u"--dir"_qs, m_home->downloads(), u"--out"_qs, u"image.iso"_qs,
-                            server.url(u"image.iso"_qs)});
-        else
-            download.start(program, {u"-q"_qs, u"-O"_qs, target, server.url(u"image.iso"_qs)});
-        QTRY_VERIFY_WITH_TIMEOUT(aria2 ? sizeOf(file) > 0 && sizeOf(source / "image.iso.aria2") > 0
-                                       : sizeOf(file) > content.size() / 2 - 16384,
-                                 20000);
+        const bool firefox = downloader == u"firefox-esr";
+        QTemporaryDir profile;
+        if (downloader == u"curl") {
+            download.start(program, {u"-s"_qs, u"-o"_qs, m_home->downloads() + u"/image.iso"_qs, url});
+        } else if (downloader == u"wget") {
+            download.start(program, {u"-q"_qs, u"-O"_qs, m_home->downloads() + u"/image.iso"_qs, url});
+        } else if (aria2) {
+            download.start(program, {u"-q"_qs, u"--dir"_qs, m_home->downloads(), u"--out"_qs, u"image.iso"_qs, url});
+        } else {
+            QFile prefs(profile.filePath(u"user.js"_qs));
+            QVERIFY(prefs.open(QIODevice::WriteOnly));
+            prefs.write("user_pref(\"browser.download.folderList\", 2);\n"
+                        "user_pref(\"browser.download.dir\", \""
+                        + QFile::encodeName(m_home->downloads())
+                        + "\");\n"
+                          "user_pref(\"browser.download.useDownloadDir\", true);\n"
+                          "user_pref(\"browser.download.always_ask_before_handling_new_types\", false);\n"
+                          "user_pref(\"browser.helperApps.neverAsk.saveToDisk\", \"application/octet-stream\");\n");
+            prefs.close();
+            download.start(program, {u"--headless"_qs, u"--no-remote"_qs, u"--profile"_qs, profile.path(), url});
+        }
+        const auto unfinished = [&] {
+            QStringList parts;
+            for (const QString &name : QDir(m_home->downloads()).entryList(QDir::Files))
+                if (name.endsWith(u".part"_qs))
+                    parts << name;
+            return parts;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(firefox     ? sizeOf(file) == 0 && unfinished().size() == 1
+                                     : aria2 ? sizeOf(file) > 0 && sizeOf(source / "image.iso.aria2") > 0
+                                             : sizeOf(file) > content.size() / 2 - 16384,
+                                 60000);
+        if (firefox) // what it has received so far has reached the .part file
+            QTRY_VERIFY_WITH_TIMEOUT(sizeOf(source / unfinished().front().toStdString()) > 0, 20000);
         const qint64 partial = sizeOf(file);
-        backdate(file);
+        for (const QString &name : QDir(m_home->downloads()).entryList(QDir::Files))
+            backdate(source / name.toStdString());
 
         QByteArray output;
         QCOMPARE(cli({u"organize"_qs, u"--json"_qs}, &output), 0);
         const QJsonObject first = QJsonDocument::fromJson(output).object();
         QCOMPARE(first.value(u"moved"_qs).toInt(), 0);
-        QCOMPARE(first.value(u"skipped"_qs).toInt(), aria2 ? 2 : 1);
+        QCOMPARE(first.value(u"skipped"_qs).toInt(), aria2 || firefox ? 2 : 1);
         QVERIFY(sizeOf(file) >= partial);
 
         server.sendTheRest();
-        QTRY_COMPARE_WITH_TIMEOUT(download.state(), QProcess::NotRunning, 20000);
-        QCOMPARE(download.exitCode(), 0);
+        if (firefox) {
+            QTRY_VERIFY_WITH_TIMEOUT(unfinished().isEmpty() && sizeOf(file) == content.size(), 20000);
+            download.terminate();
+            QVERIFY(download.waitForFinished(20000));
+        } else {
+            QTRY_COMPARE_WITH_TIMEOUT(download.state(), QProcess::NotRunning, 20000);
+            QCOMPARE(download.exitCode(), 0);
+        }
         backdate(file);
         QCOMPARE(cli({u"organize"_qs, u"--json"_qs}, &output), 0);
         QCOMPARE(QJsonDocument::fromJson(output).object().value(u"moved"_qs).toInt(), 1);

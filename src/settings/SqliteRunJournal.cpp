@@ -85,15 +85,24 @@ std::optional<std::string_view> nextPath(const char *&in, const char *end)
     return text;
 }
 
+// A stored path as a path: relative ones are below `root`.
+Path pathBelow(std::string_view text, const std::string &root)
+{
+    if (text.empty() || text.front() != '/')
+        return Path(root + '/' + std::string(text));
+    return Path(std::string(text));
+}
+
 std::optional<Path> readPath(const char *&in, const char *end, const std::string &root)
 {
     const auto text = nextPath(in, end);
     if (!text)
         return std::nullopt;
-    if (text->empty() || text->front() != '/')
-        return Path(root + '/' + std::string(*text));
-    return Path(std::string(*text));
+    return pathBelow(*text, root);
 }
+
+// After a move's two paths: device, inode, size and modification time, 8 bytes each.
+constexpr std::ptrdiff_t stampBytes = 4 * 8;
 
 constexpr const char *runColumns =
     "SELECT id, date, mode, source, destinationRoot, finished, undone, settledThrough, undoneFrom, total,"
@@ -445,22 +454,20 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
         const char *in = blob.constData();
         const char *end = in + blob.size();
         for (qint64 i = 0; i < count && first + i < to; ++i) {
-            // Moves before the range are stepped over: a batch holds
-            // thousands, and a copy's announcement wants only its own.
+            const auto source = nextPath(in, end);
+            const auto destination = source ? nextPath(in, end) : std::nullopt;
+            if (!destination || end - in < stampBytes)
+                break; // a damaged batch: what it held can't be told
+            // Moves before the range are stepped over undecoded: a batch
+            // holds thousands, and a copy's announcement wants only its own.
             if (first + i < from) {
-                if (!nextPath(in, end) || !nextPath(in, end) || end - in < 32)
-                    break;
-                in += 32;
+                in += stampBytes;
                 continue;
             }
             JournalMove move;
             move.sequence = first + i;
-            auto source = readPath(in, end, row.source);
-            auto destination = source ? readPath(in, end, row.destinationRoot) : std::nullopt;
-            if (!destination || end - in < 32)
-                break; // a damaged batch: what it held can't be told
-            move.source = std::move(*source);
-            move.destination = std::move(*destination);
+            move.source = pathBelow(*source, row.source);
+            move.destination = pathBelow(*destination, row.destinationRoot);
             move.original.device = readNumber(in);
             move.original.inode = readNumber(in);
             move.size = std::int64_t(readNumber(in));

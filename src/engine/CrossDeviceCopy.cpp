@@ -133,29 +133,36 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     if (!S_ISREG(before.st_mode))
         return FileError(EINVAL);
 
-    // Our own descriptor of the folder, so that it can be flushed.
-    const Descriptor dir(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!dir)
+    // The folder is flushed once the copy has its name: it needs a real
+    // descriptor, not the working directory's stand-in.
+    Descriptor ownFolder;
+    if (folder == AT_FDCWD) {
+        ownFolder = Descriptor(::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!ownFolder)
+            return FileError(errno);
+    }
+    const int dir = ownFolder ? ownFolder.get() : folder;
+    struct stat target;
+    if (::fstat(dir, &target) != 0)
         return FileError(errno);
+    const auto device = std::uint64_t(target.st_dev);
     struct stat existing;
-    if (::fstatat(dir.get(), name, &existing, AT_SYMLINK_NOFOLLOW) == 0)
+    if (::fstatat(dir, name, &existing, AT_SYMLINK_NOFOLLOW) == 0)
         return FileError(EEXIST);
 
     // Write the copy where no one sees it: an anonymous file, or else a
     // hidden ".partial" name that planning never picks up, in the root of the
     // move (where the next run looks for leftovers) or in the target folder.
     std::string partial;
-    int partialFolder = dir.get();
-    int tmpfd = openAnonymousFile(dir.get());
+    int partialFolder = dir;
+    int tmpfd = openAnonymousFile(dir);
     if (tmpfd < 0) {
         int error = 0;
         const int root =
             context.stagingRoot ? openFolder(*context.stagingRoot, *context.stagingRoot, false, &error) : -1;
-        struct stat target;
         struct stat staging;
         // Only a root on the target's own file system can hand the copy over by renaming.
-        if (root >= 0 && ::fstat(dir.get(), &target) == 0 && ::fstat(root, &staging) == 0
-            && target.st_dev == staging.st_dev)
+        if (root >= 0 && ::fstat(root, &staging) == 0 && target.st_dev == staging.st_dev)
             partialFolder = root;
         for (int attempt = 0; attempt < 100 && tmpfd < 0; ++attempt) {
             partial = posix::partialName();
@@ -218,29 +225,37 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     int publishError = 0;
     if (partial.empty()) {
         const std::string self = "/proc/self/fd/" + std::to_string(copy.get());
-        published = ::linkat(AT_FDCWD, self.c_str(), dir.get(), name, AT_SYMLINK_FOLLOW);
+        published = ::linkat(AT_FDCWD, self.c_str(), dir, name, AT_SYMLINK_FOLLOW);
         publishError = errno;
         if (published != 0 && publishError == ENOENT) { // no /proc: needs CAP_DAC_READ_SEARCH
-            published = ::linkat(copy.get(), "", dir.get(), name, AT_EMPTY_PATH);
+            published = ::linkat(copy.get(), "", dir, name, AT_EMPTY_PATH);
             publishError = errno;
         }
     } else {
-        published = ::renameat2(partialFolder, partial.c_str(), dir.get(), name, RENAME_NOREPLACE);
-        publishError = errno;
-        bool renamed = published == 0;
-        if (published != 0 && (publishError == EINVAL || publishError == ENOSYS || publishError == EOPNOTSUPP)) {
-            published = ::linkat(partialFolder, partial.c_str(), dir.get(), name, 0);
+        // The first way the file system takes, trying only those it has not refused before.
+        bool renamed = false;
+        bool linked = false;
+        if (!refuses(device, noReplaceFlag)) {
+            renamed = ::renameat2(partialFolder, partial.c_str(), dir, name, RENAME_NOREPLACE) == 0;
             publishError = errno;
-            if (published != 0 && (publishError == EPERM || publishError == EOPNOTSUPP || publishError == ENOSYS)) {
-                // Neither (older FUSE file systems): over a reservation.
-                const FileError error =
-                    renameOverReservation(partialFolder, partial.c_str(), dir.get(), name, copyIdentity, context);
-                published = error ? -1 : 0;
-                publishError = error.code();
-                renamed = !error;
-            }
+            if (!renamed && (publishError == EINVAL || publishError == ENOSYS || publishError == EOPNOTSUPP))
+                rememberRefusal(device, noReplaceFlag);
         }
-        if (published == 0 && !renamed)
+        if (!renamed && refuses(device, noReplaceFlag) && !refuses(device, hardLinks)) {
+            linked = ::linkat(partialFolder, partial.c_str(), dir, name, 0) == 0;
+            publishError = errno;
+            if (!linked && (publishError == EPERM || publishError == EOPNOTSUPP || publishError == ENOSYS))
+                rememberRefusal(device, hardLinks);
+        }
+        if (!renamed && !linked && refuses(device, noReplaceFlag) && refuses(device, hardLinks)) {
+            // Neither (older FUSE file systems): over a reservation.
+            const FileError error =
+                renameOverReservation(partialFolder, partial.c_str(), dir, name, copyIdentity, context, true);
+            publishError = error.code();
+            renamed = !error;
+        }
+        published = renamed || linked ? 0 : -1;
+        if (linked)
             ::unlinkat(partialFolder, partial.c_str(), 0);
     }
     if (published != 0) {
@@ -248,15 +263,15 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         // Names are UTF-16 on NTFS and exFAT: bytes that are not UTF-8 can't be one.
         return FileError(publishError == EILSEQ ? int(FileError::nameRefused) : publishError);
     }
-    ::fsync(dir.get());
-    if (partialFolder != dir.get())
+    ::fsync(dir);
+    if (partialFolder != dir)
         ::fsync(partialFolder); // the partial name is gone for good before the source goes
 
     // Take back our published copy, but only if the name still holds it.
     const auto unpublish = [&] {
         struct stat current;
-        if (::fstatat(dir.get(), name, &current, AT_SYMLINK_NOFOLLOW) == 0 && posix::sameFile(current, copied))
-            ::unlinkat(dir.get(), name, 0);
+        if (::fstatat(dir, name, &current, AT_SYMLINK_NOFOLLOW) == 0 && posix::sameFile(current, copied))
+            ::unlinkat(dir, name, 0);
     };
     // Remove the source only if it is still the file we copied and nobody
     // opened it for writing while the copy was published.

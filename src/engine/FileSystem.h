@@ -221,9 +221,10 @@ protected:
     // The last way to take a name without replacing anything: reserve it
     // with an empty file made with O_EXCL, then rename `fromName` (in
     // `fromFolder`) over that reservation while it is still ours. `file` is
-    // the file that takes the name, for whoever keeps account.
+    // the file that takes the name, for whoever keeps account; `announced`
+    // when they have heard of it already.
     FileError renameOverReservation(int fromFolder, const char *fromName, int folder, const char *name,
-                                    const FileStamp &file, const MoveContext &context);
+                                    const FileStamp &file, const MoveContext &context, bool announced = false);
     // Copies to another drive (in CrossDeviceCopy.cpp).
     virtual FileError copyAcrossDevices(const Path &source, int folder, const char *name, const MoveContext &context);
     // Copies the bytes of one open file into another; tests make it fail.
@@ -235,7 +236,17 @@ protected:
     int openFolder(const Path &directory, const Path &within, bool create, int *error,
                    std::vector<Path> *created = nullptr);
 
+    // Which ways of taking a name without replacing anything a file system
+    // has refused once: later moves onto it go straight to the way that
+    // works. Forgetting costs only time; the reservation works everywhere.
+    enum Refused : unsigned { noReplaceFlag = 1, hardLinks = 2 };
+    bool refuses(std::uint64_t device, Refused way) const;
+    void rememberRefusal(std::uint64_t device, Refused way);
+    bool refuses(int folder, Refused way) const; // by the folder's file system
+    void rememberRefusal(int folder, Refused way);
+
 private:
+    std::unordered_map<std::uint64_t, unsigned> m_refused; // by device
     std::unordered_map<std::string, int, StringHash, std::equal_to<>> m_folders; // folders opened below a `within` root
     std::string m_sourceFolderPath; // the folder the latest move came from, kept open
     int m_sourceFolder = -1;

@@ -337,27 +337,58 @@ FileError PosixFileSystem::renameNoReplace(const Path &source, int folder, const
     if (::renameat2(from, sourceName, folder, name, RENAME_NOREPLACE) == 0)
         return {};
     const int error = errno;
-    if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP)
+    if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP) {
+        rememberRefusal(folder, noReplaceFlag);
         return linkThenUnlink(source, folder, name, context); // the file system refuses the no-replace flag
+    }
     if (error == EXDEV)
         return copyAcrossDevices(source, folder, name, context);
     return FileError(error);
 }
 
+bool PosixFileSystem::refuses(std::uint64_t device, Refused way) const
+{
+    const auto found = m_refused.find(device);
+    return found != m_refused.end() && (found->second & way) != 0;
+}
+
+void PosixFileSystem::rememberRefusal(std::uint64_t device, Refused way)
+{
+    m_refused[device] |= way;
+}
+
+bool PosixFileSystem::refuses(int folder, Refused way) const
+{
+    struct stat info;
+    return !m_refused.empty() && ::fstat(folder, &info) == 0 && refuses(std::uint64_t(info.st_dev), way);
+}
+
+void PosixFileSystem::rememberRefusal(int folder, Refused way)
+{
+    struct stat info;
+    if (::fstat(folder, &info) == 0)
+        rememberRefusal(std::uint64_t(info.st_dev), way);
+}
+
 FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const char *name, const MoveContext &context)
 {
-    if (::linkat(AT_FDCWD, source.c_str(), folder, name, 0) == 0) {
-        if (::unlink(source.c_str()) == 0)
-            return {};
+    // Only a move within one file system comes here (across two, the rename said EXDEV).
+    if (!refuses(folder, hardLinks)) {
+        if (::linkat(AT_FDCWD, source.c_str(), folder, name, 0) == 0) {
+            if (::unlink(source.c_str()) == 0)
+                return {};
+            const int error = errno;
+            ::unlinkat(folder, name, 0); // the second name is ours: take it back
+            return FileError(error);
+        }
         const int error = errno;
-        ::unlinkat(folder, name, 0); // the second name is ours: take it back
-        return FileError(error);
+        if (error == EXDEV)
+            return copyAcrossDevices(source, folder, name, context);
+        if (error != EPERM && error != EOPNOTSUPP && error != EMLINK && error != ENOSYS)
+            return FileError(error);
+        if (error != EMLINK) // too many links is about this file, not the file system
+            rememberRefusal(folder, hardLinks);
     }
-    const int error = errno;
-    if (error == EXDEV)
-        return copyAcrossDevices(source, folder, name, context);
-    if (error != EPERM && error != EOPNOTSUPP && error != EMLINK && error != ENOSYS)
-        return FileError(error);
     // No hard links here either (some FUSE file systems): rename over a reservation.
     struct stat info;
     if (::lstat(source.c_str(), &info) != 0)
@@ -366,11 +397,11 @@ FileError PosixFileSystem::linkThenUnlink(const Path &source, int folder, const 
 }
 
 FileError PosixFileSystem::renameOverReservation(int fromFolder, const char *fromName, int folder, const char *name,
-                                                 const FileStamp &file, const MoveContext &context)
+                                                 const FileStamp &file, const MoveContext &context, bool announced)
 {
     // O_EXCL fails on any item of that name, a link included, and where the
     // file system ignores case, on a name that differs only in case.
-    if (context.beforePublish && !(*context.beforePublish)(file, {}))
+    if (!announced && context.beforePublish && !(*context.beforePublish)(file, {}))
         return FileError(EIO);
     const Descriptor reservation(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!reservation) {

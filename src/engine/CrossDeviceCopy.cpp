@@ -155,7 +155,12 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     // move (where the next run looks for leftovers) or in the target folder.
     std::string partial;
     int partialFolder = dir;
-    int tmpfd = openAnonymousFile(dir);
+    int tmpfd = -1;
+    if (!refuses(device, anonymousFiles)) {
+        tmpfd = openAnonymousFile(dir);
+        if (tmpfd < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL))
+            rememberRefusal(device, anonymousFiles);
+    }
     if (tmpfd < 0) {
         int error = 0;
         const int root =

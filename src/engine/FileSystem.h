@@ -239,7 +239,7 @@ protected:
     // Which ways of taking a name without replacing anything a file system
     // has refused once: later moves onto it go straight to the way that
     // works. Forgetting costs only time; the reservation works everywhere.
-    enum Refused : unsigned { noReplaceFlag = 1, hardLinks = 2 };
+    enum Refused : unsigned { noReplaceFlag = 1, hardLinks = 2, anonymousFiles = 4 };
     bool refuses(std::uint64_t device, Refused way) const;
     void rememberRefusal(std::uint64_t device, Refused way);
     bool refuses(int folder, Refused way) const; // by the folder's file system

@@ -13,6 +13,7 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,6 +21,20 @@
 #include <unistd.h>
 
 namespace sorvanel::test {
+
+// A temporary folder that goes away whole, even with names that are not
+// UTF-8 inside (QTemporaryDir leaves those, and their folders, behind).
+class TemporaryFolder : public QTemporaryDir
+{
+public:
+    using QTemporaryDir::QTemporaryDir;
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;
+        if (isValid())
+            std::filesystem::remove_all(std::filesystem::path(QFile::encodeName(path()).toStdString()), ignored);
+    }
+};
 
 // Points HOME and XDG_CONFIG_HOME at a fresh temporary folder for the life
 // of the object, so no test ever touches the real home.
@@ -38,7 +53,7 @@ public:
     QString configHome() const { return m_dir.path() + QStringLiteral("/.config"); }
 
 private:
-    QTemporaryDir m_dir;
+    TemporaryFolder m_dir;
 };
 
 // Writes a file with the given bytes; a valid `modified` sets its modification time.
@@ -89,12 +104,12 @@ inline std::optional<QString> otherFileSystem(const QString &near)
 
 // A fresh temporary folder on another file system than `near`; null where
 // the machine has none.
-inline std::unique_ptr<QTemporaryDir> folderOnOtherFileSystem(const QString &near)
+inline std::unique_ptr<TemporaryFolder> folderOnOtherFileSystem(const QString &near)
 {
     const auto other = otherFileSystem(near);
     if (!other)
         return nullptr;
-    return std::make_unique<QTemporaryDir>(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
+    return std::make_unique<TemporaryFolder>(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
 }
 
 // A moment well in the past, so files written now pass the two-second age test.

@@ -45,7 +45,7 @@ class TestExecutionLock : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir m_dir;
+    TemporaryFolder m_dir;
     Path root() const { return toPath(m_dir.path()) / "dest"; }
 
     std::unique_ptr<QProcess> startHolder()

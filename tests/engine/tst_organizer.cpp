@@ -63,7 +63,7 @@ class TestOrganizer : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<TemporaryFolder> m_dir;
     Path m_source;
     Path m_destination;
 
@@ -92,7 +92,7 @@ class TestOrganizer : public QObject
 private slots:
     void init()
     {
-        m_dir = std::make_unique<QTemporaryDir>();
+        m_dir = std::make_unique<TemporaryFolder>();
         m_source = toPath(m_dir->path()) / "Downloads";
         m_destination = m_source / "__filesDownloadedAt";
         std::filesystem::create_directories(m_source);
@@ -378,7 +378,7 @@ private slots:
         QFETCH(QString, sourceSuffix);
         QFETCH(QString, destinationSuffix);
         QFETCH(bool, acrossDrives);
-        std::unique_ptr<QTemporaryDir> far;
+        std::unique_ptr<TemporaryFolder> far;
         Path sorted = toPath(m_dir->path()) / "Sorted";
         if (acrossDrives) {
             far = folderOnOtherFileSystem(m_dir->path());

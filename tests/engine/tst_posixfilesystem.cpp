@@ -78,11 +78,11 @@ class TestPosixFileSystem : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<TemporaryFolder> m_dir;
     Path path(const char *name) const { return toPath(m_dir->path()) / name; }
 
 private slots:
-    void init() { m_dir = std::make_unique<QTemporaryDir>(); }
+    void init() { m_dir = std::make_unique<TemporaryFolder>(); }
 
     void listingReadsPropertiesWithoutFollowingLinks()
     {
@@ -186,7 +186,7 @@ private slots:
         const auto other = otherFileSystem(m_dir->path());
         if (!other)
             QSKIP("no second writable file system on this machine");
-        QTemporaryDir far(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
+        TemporaryFolder far(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
         QVERIFY(far.isValid());
         writeFile(path("x.txt"), "across");
         PosixFileSystem fs;
@@ -326,7 +326,7 @@ private slots:
         const auto other = otherFileSystem(m_dir->path());
         if (!other)
             QSKIP("no second writable file system on this machine");
-        QTemporaryDir far(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
+        TemporaryFolder far(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
         const Path root = toPath(far.path());
         PosixFileSystem fs;
         writeFile(path("kept.bin"), "payload");

@@ -56,8 +56,8 @@ class TestWriters : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<QTemporaryDir> m_far; // on another file system, where the machine has one
+    std::unique_ptr<TemporaryFolder> m_dir;
+    std::unique_ptr<TemporaryFolder> m_far; // on another file system, where the machine has one
     Path m_source;
 
     Path destination(bool acrossDrives)
@@ -99,7 +99,7 @@ class TestWriters : public QObject
 private slots:
     void init()
     {
-        m_dir = std::make_unique<QTemporaryDir>();
+        m_dir = std::make_unique<TemporaryFolder>();
         m_far.reset();
         m_source = toPath(m_dir->path()) / "Downloads";
         std::filesystem::create_directories(std::filesystem::path(m_source));

@@ -26,7 +26,7 @@ class TestSystemdLoginItemService : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<TemporaryFolder> m_dir;
     QString m_agent;
     QString m_systemctl;
 
@@ -65,7 +65,7 @@ class TestSystemdLoginItemService : public QObject
 private slots:
     void init()
     {
-        m_dir = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/sorvanel $odd%dir-XXXXXX"));
+        m_dir = std::make_unique<TemporaryFolder>(QDir::tempPath() + QStringLiteral("/sorvanel $odd%dir-XXXXXX"));
         m_agent = m_dir->path() + QStringLiteral("/sorvanel-agent");
         writeText(u"sorvanel-agent"_qs, "#!/bin/sh\n");
         QFile::setPermissions(m_agent, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);

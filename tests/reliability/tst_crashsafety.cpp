@@ -154,8 +154,8 @@ class TestCrashSafety : public QObject
     // Where a case runs: a source folder, and a destination inside it or on another drive.
     struct Folders
     {
-        QTemporaryDir near;
-        std::unique_ptr<QTemporaryDir> far;
+        TemporaryFolder near;
+        std::unique_ptr<TemporaryFolder> far;
         Path source;
         Path destination;
     };

@@ -78,7 +78,7 @@ class TestDownloads : public QObject
     Q_OBJECT
 
     std::unique_ptr<TemporaryHome> m_home;
-    std::unique_ptr<QTemporaryDir> m_far;
+    std::unique_ptr<TemporaryFolder> m_far;
 
 private slots:
     void init() { m_home = std::make_unique<TemporaryHome>(); }
@@ -124,7 +124,7 @@ private slots:
         // over the empty file at the end; it keeps running afterwards.
         const bool aria2 = downloader == u"aria2c";
         const bool firefox = downloader == u"firefox-esr";
-        QTemporaryDir profile;
+        TemporaryFolder profile;
         if (downloader == u"curl") {
             download.start(program, {u"-s"_qs, u"-o"_qs, m_home->downloads() + u"/image.iso"_qs, url});
         } else if (downloader == u"wget") {

@@ -109,14 +109,14 @@ class TestDrives : public QObject
     Q_OBJECT
 
     std::unique_ptr<TemporaryHome> m_home;
-    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<TemporaryFolder> m_folder;
     std::unique_ptr<Volume> m_volume;
 
     Path downloads() const { return toPath(m_home->downloads()); }
 
     void mount(const QString &kind)
     {
-        m_folder = std::make_unique<QTemporaryDir>();
+        m_folder = std::make_unique<TemporaryFolder>();
         m_volume = std::make_unique<Volume>(kind, m_folder->path());
         if (!m_volume->problem().isEmpty())
             return;

@@ -97,7 +97,7 @@ private slots:
     {
         Originals originals;
         originals.create(source(), 6000, 3, 1000000);
-        QTemporaryDir outsideDir;
+        TemporaryFolder outsideDir;
         const Path outside = toPath(outsideDir.path());
         std::filesystem::create_directories(std::filesystem::path(outside / "docs"));
         QByteArray output;
@@ -151,7 +151,7 @@ private slots:
     {
         Originals originals;
         originals.create(source(), 6000, 4, 1000000);
-        QTemporaryDir elsewhere;
+        TemporaryFolder elsewhere;
         std::atomic<bool> swapped = false;
         QProcess organize;
         organize.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"organize"_qs});

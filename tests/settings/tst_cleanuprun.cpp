@@ -20,7 +20,7 @@ class TestCleanupRun : public QObject
     Q_OBJECT
 
     std::unique_ptr<TemporaryHome> m_home;
-    std::unique_ptr<QTemporaryDir> m_far;
+    std::unique_ptr<TemporaryFolder> m_far;
     std::unique_ptr<CleanupRun> m_run;
 
     Path downloads() const { return toPath(m_home->downloads()); }

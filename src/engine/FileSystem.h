@@ -164,6 +164,16 @@ public:
         return false;
     }
 
+    // Whether the file system under the folder gives a file the same inode
+    // number for its whole life. FAT and exFAT number files afresh each time
+    // the drive is mounted, and FUSE file systems may number them as they
+    // meet them: there a file is known again by its size and time alone.
+    virtual bool keepsFileNumbers(const Path &folder)
+    {
+        (void)folder;
+        return true;
+    }
+
     // Where a file system can't make anonymous files, a copy to another drive
     // is written under a hidden ".sorvanel-NUMBER.partial" name in the `within`
     // root. A crash can leave one behind; it is never the only copy of a file
@@ -200,6 +210,7 @@ public:
     bool removeEmptyFolder(const Path &path) override;
     std::optional<Path> findFile(const Path &folder, const FileIdentity &identity) override;
     bool ignoresCase(const Path &folder) override;
+    bool keepsFileNumbers(const Path &folder) override;
     void removeLeftoverCopies(const Path &root) override;
     void closeFolders() override;
     Path resolvingSymlinks(const Path &path) override;

@@ -17,6 +17,7 @@
 #include <string_view>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/sysmacros.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -572,6 +573,25 @@ bool PosixFileSystem::ignoresCase(const Path &folder)
         return ::stat(other.c_str(), &there) == 0 && posix::sameFile(here, there);
     }
     return false;
+}
+
+bool PosixFileSystem::keepsFileNumbers(const Path &folder)
+{
+    // Nothing can be tried here: a file keeps its number until the drive is
+    // mounted again. So it goes by the file system's kind.
+    constexpr unsigned long fuse = 0x65735546;
+    constexpr unsigned long fat = 0x4d44;
+    constexpr unsigned long exfat = 0x2011bab0;
+    for (Path path = folder; !path.empty(); path = path.parent_path()) {
+        struct statfs info;
+        if (::statfs(path.c_str(), &info) == 0) {
+            const auto kind = static_cast<unsigned long>(info.f_type);
+            return kind != fuse && kind != fat && kind != exfat;
+        }
+        if (errno != ENOENT || path == path.parent_path())
+            break;
+    }
+    return true;
 }
 
 Path PosixFileSystem::resolvingSymlinks(const Path &path)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Taking runs back, and accounting for runs that a kill cut short. Both work
 // from the run journal and from what lies on disk, never from a guess: a
-// file counts as ours only when the journal names its identity.
+// file counts as ours only when it matches what the journal wrote down of it.
 #include "Organizer.h"
 
 #include "Localization.h"
@@ -135,6 +135,16 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
         recoverInterruptedRuns(journal, run->destinationRoot);
     }
 
+    // A filed file is known again by its size and time, and by its inode
+    // number where the drive keeps those; not by its device number, which
+    // changes when the drive is plugged in again under another name.
+    const bool numbered = fs.keepsFileNumbers(run->destinationRoot);
+    const auto stillFiled = [numbered](const std::optional<FileStamp> &stamp, const FileIdentity &placed,
+                                       std::int64_t size, std::int64_t modifiedNs) {
+        return stamp && stamp->isRegularFile && stamp->size == size && stamp->modifiedNs == modifiedNs
+            && (!numbered || stamp->identity.inode == placed.inode);
+    };
+
     std::vector<JournalMove> moves = journal.moves(run->id);
     const bool anythingMoved = std::any_of(moves.begin(), moves.end(), [](const JournalMove &move) {
         return move.state == JournalMove::State::moved || move.state == JournalMove::State::intended;
@@ -244,7 +254,7 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
             restored();
             continue;
         }
-        if (!atDestination || !atDestination->sameContent(placed, move.size, placedTime)) {
+        if (!stillFiled(atDestination, placed, move.size, placedTime)) {
             fail(move, L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is."));
             continue;
         }

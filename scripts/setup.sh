@@ -20,6 +20,7 @@ SORVANEL_PACKAGES=(
     appstream                        # the metainfo's validator, run by the tests
     dbus                             # a private session bus (dbus-run-session) for the notification tests
     exfat-fuse exfatprogs ntfs-3g    # exFAT and NTFS volumes through FUSE, for the tests of such destinations
+    strace                           # stops a program at an exact system call, for the tests of kills there
 )
 
 sorvanel_install_packages() {

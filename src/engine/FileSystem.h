@@ -154,6 +154,8 @@ public:
     virtual bool removeEmptyFolder(const Path &path) = 0;
     // The name under which the folder holds that file, if it does.
     virtual std::optional<Path> findFile(const Path &folder, const FileIdentity &identity) = 0;
+    // Whether two regular files (links not followed) hold the same bytes.
+    virtual bool sameBytes(const Path &a, const Path &b) = 0;
 
     // Whether names in the folder (or, while it does not exist yet, in the
     // nearest folder above it) ignore case, as on FAT, exFAT and NTFS seen
@@ -209,6 +211,7 @@ public:
     FileError removeFile(const Path &path, const FileIdentity &expected) override;
     bool removeEmptyFolder(const Path &path) override;
     std::optional<Path> findFile(const Path &folder, const FileIdentity &identity) override;
+    bool sameBytes(const Path &a, const Path &b) override;
     bool ignoresCase(const Path &folder) override;
     bool keepsFileNumbers(const Path &folder) override;
     void removeLeftoverCopies(const Path &root) override;

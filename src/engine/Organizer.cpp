@@ -765,8 +765,11 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
 
     RunJournal *journal = journaling.journal;
     const QUuid &runId = journaling.runId;
+    // Files whose move a killed run had all but finished: the settling
+    // below finishes it, and this run leaves them out without a word.
+    std::unordered_set<std::string> finishedEarlier;
     if (journal) {
-        recoverInterruptedRuns(*journal, plan.destinationRoot);
+        recoverInterruptedRuns(*journal, plan.destinationRoot, &finishedEarlier);
         if (plan.moves.empty()) {
             journal = nullptr; // nothing to write down, nothing to undo
         } else if (!journal->begin({runId, plan.generatedAt, journaling.mode,
@@ -935,6 +938,10 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
                 readyFolders.emplace(directoryView);
             return error;
         };
+        if (!finishedEarlier.empty() && finishedEarlier.count(move.sourceURL.native())) {
+            recordOutcome(JournalMove::State::notMoved, nullptr);
+            continue;
+        }
         // A download may have started or resumed since planning.
         if (writerCheck) {
             if (auto writer = writerCheck->writerOf(move.sourceURL, move.sourceIdentity)) {

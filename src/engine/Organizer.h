@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace sorvanel {
 
@@ -69,8 +70,10 @@ public:
     // The run an undo without a run ID takes back, if any.
     static std::optional<JournalRun> latestUndoableRun(RunJournal &journal);
     // Settles the runs on `destinationRoot` that a kill cut short, from what
-    // lies on disk. Call it holding the root's lock.
-    void recoverInterruptedRuns(RunJournal &journal, const Path &destinationRoot);
+    // lies on disk. Call it holding the root's lock. `finished` gains the
+    // sources of the moves it finished (their source names are gone now).
+    void recoverInterruptedRuns(RunJournal &journal, const Path &destinationRoot,
+                                std::unordered_set<std::string> *finished = nullptr);
     // Plans, then executes. Throws what makePlan throws.
     OrganizationResult organize(const OrganizerConfiguration &configuration);
 
@@ -116,7 +119,8 @@ private:
     };
     OrganizationResult executeNormalized(const OrganizationPlan &plan, const Journaling &journaling,
                                          ExecutionObserver *observer);
-    JournalMove::State recoverMove(JournalMove &move);
+    // `numbered`: the destination's file system keeps inode numbers.
+    JournalMove::State recoverMove(JournalMove &move, bool numbered);
 
     std::shared_ptr<FileSystem> m_fileManager;
     std::shared_ptr<WriterProbe> m_writerProbe;

@@ -404,7 +404,7 @@ FileError PosixFileSystem::renameOverReservation(int fromFolder, const char *fro
     // file system ignores case, on a name that differs only in case.
     if (!announced && context.beforePublish && !(*context.beforePublish)(file, {}))
         return FileError(EIO);
-    const Descriptor reservation(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    Descriptor reservation(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!reservation) {
         // In a folder that is there, a name that can't be made is one the
         // file system refuses: characters FAT and exFAT don't allow, bytes
@@ -414,6 +414,10 @@ FileError PosixFileSystem::renameOverReservation(int fromFolder, const char *fro
     }
     struct stat reserved;
     ::fstat(reservation.get(), &reserved);
+    // Closed before anything is renamed over it: FUSE file systems of the
+    // high-level library first rename a file that is still open out of the
+    // way, under a hidden name, which costs round trips and renumbers it.
+    reservation = Descriptor();
     const FileIdentity reservedIdentity{std::uint64_t(reserved.st_dev), std::uint64_t(reserved.st_ino)};
     // The empty reservation is ours to remove again, but only while the name holds it.
     const auto release = [&] {
@@ -500,6 +504,35 @@ FileError PosixFileSystem::removeFile(const Path &path, const FileIdentity &expe
 bool PosixFileSystem::removeEmptyFolder(const Path &path)
 {
     return ::rmdir(path.c_str()) == 0;
+}
+
+bool PosixFileSystem::sameBytes(const Path &a, const Path &b)
+{
+    const Descriptor first(::open(a.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const Descriptor second(::open(b.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat one;
+    struct stat other;
+    if (!first || !second || ::fstat(first.get(), &one) != 0 || ::fstat(second.get(), &other) != 0
+        || !S_ISREG(one.st_mode) || !S_ISREG(other.st_mode) || one.st_size != other.st_size)
+        return false;
+    constexpr std::size_t chunk = 1 << 20;
+    const auto left = std::make_unique<char[]>(chunk);
+    const auto right = std::make_unique<char[]>(chunk);
+    for (off_t offset = 0; offset < one.st_size;) {
+        const ssize_t n = ::pread(first.get(), left.get(), chunk, offset);
+        if (n <= 0)
+            return false;
+        for (ssize_t got = 0; got < n;) {
+            const ssize_t m = ::pread(second.get(), right.get() + got, std::size_t(n - got), offset + got);
+            if (m <= 0)
+                return false;
+            got += m;
+        }
+        if (std::memcmp(left.get(), right.get(), std::size_t(n)) != 0)
+            return false;
+        offset += n;
+    }
+    return true;
 }
 
 std::optional<Path> PosixFileSystem::findFile(const Path &folder, const FileIdentity &identity)

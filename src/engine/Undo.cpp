@@ -27,22 +27,25 @@ QString nameOf(const Path &path)
 
 } // namespace
 
-JournalMove::State Organizer::recoverMove(JournalMove &move)
+JournalMove::State Organizer::recoverMove(JournalMove &move, bool numbered)
 {
     FileSystem &fs = *m_fileManager;
     // An empty reservation of the destination name that a kill left behind
     // is ours to take away: the one the journal names, or, killed before its
     // name was written down, an empty file made right after the copy was
     // announced under that name (the name was free then: the reservation
-    // takes only a free name).
+    // takes only a free name). Where file numbers don't hold, they tell
+    // nothing: there an empty file is taken for the reservation only when
+    // the copy can't be empty, and by its time alone.
     if (move.placed.inode) {
         const auto atDestination = fs.stampOf(move.destination);
         constexpr std::int64_t second = 1000000000;
-        const bool recorded = move.reserved.inode && atDestination
+        const bool recorded = numbered && move.reserved.inode && atDestination
             && atDestination->sameContent(move.reserved, 0, atDestination->modifiedNs);
-        const bool unrecorded = !move.reserved.inode && move.announcedNs > 0 && atDestination
-            && atDestination->isRegularFile && atDestination->size == 0 && atDestination->identity != move.placed
-            && atDestination->modifiedNs >= move.announcedNs - 2 * second
+        const bool notTheCopy =
+            numbered ? !move.reserved.inode && atDestination && atDestination->identity != move.placed : move.size > 0;
+        const bool unrecorded = notTheCopy && move.announcedNs > 0 && atDestination && atDestination->isRegularFile
+            && atDestination->size == 0 && atDestination->modifiedNs >= move.announcedNs - 2 * second
             && atDestination->modifiedNs <= move.announcedNs + 60 * second;
         if (recorded || unrecorded)
             fs.removeFile(move.destination, atDestination->identity);
@@ -52,8 +55,23 @@ JournalMove::State Organizer::recoverMove(JournalMove &move)
     if (move.placed.inode) {
         // A copy on another drive, announced before it was published.
         const auto atDestination = fs.stampOf(move.destination);
-        if (!holds(atDestination, move.placed))
-            return JournalMove::State::notMoved; // never published; the source stayed
+        if (!holds(atDestination, move.placed)) {
+            // Where the drive numbers files afresh (a FUSE file system that
+            // numbers a name as it meets it, say), the copy may lie there
+            // under another number: known again by its size and time. Then
+            // the source, if it is still there unchanged, goes only when the
+            // copy holds its very bytes.
+            const bool lookAlike = !numbered && atDestination && atDestination->isRegularFile
+                && atDestination->size == move.size && atDestination->modifiedNs == move.placedModifiedNs;
+            if (!lookAlike)
+                return JournalMove::State::notMoved; // never published; the source stayed
+            if (!atSource || !atSource->isRegularFile || atSource->identity != move.original)
+                return JournalMove::State::moved;
+            if (!atSource->sameContent(move.original, move.size, move.modifiedNs)
+                || !fs.sameBytes(move.source, move.destination) || fs.removeFile(move.source, move.original))
+                return JournalMove::State::notMoved; // both stay
+            return JournalMove::State::moved;
+        }
         if (atSource && atSource->isRegularFile && atSource->identity == move.original) {
             // Published, but the source was not yet removed: finish the move,
             // provided the source is still the file that was planned (and so
@@ -83,16 +101,22 @@ JournalMove::State Organizer::recoverMove(JournalMove &move)
     return JournalMove::State::notMoved;
 }
 
-void Organizer::recoverInterruptedRuns(RunJournal &journal, const Path &destinationRoot)
+void Organizer::recoverInterruptedRuns(RunJournal &journal, const Path &destinationRoot,
+                                       std::unordered_set<std::string> *finished)
 {
+    std::optional<bool> numbered; // asked only when a run needs settling
     for (const JournalRun &run : journal.runs()) {
         if (run.finished || run.destinationRoot != destinationRoot)
             continue;
+        if (!numbered)
+            numbered = m_fileManager->keepsFileNumbers(destinationRoot);
         std::vector<JournalMove> settled;
         for (JournalMove &move : journal.moves(run.id)) {
             if (move.state != JournalMove::State::intended)
                 continue;
-            move.state = recoverMove(move);
+            move.state = recoverMove(move, *numbered);
+            if (finished && move.state == JournalMove::State::moved && !m_fileManager->itemExists(move.source))
+                finished->insert(move.source.native());
             settled.push_back(std::move(move));
         }
         if (journal.settle(run.id, settled))

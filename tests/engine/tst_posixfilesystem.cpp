@@ -305,6 +305,37 @@ private slots:
         QVERIFY(!fs.findFile(path("missing"), moved));
     }
 
+    void sameBytesComparesWholeRegularFiles_data()
+    {
+        QTest::addColumn<QByteArray>("first");
+        QTest::addColumn<QByteArray>("second"); // "->" makes a link to the first
+        QTest::addColumn<bool>("same");
+        const QByteArray big(3 * 1024 * 1024 + 5, 'x'); // more than one read
+        QByteArray lastDiffers = big;
+        lastDiffers[lastDiffers.size() - 1] = 'y';
+        QTest::newRow("equal, several reads") << big << big << true;
+        QTest::newRow("last byte differs") << big << lastDiffers << false;
+        QTest::newRow("one longer") << QByteArray("abc") << QByteArray("abcd") << false;
+        QTest::newRow("both empty") << QByteArray() << QByteArray() << true;
+        QTest::newRow("link to it") << QByteArray("abc") << QByteArray("->") << false;
+    }
+
+    void sameBytesComparesWholeRegularFiles()
+    {
+        QFETCH(QByteArray, first);
+        QFETCH(QByteArray, second);
+        QFETCH(bool, same);
+        writeFile(path("a"), first);
+        if (second == "->")
+            std::filesystem::create_symlink("a", path("b"));
+        else
+            writeFile(path("b"), second);
+        PosixFileSystem fs;
+        QCOMPARE(fs.sameBytes(path("a"), path("b")), same);
+        QCOMPARE(fs.sameBytes(path("b"), path("a")), same);
+        QVERIFY(!fs.sameBytes(path("a"), path("missing")));
+    }
+
     void createDirectoryNamesTheFoldersItMade()
     {
         PosixFileSystem fs;

@@ -404,7 +404,7 @@ FileError PosixFileSystem::renameOverReservation(int fromFolder, const char *fro
     // file system ignores case, on a name that differs only in case.
     if (!announced && context.beforePublish && !(*context.beforePublish)(file, {}))
         return FileError(EIO);
-    Descriptor reservation(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    const Descriptor reservation(::openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!reservation) {
         // In a folder that is there, a name that can't be made is one the
         // file system refuses: characters FAT and exFAT don't allow, bytes
@@ -413,11 +413,9 @@ FileError PosixFileSystem::renameOverReservation(int fromFolder, const char *fro
         return FileError(error == EILSEQ || error == EINVAL || error == ENOENT ? int(FileError::nameRefused) : error);
     }
     struct stat reserved;
+    // Kept open until the rename, so that no other file can be given its
+    // number meanwhile and pass for it.
     ::fstat(reservation.get(), &reserved);
-    // Closed before anything is renamed over it: FUSE file systems of the
-    // high-level library first rename a file that is still open out of the
-    // way, under a hidden name, which costs round trips and renumbers it.
-    reservation = Descriptor();
     const FileIdentity reservedIdentity{std::uint64_t(reserved.st_dev), std::uint64_t(reserved.st_ino)};
     // The empty reservation is ours to remove again, but only while the name holds it.
     const auto release = [&] {

@@ -118,4 +118,14 @@ inline int cli(const QStringList &arguments, QByteArray *output = nullptr)
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
 }
 
+// Undoes the latest run until none is left; false when that never ends.
+inline bool undoEveryRun(int most = 1000)
+{
+    for (int undos = 0; cli({QStringLiteral("undo")}) != 2;) {
+        if (++undos >= most)
+            return false;
+    }
+    return true;
+}
+
 } // namespace sorvanel::test

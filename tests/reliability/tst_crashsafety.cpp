@@ -105,9 +105,7 @@ class TestCrashSafety : public QObject
         QVERIFY(std::filesystem::is_empty(std::filesystem::path(source)) || onlyDestinationLeft(source, destination));
         // The journal accounts for every move, even of the runs that were
         // killed: undoing them all brings every file of the batch home.
-        int undos = 0;
-        while (cli({u"undo"_qs}) != 2)
-            QVERIFY(++undos < 1000);
+        QVERIFY(undoEveryRun());
         const auto back = originals.census(trees);
         QCOMPARE(back.missing, 0);
         QCOMPARE(back.duplicated, 0);
@@ -140,9 +138,7 @@ class TestCrashSafety : public QObject
         // (An undo killed after its last file went back leaves its run open;
         // once a later run has filed the same files again, undoing that run
         // finds them "moved since" and leaves them, as it should.)
-        int undos = 0;
-        while (cli({u"undo"_qs}) != 2)
-            QVERIFY(++undos < 1000);
+        QVERIFY(undoEveryRun());
         const auto census = originals.census(trees);
         QCOMPARE(census.foreign, 0);
         QCOMPARE(census.missing, 0);

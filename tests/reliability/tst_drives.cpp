@@ -177,15 +177,14 @@ private slots:
         writeFile(m_volume->root() / "Existing.txt", "already there", old);
         // The preview names what execution will use: one report is numbered where case is ignored.
         QByteArray preview;
-        run(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"preview"_qs, u"--json"_qs}, &preview);
+        cli({u"preview"_qs, u"--json"_qs}, &preview);
         QStringList planned;
         for (const auto &move : QJsonDocument::fromJson(preview).object().value(u"moves"_qs).toArray())
             planned << move.toObject().value(u"destination"_qs).toString().section(u'/', -1);
         QCOMPARE(planned.contains(u"report-2.pdf"_qs, Qt::CaseInsensitive), exfat);
 
         QByteArray output;
-        const int status =
-            run(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"organize"_qs, u"--json"_qs}, &output);
+        const int status = cli({u"organize"_qs, u"--json"_qs}, &output);
         const QJsonObject result = QJsonDocument::fromJson(output).object();
         QMap<QString, QString> problems;
         for (const auto &issue : result.value(u"issues"_qs).toArray())
@@ -218,7 +217,7 @@ private slots:
 
         // The drive numbers its files afresh when mounted again: undo still knows them.
         QVERIFY(m_volume->remount());
-        QCOMPARE(run(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"undo"_qs}), 0);
+        QCOMPARE(cli({u"undo"_qs}), 0);
         for (auto it = home.cbegin(); it != home.cend(); ++it)
             QCOMPARE(readFile(downloads() / it.key().toStdString()), it.value());
         QCOMPARE(filesBelow(m_volume->root()).keys(), QStringList{u"Existing.txt"_qs});
@@ -250,14 +249,14 @@ private slots:
             QSKIP(qPrintable(m_volume->problem()));
         Originals originals;
         originals.create(downloads(), 6, 17, 1000);
-        const QString cliPath = QString::fromLocal8Bit(qgetenv("SORVANEL_CLI"));
         run(u"strace"_qs,
             {u"-f"_qs, u"-o"_qs, u"/dev/null"_qs, u"-e"_qs, u"trace="_qs + call, u"-e"_qs,
-             u"inject="_qs + call + u":signal=SIGKILL:when=3"_qs, cliPath, u"organize"_qs});
+             u"inject="_qs + call + u":signal=SIGKILL:when=3"_qs, QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")),
+             u"organize"_qs});
         QVERIFY(m_volume->remount());
 
         QByteArray output;
-        QCOMPARE(run(cliPath, {u"organize"_qs, u"--json"_qs}, &output), 0);
+        QCOMPARE(cli({u"organize"_qs, u"--json"_qs}, &output), 0);
         QCOMPARE(QJsonDocument::fromJson(output).object().value(u"issues"_qs).toArray().size(), 0);
         const auto filed = originals.census({downloads(), m_volume->root()});
         QCOMPARE(filed.found, originals.size());
@@ -265,8 +264,7 @@ private slots:
         QCOMPARE(filed.empty, 0);
         QCOMPARE(filed.foreign, 0);
 
-        for (int undos = 0; cli({u"undo"_qs}) != 2;)
-            QVERIFY(++undos < 10);
+        QVERIFY(undoEveryRun(10));
         const auto home = originals.census({downloads()});
         QCOMPARE(home.found, originals.size());
         QCOMPARE(home.duplicated, 0);
@@ -314,8 +312,7 @@ private slots:
                      qPrintable(relative));
 
         QVERIFY(m_volume->remount());
-        for (int undos = 0; cli({u"undo"_qs}) != 2;)
-            QVERIFY(++undos < 100);
+        QVERIFY(undoEveryRun(100));
         const auto home = originals.census({downloads()});
         QCOMPARE(home.found, originals.size());
         QCOMPARE(home.duplicated, 0);

@@ -74,6 +74,10 @@ public:
     // sources of the moves it finished (their source names are gone now).
     void recoverInterruptedRuns(RunJournal &journal, const Path &destinationRoot,
                                 std::unordered_set<std::string> *finished = nullptr);
+    // The same before planning, so that names a killed run held are free
+    // to plan with again: only when a run on `destinationRoot` was cut
+    // short, and only if its lock is free (a run holding it is no leftover).
+    void settleInterruptedRuns(RunJournal &journal, const Path &destinationRoot);
     // Plans, then executes. Throws what makePlan throws.
     OrganizationResult organize(const OrganizerConfiguration &configuration);
 

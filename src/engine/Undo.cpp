@@ -124,6 +124,22 @@ void Organizer::recoverInterruptedRuns(RunJournal &journal, const Path &destinat
     }
 }
 
+void Organizer::settleInterruptedRuns(RunJournal &journal, const Path &destinationRoot)
+{
+    const Path root = normalizedPath(destinationRoot);
+    const std::vector<JournalRun> runs = journal.runs();
+    if (std::none_of(runs.begin(), runs.end(),
+                     [&](const JournalRun &run) { return !run.finished && run.destinationRoot == root; }))
+        return;
+    try {
+        const OrganizerExecutionLock lock(root, *m_fileManager);
+        m_fileManager->removeLeftoverCopies(root);
+        recoverInterruptedRuns(journal, root);
+    } catch (const OrganizerFailure &) {
+        // Held or out of reach: the run that follows says so, or settles it.
+    }
+}
+
 std::optional<JournalRun> Organizer::latestUndoableRun(RunJournal &journal)
 {
     for (const JournalRun &run : journal.runs()) {

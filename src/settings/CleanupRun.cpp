@@ -24,6 +24,10 @@ OrganizerConfiguration CleanupRun::configuration(const StoredSettings &settings,
 OrganizationPlan CleanupRun::plan(const Clock &now, Organizer::PlanUse use)
 {
     const OrganizerConfiguration settings = configuration(m_store.load(), now);
+    // A plan to carry out at once plans with the names a killed run left
+    // reserved, which settling frees; a preview changes nothing on disk.
+    if (use == Organizer::PlanUse::execution)
+        m_organizer->settleInterruptedRuns(m_journal, settings.destinationURL);
     try {
         return m_organizer->makePlan(settings, use);
     } catch (const OrganizerFailure &failure) {

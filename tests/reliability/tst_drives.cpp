@@ -10,6 +10,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QtTest>
 
@@ -237,7 +238,8 @@ private slots:
     // Killed at the system call itself (strace stops the program there),
     // then the drive pulled and plugged back in, so that no file keeps its
     // number: the next run settles it all, with no file twice, no empty
-    // reservation, and no problem to report; undo brings every file home.
+    // reservation, no counter name and no problem to report; undo brings
+    // every file home.
     void killedAtTheWorstMoments()
     {
         QFETCH(QString, kind);
@@ -263,6 +265,10 @@ private slots:
         QCOMPARE(filed.duplicated, 0);
         QCOMPARE(filed.empty, 0);
         QCOMPARE(filed.foreign, 0);
+        // The name the killed copy held is free again: no file took a counter name.
+        const QStringList counted =
+            regularFilesBelow(displayPath(m_volume->root())).filter(QRegularExpression(u"-\\d+(\\.[^/]*)?$"_qs));
+        QVERIFY2(counted.isEmpty(), qPrintable(counted.join(u", "_qs)));
 
         QVERIFY(undoEveryRun(10));
         const auto home = originals.census({downloads()});

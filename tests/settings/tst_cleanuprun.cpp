@@ -275,6 +275,30 @@ private slots:
         QCOMPARE(int(states[1].state), int(JournalMove::State::notMoved));
     }
 
+    // A copy killed while it held an empty reservation of its name: the
+    // next run frees the name before it plans, and the file takes it.
+    void aNameAKilledRunReservedIsFreeForTheNextRun()
+    {
+        writeFile(downloads() / "report.txt", "report", longAgo());
+        const Path target = m_run->plan().moves.at(0).destinationURL;
+        const Path staged = destination() / ".sorvanel-1.partial";
+        std::filesystem::create_directories(std::filesystem::path(target.parent_path()));
+        writeFile(staged, "report");
+        writeFile(target, "");
+        RunJournal &journal = m_run->journal();
+        const QUuid id = QUuid::createUuid();
+        QVERIFY(journal.begin(
+            {id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), destination()}));
+        QVERIFY(journal.intend(id, {intended(0, downloads() / "report.txt", target)}));
+        QVERIFY(journal.publishing(id, 0, *PosixFileSystem().stampOf(staged), target, false,
+                                   PosixFileSystem().stampOf(target)->identity));
+
+        QCOMPARE(m_run->organize(OrganizationRunMode::manual).result.moved, 1);
+        QCOMPARE(readFile(target), QByteArray("report"));
+        QCOMPARE(regularFilesBelow(displayPath(destination())).size(), 2); // the file and the lock
+        QCOMPARE(m_run->store().loadHistory().size(), 1); // the killed run moved nothing
+    }
+
     // The journal keeps the runs the history keeps, and no more.
     void theJournalIsPrunedWithTheHistory()
     {

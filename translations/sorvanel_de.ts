@@ -643,5 +643,13 @@
         <source>%@ must be between %d and %d.</source>
         <translation>%@ muss zwischen %d und %d liegen.</translation>
     </message>
+    <message>
+        <source>The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic.</source>
+        <translation>Die Einstellungen zur Wahl: sourcePath und destinationPath (Ordner), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic.</translation>
+    </message>
+    <message>
+        <source>Note: Sorvanel does not read “%@”; it is stored all the same.</source>
+        <translation>Hinweis: Sorvanel liest „%@“ nicht; der Wert ist trotzdem gespeichert.</translation>
+    </message>
 </context>
 </TS>

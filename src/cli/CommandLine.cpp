@@ -239,6 +239,9 @@ void CommandLine::printHelp(const QString &command)
                             "range (thresholdMB: 1 to 100000; automaticTime also HH:MM); any other key is a string "
                             "unless --type says otherwise. Booleans are true or false (1 or 0), dates ISO 8601, data "
                             "hexadecimal; stored JSON is shown as JSON.")
+              << "\n\n"
+              << L10n::text("The settings to choose: sourcePath and destinationPath (folders), thresholdMB, "
+                            "automaticEnabled, automaticTime, notifyAfterAutomatic.")
               << '\n';
     } else {
         m_out << L10n::text("Usage: sorvanel-cli COMMAND [--json]") << "\n\n"
@@ -563,6 +566,10 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
         if (const auto *refusal = std::get_if<QString>(&parsed))
             return usage(*refusal);
         defaults.set(arguments[1], std::get<DefaultsValue>(parsed));
+        // Stored as asked, but a misspelt key would otherwise go unnoticed.
+        if (!known)
+            m_err << L10n::format("Note: Sorvanel does not read “%@”; it is stored all the same.", {arguments[1]})
+                  << '\n';
         return success;
     }
     return usage(L10n::format("Unknown argument: %@", {arguments.join(u' ')}));

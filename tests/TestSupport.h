@@ -56,6 +56,55 @@ private:
     TemporaryFolder m_dir;
 };
 
+// A stand-in systemctl, written into `folder` (put that first on PATH, or
+// pass program()): it logs its arguments, answers is-enabled from the state
+// set here, and fails with the message set here.
+class FakeSystemctl
+{
+public:
+    explicit FakeSystemctl(const QString &folder)
+        : m_folder(folder)
+    {
+        write(u"systemctl"_qs, R"(#!/bin/sh
+echo "$*" >> "$(dirname "$0")/calls.log"
+case "$*" in
+  *is-enabled*) cat "$(dirname "$0")/state" 2>/dev/null || echo disabled ;;
+  *) if [ -f "$(dirname "$0")/fail" ]; then cat "$(dirname "$0")/fail" >&2; exit 1; fi ;;
+esac
+)");
+        QFile::setPermissions(program(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    QString program() const { return m_folder + QStringLiteral("/systemctl"); }
+    // PATH with this systemctl first.
+    QByteArray path() const { return QFile::encodeName(m_folder) + ':' + qgetenv("PATH"); }
+    QStringList calls() const
+    {
+        QFile log(m_folder + QStringLiteral("/calls.log"));
+        log.open(QIODevice::ReadOnly);
+        return QString::fromUtf8(log.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    }
+    void clearCalls() const { QFile::remove(m_folder + QStringLiteral("/calls.log")); }
+    // What is-enabled answers ("enabled", "disabled", …).
+    void setState(const QByteArray &state) const { write(u"state"_qs, state + '\n'); }
+    // The message it fails with from now on; empty: it succeeds again.
+    void failWith(const QByteArray &message) const
+    {
+        if (message.isEmpty())
+            QFile::remove(m_folder + QStringLiteral("/fail"));
+        else
+            write(u"fail"_qs, message + '\n');
+    }
+
+private:
+    void write(const QString &name, const QByteArray &text) const
+    {
+        QFile file(m_folder + u'/' + name);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    }
+    QString m_folder;
+};
+
 // Writes a file with the given bytes; a valid `modified` sets its modification time.
 inline void writeFile(const Path &path, const QByteArray &content = "x", const QDateTime &modified = {})
 {

@@ -3,6 +3,7 @@
 
 #include "CleanupRun.h"
 #include "Localization.h"
+#include "LoginItemService.h"
 #include "Organizer.h"
 #include "SettingsSchema.h"
 #include "SettingsStore.h"
@@ -181,9 +182,10 @@ QString printJson(const QJsonArray &array)
 
 } // namespace
 
-CommandLine::CommandLine(QTextStream &out, QTextStream &err)
+CommandLine::CommandLine(QTextStream &out, QTextStream &err, std::shared_ptr<LoginItemService> scheduler)
     : m_out(out)
     , m_err(err)
+    , m_scheduler(std::move(scheduler))
 {
 }
 
@@ -541,7 +543,7 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
     }
     if (action == u"unset" && arguments.size() == 2) {
         defaults.remove(arguments[1]);
-        return success;
+        return arguments[1] == SettingsSchema::Key::automaticEnabled ? applyAutomaticSwitch(store) : success;
     }
     const auto *known = arguments.size() >= 2 ? SettingsSchema::definition(arguments[1]) : nullptr;
     if (action == u"set" && arguments.size() == 3 && known && known->folder) {
@@ -570,9 +572,21 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
         if (!known)
             m_err << L10n::format("Note: Sorvanel does not read “%@”; it is stored all the same.", {arguments[1]})
                   << '\n';
-        return success;
+        return arguments[1] == SettingsSchema::Key::automaticEnabled ? applyAutomaticSwitch(store) : success;
     }
     return usage(L10n::format("Unknown argument: %@", {arguments.join(u' ')}));
+}
+
+int CommandLine::applyAutomaticSwitch(SettingsStore &store)
+{
+    if (!m_scheduler)
+        return success;
+    // The switch stays as stored, as in the app; the user reads why the timer didn't follow.
+    const QString error = m_scheduler->applyAndWait(store.load().automaticEnabled);
+    if (error.isEmpty())
+        return success;
+    m_err << L10n::format("Automatic startup could not be changed: %@", {error}) << '\n';
+    return finishedWithIssues;
 }
 
 } // namespace sorvanel

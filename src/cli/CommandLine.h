@@ -4,11 +4,13 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace sorvanel {
 
+class LoginItemService;
 class SettingsStore;
 
 // sorvanel-cli: preview, organize, undo, last, history and settings on the stored
@@ -19,7 +21,9 @@ class CommandLine
 public:
     enum Status { success = 0, finishedWithIssues = 1, failure = 2, usageError = 64, stopped = 130 };
 
-    CommandLine(QTextStream &out, QTextStream &err);
+    // `scheduler` installs or removes the daily timer when automaticEnabled
+    // changes, as the app's switch does; none: the setting is only stored.
+    CommandLine(QTextStream &out, QTextStream &err, std::shared_ptr<LoginItemService> scheduler = nullptr);
 
     // `arguments` without the program name.
     int run(const QStringList &arguments);
@@ -34,6 +38,8 @@ private:
     int last(SettingsStore &store, bool json);
     int history(SettingsStore &store, bool json);
     int settings(SettingsStore &store, const QStringList &arguments);
+    // After a change of automaticEnabled: the timer follows the stored switch.
+    int applyAutomaticSwitch(SettingsStore &store);
 
     int usage(const QString &message = {});
     // A configuration or planning failure: the reason on standard error, and
@@ -44,6 +50,7 @@ private:
     QTextStream &m_out;
     QTextStream &m_err;
     std::vector<std::string> m_rawArguments;
+    std::shared_ptr<LoginItemService> m_scheduler;
 };
 
 } // namespace sorvanel

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "CommandLine.h"
 #include "Localization.h"
+#include "SystemdLoginItemService.h"
 
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,7 +19,9 @@ int main(int argc, char *argv[])
     sorvanel::L10n::installTranslations(app);
     QTextStream out(stdout);
     QTextStream err(stderr);
-    sorvanel::CommandLine commandLine(out, err);
+    sorvanel::CommandLine commandLine(out, err,
+                                      std::make_shared<sorvanel::SystemdLoginItemService>(
+                                          sorvanel::SystemdLoginItemService::agentBesideThisProgram()));
     QStringList arguments = QCoreApplication::arguments();
     arguments.removeFirst();
     commandLine.setRawArguments(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));

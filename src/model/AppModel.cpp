@@ -429,17 +429,7 @@ void AppModel::applyLoginItemChange(bool enabled, bool reportErrors)
         if (const auto next = std::exchange(self->m_pendingLoginItem, std::nullopt))
             self->applyLoginItemChange(next->first, next->second);
     };
-    m_loginItems->fetchStatus([self, enabled, finished](LoginItemService::Status status) {
-        if (!self)
-            return;
-        const bool isEnabled = status == LoginItemService::Status::enabled;
-        if (enabled && !isEnabled)
-            self->m_loginItems->registerAgent(finished);
-        else if (!enabled && isEnabled)
-            self->m_loginItems->unregisterAgent(finished);
-        else
-            finished({});
-    });
+    m_loginItems->apply(enabled, finished);
 }
 
 void AppModel::startExternalResultRefresh()

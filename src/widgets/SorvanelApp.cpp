@@ -41,8 +41,7 @@ SorvanelApp::~SorvanelApp()
 std::unique_ptr<SorvanelApp> SorvanelApp::create()
 {
     auto store = std::make_shared<SettingsStore>();
-    const QString agent = QCoreApplication::applicationDirPath() + QStringLiteral("/sorvanel-agent");
-    auto scheduler = std::make_shared<SystemdLoginItemService>(agent);
+    auto scheduler = std::make_shared<SystemdLoginItemService>(SystemdLoginItemService::agentBesideThisProgram());
     auto chooser = std::make_shared<FileDialogFolderChooser>();
     auto model = std::make_unique<AppModel>(store, scheduler, chooser);
     return std::make_unique<SorvanelApp>(std::move(model), chooser);

@@ -44,12 +44,26 @@ class TestCommandLine : public QObject
     Q_OBJECT
 
     std::unique_ptr<TemporaryHome> m_home;
+    std::unique_ptr<TemporaryFolder> m_programs; // beside the home: some tests list it
+    std::unique_ptr<FakeSystemctl> m_systemctl;
+    QByteArray m_path;
     Path downloads() const { return toPath(m_home->downloads()); }
 
 private slots:
     // The program speaks the test's language; compare with the same translations.
-    void initTestCase() { L10n::installTranslations(*QCoreApplication::instance()); }
-    void init() { m_home = std::make_unique<TemporaryHome>(); }
+    void initTestCase()
+    {
+        L10n::installTranslations(*QCoreApplication::instance());
+        m_path = qgetenv("PATH");
+    }
+    // Each test has its own home, and a systemctl of its own first on PATH.
+    void init()
+    {
+        m_home = std::make_unique<TemporaryHome>();
+        m_programs = std::make_unique<TemporaryFolder>();
+        m_systemctl = std::make_unique<FakeSystemctl>(m_programs->path());
+        qputenv("PATH", QFile::encodeName(m_programs->path()) + ':' + m_path);
+    }
 
     void usageErrors()
     {
@@ -432,6 +446,38 @@ private slots:
         QVERIFY(QString::fromUtf8(cli({u"settings"_qs}).out).contains(key + u'\t' + type + u'\t' + shown));
         QCOMPARE(cli({u"settings"_qs, u"unset"_qs, key}).status, 0);
         QCOMPARE(cli({u"settings"_qs, u"get"_qs, key}).status, 1);
+    }
+
+    // The automatic switch brings the daily timer with it, as the app's
+    // does; where systemd refuses, the switch stays stored and the user
+    // reads why. Other settings leave the timer alone.
+    void automaticSwitchBringsTheTimer()
+    {
+        const QString timer = u"io.github.sorvanel.Sorvanel.agent.timer"_qs;
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"automaticEnabled"_qs, u"true"_qs}).status, 0);
+        QCOMPARE(m_systemctl->calls(),
+                 (QStringList{u"--user is-enabled "_qs + timer, u"--user daemon-reload"_qs,
+                              u"--user enable --now "_qs + timer}));
+        QVERIFY(QFile::exists(m_home->configHome() + u"/systemd/user/"_qs + timer));
+
+        m_systemctl->setState("enabled");
+        m_systemctl->clearCalls();
+        QCOMPARE(cli({u"settings"_qs, u"unset"_qs, u"automaticEnabled"_qs}).status, 0); // off by default
+        QCOMPARE(m_systemctl->calls(),
+                 (QStringList{u"--user is-enabled "_qs + timer, u"--user disable --now "_qs + timer}));
+
+        m_systemctl->setState("disabled");
+        m_systemctl->failWith("Failed to connect to bus: No medium found");
+        const Run refused = cli({u"settings"_qs, u"set"_qs, u"automaticEnabled"_qs, u"true"_qs});
+        QCOMPARE(refused.status, 1);
+        QVERIFY(QString::fromUtf8(refused.err)
+                    .contains(L10n::text("Automatic cleanup needs the user service manager (systemd), which is not "
+                                         "running in this session. Sorvanel can still be run by hand.")));
+        QCOMPARE(cli({u"settings"_qs, u"get"_qs, u"automaticEnabled"_qs}).out.trimmed(), QByteArray("true"));
+
+        m_systemctl->clearCalls();
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"automaticTime"_qs, u"07:30"_qs}).status, 0);
+        QVERIFY(m_systemctl->calls().isEmpty());
     }
 
     void storedSettingsDriveTheRun()

@@ -4,6 +4,7 @@
 #include "FileSystem.h"
 #include "Localization.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
@@ -24,6 +25,11 @@ SystemdLoginItemService::SystemdLoginItemService(QString agentPath, QString unit
 QString SystemdLoginItemService::defaultUnitDirectory()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/systemd/user");
+}
+
+QString SystemdLoginItemService::agentBesideThisProgram()
+{
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/sorvanel-agent");
 }
 
 QString SystemdLoginItemService::quotedForExec(const QString &path)

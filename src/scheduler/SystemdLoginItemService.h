@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "PlatformServices.h"
+#include "LoginItemService.h"
 
 #include <QObject>
 #include <QStringList>
@@ -26,6 +26,9 @@ public:
                                      QString systemctl = u"systemctl"_qs, QObject *parent = nullptr);
 
     static QString defaultUnitDirectory();
+    // The sorvanel-agent installed beside the running program (the app or
+    // the command line), in the build folder as after installation.
+    static QString agentBesideThisProgram();
     // ExecStart's form of a path: quoted, with systemd's specifiers escaped.
     static QString quotedForExec(const QString &path);
 

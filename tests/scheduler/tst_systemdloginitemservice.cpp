@@ -11,38 +11,16 @@
 using namespace sorvanel;
 using namespace sorvanel::test;
 
-namespace {
-// A stand-in systemctl: logs its arguments and answers as told by files.
-const char *fakeSystemctl = R"(#!/bin/sh
-echo "$*" >> "$(dirname "$0")/calls.log"
-case "$*" in
-  *is-enabled*) cat "$(dirname "$0")/state" 2>/dev/null || echo disabled ;;
-  *) if [ -f "$(dirname "$0")/fail" ]; then cat "$(dirname "$0")/fail" >&2; exit 1; fi ;;
-esac
-)";
-} // namespace
-
 class TestSystemdLoginItemService : public QObject
 {
     Q_OBJECT
 
     std::unique_ptr<TemporaryFolder> m_dir;
+    std::unique_ptr<FakeSystemctl> m_fake;
     QString m_agent;
     QString m_systemctl;
 
     QString units() const { return m_dir->path() + QStringLiteral("/units"); }
-    QStringList calls() const
-    {
-        QFile log(m_dir->path() + QStringLiteral("/calls.log"));
-        log.open(QIODevice::ReadOnly);
-        return QString::fromUtf8(log.readAll()).split(u'\n', Qt::SkipEmptyParts);
-    }
-    void writeText(const QString &name, const QByteArray &text)
-    {
-        QFile file(m_dir->path() + u'/' + name);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(text);
-    }
 
     static QString waitFor(const std::function<void(LoginItemService::Completion)> &call)
     {
@@ -67,11 +45,12 @@ private slots:
     {
         m_dir = std::make_unique<TemporaryFolder>(QDir::tempPath() + QStringLiteral("/sorvanel $odd%dir-XXXXXX"));
         m_agent = m_dir->path() + QStringLiteral("/sorvanel-agent");
-        writeText(u"sorvanel-agent"_qs, "#!/bin/sh\n");
-        QFile::setPermissions(m_agent, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        m_systemctl = m_dir->path() + QStringLiteral("/systemctl");
-        writeText(u"systemctl"_qs, fakeSystemctl);
-        QFile::setPermissions(m_systemctl, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile agent(m_agent);
+        QVERIFY(agent.open(QIODevice::WriteOnly));
+        agent.write("#!/bin/sh\n");
+        agent.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        m_fake = std::make_unique<FakeSystemctl>(m_dir->path());
+        m_systemctl = m_fake->program();
     }
 
     void execPathIsQuoted()
@@ -83,7 +62,7 @@ private slots:
     {
         SystemdLoginItemService service(m_agent, units(), m_systemctl);
         QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }), QString());
-        QCOMPARE(calls(),
+        QCOMPARE(m_fake->calls(),
                  (QStringList{u"--user daemon-reload"_qs,
                               u"--user enable --now io.github.sorvanel.Sorvanel.agent.timer"_qs}));
         QFile unit(units() + QStringLiteral("/io.github.sorvanel.Sorvanel.agent.service"));
@@ -102,7 +81,7 @@ private slots:
         SystemdLoginItemService service(m_agent, units(), m_systemctl);
         QCOMPARE(statusOf(service), LoginItemService::Status::notRegistered);
         waitFor([&](auto done) { service.registerAgent(done); });
-        writeText(u"state"_qs, "enabled\n");
+        m_fake->setState("enabled");
         QCOMPARE(statusOf(service), LoginItemService::Status::enabled);
         QFile::remove(m_agent);
         QCOMPARE(statusOf(service), LoginItemService::Status::notFound);
@@ -110,7 +89,7 @@ private slots:
 
     void failuresCarryAClearReason()
     {
-        writeText(u"fail"_qs, "Failed to connect to bus: No medium found\n");
+        m_fake->failWith("Failed to connect to bus: No medium found");
         SystemdLoginItemService service(m_agent, units(), m_systemctl);
         QCOMPARE(waitFor([&](auto done) { service.unregisterAgent(done); }),
                  u"Failed to connect to bus: No medium found"_qs);
@@ -119,7 +98,7 @@ private slots:
                  L10n::text("Automatic cleanup needs the user service manager (systemd), which is not running in this "
                             "session. Sorvanel can still be run by hand."));
         QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());
-        writeText(u"fail"_qs, "Failed to enable unit: Unit file is masked.\n");
+        m_fake->failWith("Failed to enable unit: Unit file is masked.");
         QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }),
                  L10n::text("systemd did not accept Sorvanel's timer, so automatic cleanup stays off."));
         QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());

@@ -651,5 +651,13 @@
         <source>Note: Sorvanel does not read “%@”; it is stored all the same.</source>
         <translation>Hinweis: Sorvanel liest „%@“ nicht; der Wert ist trotzdem gespeichert.</translation>
     </message>
+    <message>
+        <source>The folder this cleanup filed into is not there: %@. If it is on a drive, connect the drive and try again.</source>
+        <translation>Der Ordner, in den dieses Aufräumen abgelegt hat, ist nicht da: %@. Liegt er auf einem Laufwerk, schließen Sie das Laufwerk an und versuchen Sie es erneut.</translation>
+    </message>
+    <message>
+        <source>The folder this cleanup took the files from is not there: %@. If it is on a drive, connect the drive and try again.</source>
+        <translation>Der Ordner, aus dem dieses Aufräumen die Dateien genommen hat, ist nicht da: %@. Liegt er auf einem Laufwerk, schließen Sie das Laufwerk an und versuchen Sie es erneut.</translation>
+    </message>
 </context>
 </TS>

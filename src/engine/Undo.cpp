@@ -161,6 +161,23 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     }
     result.run = run->id;
 
+    // A folder that is not there is most likely on a drive that is not
+    // plugged in: say so, rather than call every file changed since, and
+    // don't make the destination again (on the disk below the mount point).
+    bool isFolder = false;
+    if (!m_fileManager->fileExists(run->destinationRoot, &isFolder) || !isFolder) {
+        result.refusal = L10n::format("The folder this cleanup filed into is not there: %@. If it is on a drive, "
+                                      "connect the drive and try again.",
+                                      {displayPath(run->destinationRoot)});
+        return result;
+    }
+    if (!m_fileManager->fileExists(run->source, &isFolder) || !isFolder) {
+        result.refusal = L10n::format("The folder this cleanup took the files from is not there: %@. If it is on a "
+                                      "drive, connect the drive and try again.",
+                                      {displayPath(run->source)});
+        return result;
+    }
+
     std::unique_ptr<OrganizerExecutionLock> lock;
     try {
         lock = std::make_unique<OrganizerExecutionLock>(run->destinationRoot, *m_fileManager);

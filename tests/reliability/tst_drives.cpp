@@ -75,13 +75,18 @@ public:
         m_mount = mount;
     }
 
-    // Out and in again, as a stick that is pulled and plugged back in.
-    bool remount()
+    // As a stick that is pulled out (its mount point stays, empty), and plugged back in.
+    bool unplug()
     {
         m_mounted = run(u"umount"_qs, {m_mountPoint}) != 0;
+        return !m_mounted;
+    }
+    bool plugIn()
+    {
         m_mounted = m_mounted || run(m_mount, {m_device, m_mountPoint}) == 0;
         return m_mounted;
     }
+    bool remount() { return unplug() && plugIn(); }
 
     ~Volume()
     {
@@ -216,8 +221,12 @@ private slots:
                      qPrintable(relative));
         QVERIFY(!regularFilesBelow(displayPath(m_volume->root())).join(u'|').contains(u".partial"_qs));
 
-        // The drive numbers its files afresh when mounted again: undo still knows them.
-        QVERIFY(m_volume->remount());
+        // Undo waits for a drive that is not plugged in, and makes nothing below its mount point.
+        QVERIFY(m_volume->unplug());
+        QCOMPARE(cli({u"undo"_qs}), 2);
+        QVERIFY(!std::filesystem::exists(std::filesystem::path(m_volume->root())));
+        // The drive numbers its files afresh when plugged in again: undo still knows them.
+        QVERIFY(m_volume->plugIn());
         QCOMPARE(cli({u"undo"_qs}), 0);
         for (auto it = home.cbegin(); it != home.cend(); ++it)
             QCOMPARE(readFile(downloads() / it.key().toStdString()), it.value());

@@ -139,6 +139,41 @@ private slots:
         QCOMPARE(*m_run->undo(QUuid::createUuid(), false).refusal, L10n::text("No cleanup with this ID is on record."));
     }
 
+    void undoWaitsForAFolderThatIsGone_data()
+    {
+        QTest::addColumn<bool>("destinationGone"); // else the source folder
+        QTest::newRow("destination") << true;
+        QTest::newRow("source") << false;
+    }
+
+    // A folder of the run that is not there (its drive unplugged): the undo
+    // is refused and says which, makes no folder, and leaves the run to undo
+    // once the folder is back.
+    void undoWaitsForAFolderThatIsGone()
+    {
+        QFETCH(bool, destinationGone);
+        const Path root = toPath(m_home->path()) / "sorted";
+        useDestination(root);
+        writeFile(downloads() / "report.pdf", "the report", longAgo());
+        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual);
+        QCOMPARE(run.result.moved, 1);
+
+        const Path gone = destinationGone ? root : downloads();
+        const Path away = toPath(m_home->path()) / "unplugged";
+        std::filesystem::rename(std::filesystem::path(gone), std::filesystem::path(away));
+        for (bool dryRun : {true, false}) {
+            const UndoResult refused = m_run->undo(std::nullopt, dryRun);
+            QVERIFY(refused.refusal);
+            QVERIFY2(refused.refusal->contains(displayPath(gone)), qPrintable(*refused.refusal));
+        }
+        QVERIFY(!std::filesystem::exists(std::filesystem::path(gone)));
+        QVERIFY(!m_run->isUndone(run.id));
+
+        std::filesystem::rename(std::filesystem::path(away), std::filesystem::path(gone));
+        QCOMPARE(m_run->undo(std::nullopt, false).restored, 1);
+        QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("the report"));
+    }
+
     void undoLeavesWhatChangedSince_data()
     {
         QTest::addColumn<std::function<void(const Path &)>>("meddle");

@@ -659,5 +659,9 @@
         <source>The folder this cleanup took the files from is not there: %@. If it is on a drive, connect the drive and try again.</source>
         <translation>Der Ordner, aus dem dieses Aufräumen die Dateien genommen hat, ist nicht da: %@. Liegt er auf einem Laufwerk, schließen Sie das Laufwerk an und versuchen Sie es erneut.</translation>
     </message>
+    <message>
+        <source>%@ needs the path of a folder.</source>
+        <translation>%@ braucht den Pfad eines Ordners.</translation>
+    </message>
 </context>
 </TS>

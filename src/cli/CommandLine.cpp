@@ -10,7 +10,9 @@
 #include "TerminalProgress.h"
 
 #include <QDateTime>
+#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -19,6 +21,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -549,8 +552,20 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
     if (action == u"set" && arguments.size() == 3 && known && known->folder) {
         // A folder takes the exact bytes it was given: its name need not be UTF-8.
         const bool raw = m_rawArguments.size() == std::size_t(arguments.size()) + 1;
-        const std::string bytes = raw ? m_rawArguments.back() : arguments[2].toStdString();
-        defaults.set(arguments[1], SettingsStore::folderValue(Path(bytes)));
+        std::string bytes = raw ? m_rawArguments.back() : arguments[2].toStdString();
+        if (bytes.empty())
+            return usage(L10n::format("%@ needs the path of a folder.", {arguments[1]}));
+        // Taken as a shell takes it: "~" is the home folder, and a relative
+        // path starts in the folder the command runs in.
+        if (bytes == "~" || bytes.starts_with("~/")) {
+            bytes = QFile::encodeName(QDir::homePath()).toStdString() + bytes.substr(1);
+        } else if (bytes.front() != '/') {
+            std::error_code error;
+            bytes = std::filesystem::current_path(error).native() + '/' + bytes;
+            if (error)
+                return failed(QString::fromLocal8Bit(error.message().c_str()), false);
+        }
+        defaults.set(arguments[1], SettingsStore::folderValue(normalizedPath(Path(bytes))));
         return success;
     }
     if (action == u"set" && (arguments.size() == 3 || arguments.size() == 5)) {

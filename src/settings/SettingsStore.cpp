@@ -110,9 +110,10 @@ std::optional<Path> SettingsStore::folder(const QString &key) const
     const auto value = m_defaults->object(key);
     if (!value)
         return std::nullopt;
-    if (value->type == ValueType::string)
+    // Only a whole path names a folder: a relative one would name another
+    // folder for each program, by where it happened to start.
+    if (value->type == ValueType::string && value->value.toString().startsWith(u'/'))
         return pathFromText(value->value.toString());
-    // Bytes count only as a whole path: anything else is no folder of ours.
     if (value->type == ValueType::data && value->value.toByteArray().startsWith('/'))
         return Path(value->value.toByteArray().toStdString());
     return std::nullopt;

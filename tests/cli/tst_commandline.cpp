@@ -25,9 +25,10 @@ struct Run
     QJsonDocument json() const { return QJsonDocument::fromJson(out); }
 };
 
-Run cli(const QStringList &arguments)
+Run cli(const QStringList &arguments, const QString &workingDirectory = {})
 {
     QProcess process;
+    process.setWorkingDirectory(workingDirectory);
     process.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), arguments);
     Run run;
     if (!process.waitForFinished(60000))
@@ -194,6 +195,37 @@ private slots:
             folders << QString::fromUtf8(entry.path().filename().native());
         folders.sort();
         QCOMPARE(folders, (QStringList{u".config"_qs, u"Downloads"_qs, u"Down\ufffdloads"_qs, u"Sort\ufffd"_qs}));
+    }
+
+    void folderPathsAreTakenAsAShellTakesThem_data()
+    {
+        QTest::addColumn<QString>("given");
+        QTest::addColumn<QString>("stored"); // below the home; an empty path is refused with status 64
+        QTest::newRow("relative") << u"sorted/new"_qs << u"/work/sorted/new"_qs;
+        QTest::newRow("here") << u"."_qs << u"/work"_qs;
+        QTest::newRow("up") << u"../elsewhere/"_qs << u"/elsewhere"_qs;
+        QTest::newRow("home") << u"~"_qs << QString();
+        QTest::newRow("below home") << u"~/sorted"_qs << u"/sorted"_qs;
+        QTest::newRow("whole, untidy") << u"HOME/./sorted//"_qs << u"/sorted"_qs;
+        QTest::newRow("empty") << QString() << QString();
+    }
+
+    // Where the command runs decides what a relative path names, once: the
+    // stored path is whole, whichever program reads it later.
+    void folderPathsAreTakenAsAShellTakesThem()
+    {
+        QFETCH(QString, given);
+        QFETCH(QString, stored);
+        const QString work = m_home->path() + u"/work"_qs;
+        QVERIFY(QDir().mkpath(work));
+        given.replace(u"HOME"_qs, m_home->path());
+        const bool refused = given.isEmpty();
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"destinationPath"_qs, given}, work).status, refused ? 64 : 0);
+        const Run get = cli({u"settings"_qs, u"get"_qs, u"destinationPath"_qs});
+        if (refused)
+            QCOMPARE(get.status, 1);
+        else
+            QCOMPARE(QString::fromUtf8(get.out.trimmed()), m_home->path() + stored);
     }
 
     void previewMovesNothing()

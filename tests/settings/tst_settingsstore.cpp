@@ -115,11 +115,13 @@ private slots:
         store.defaults().set(u"automaticEnabled"_qs, DefaultsValue::integer(1));
         store.defaults().set(u"automaticTime"_qs, DefaultsValue::string(u"22:00"_qs));
         store.defaults().set(u"sourcePath"_qs, DefaultsValue::data("x"));
+        store.defaults().set(u"destinationPath"_qs, DefaultsValue::string(u"relative/sorted"_qs));
         const auto s = store.load();
         QCOMPARE(s.thresholdMB, 500);
         QVERIFY(!s.automaticEnabled);
         QCOMPARE(s.automaticTime.toLocalTime().time(), QTime(22, 0));
         QCOMPARE(QString::fromStdString(s.sourceURL.native()), m_home->downloads());
+        QCOMPARE(QString::fromStdString(s.destinationURL.native()), m_home->downloads() + u"/__filesDownloadedAt"_qs);
         store.saveThreshold(0);
         QCOMPARE(store.load().thresholdMB, 0);
     }

@@ -754,6 +754,11 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     result.skipped = plan.skipped;
     result.issues = plan.issues;
 
+    // A root the lock has to make holds nothing of a run cut short: settling
+    // against it would take every file of that run for not moved (its drive
+    // may just not be plugged in). Such a run waits until its root is back.
+    bool isFolder = false;
+    const bool rootWasThere = m_fileManager->fileExists(plan.destinationRoot, &isFolder) && isFolder;
     std::unique_ptr<OrganizerExecutionLock> lock;
     try {
         lock = std::make_unique<OrganizerExecutionLock>(plan.destinationRoot, *m_fileManager);
@@ -769,7 +774,8 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     // below finishes it, and this run leaves them out without a word.
     std::unordered_set<std::string> finishedEarlier;
     if (journal) {
-        recoverInterruptedRuns(*journal, plan.destinationRoot, &finishedEarlier);
+        if (rootWasThere)
+            recoverInterruptedRuns(*journal, plan.destinationRoot, &finishedEarlier);
         if (plan.moves.empty()) {
             journal = nullptr; // nothing to write down, nothing to undo
         } else if (!journal->begin({runId, plan.generatedAt, journaling.mode,

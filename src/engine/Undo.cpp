@@ -127,6 +127,10 @@ void Organizer::recoverInterruptedRuns(RunJournal &journal, const Path &destinat
 void Organizer::settleInterruptedRuns(RunJournal &journal, const Path &destinationRoot)
 {
     const Path root = normalizedPath(destinationRoot);
+    // Nothing to settle against a root that is not there (a drive not plugged in).
+    bool isFolder = false;
+    if (!m_fileManager->fileExists(root, &isFolder) || !isFolder)
+        return;
     const std::vector<JournalRun> runs = journal.runs();
     if (std::none_of(runs.begin(), runs.end(),
                      [&](const JournalRun &run) { return !run.finished && run.destinationRoot == root; }))

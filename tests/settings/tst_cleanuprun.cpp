@@ -334,6 +334,36 @@ private slots:
         QCOMPARE(m_run->store().loadHistory().size(), 1); // the killed run moved nothing
     }
 
+    // A run cut short whose root is not there (its drive unplugged) is not
+    // settled against the empty root a later run makes, which would take
+    // its moves for never made: it waits, and is settled once its root is back.
+    void aRunCutShortWaitsForItsRoot()
+    {
+        RunJournal &journal = m_run->journal();
+        const Path root = destination();
+        const Path day = root / "2024-01-01";
+        std::filesystem::create_directories(std::filesystem::path(day));
+        writeFile(downloads() / "moved.txt", "moved", longAgo());
+        const QUuid id = QUuid::createUuid();
+        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
+        QVERIFY(journal.intend(id, {intended(0, downloads() / "moved.txt", day / "moved.txt")}));
+        std::filesystem::rename(std::filesystem::path(downloads() / "moved.txt"),
+                                std::filesystem::path(day / "moved.txt"));
+        const std::filesystem::path away(toPath(m_home->path()) / "unplugged");
+        std::filesystem::rename(std::filesystem::path(root), away);
+
+        QCOMPARE(m_run->organize(OrganizationRunMode::manual).result.moved, 0); // makes the root afresh
+        QVERIFY(journal.run(id) && !journal.run(id)->finished);
+
+        std::filesystem::remove_all(std::filesystem::path(root));
+        std::filesystem::rename(away, std::filesystem::path(root));
+        m_run->organize(OrganizationRunMode::manual);
+        QVERIFY(journal.run(id) && journal.run(id)->finished);
+        QCOMPARE(journal.run(id)->moved, 1);
+        QCOMPARE(m_run->undo(id, false).restored, 1);
+        QCOMPARE(readFile(downloads() / "moved.txt"), QByteArray("moved"));
+    }
+
     // The journal keeps the runs the history keeps, and no more.
     void theJournalIsPrunedWithTheHistory()
     {

@@ -106,15 +106,17 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
 
     connect(&model, &AppModel::historyChanged, this, &HistoryView::update);
     connect(&model, &AppModel::isRunningChanged, this, &HistoryView::updateUndo);
-    connect(m_list->selectionModel(), &QItemSelectionModel::currentChanged, this, &HistoryView::updateUndo);
+    connect(m_list->selectionModel(), &QItemSelectionModel::selectionChanged, this, &HistoryView::updateUndo);
     update();
 }
 
 std::optional<QUuid> HistoryView::selectedRun() const
 {
+    // The run the user sees highlighted: a list given the focus makes its
+    // first row current without selecting it, and that row is no choice.
     const QModelIndex current = m_list->currentIndex();
     const auto &history = m_model.history();
-    if (!current.isValid() || current.row() >= history.size())
+    if (!current.isValid() || !m_list->selectionModel()->isSelected(current) || current.row() >= history.size())
         return std::nullopt;
     return history[current.row()].id;
 }

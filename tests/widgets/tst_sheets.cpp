@@ -167,6 +167,10 @@ private slots:
 
         HistoryView view(model(), nullptr);
         QVERIFY(!view.undoButton()->isEnabled()); // nothing selected
+        // Focus makes a row current, but not highlighted: still no choice.
+        view.list()->selectionModel()->setCurrentIndex(view.list()->model()->index(0, 0),
+                                                       QItemSelectionModel::NoUpdate);
+        QVERIFY(!view.undoButton()->isEnabled());
         view.list()->setCurrentIndex(view.list()->model()->index(0, 0));
         QVERIFY(view.undoButton()->isEnabled());
 

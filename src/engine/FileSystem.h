@@ -114,6 +114,12 @@ public:
 
     // Follows symbolic links, like a file browser's existence test.
     virtual bool fileExists(const Path &path, bool *isDirectory = nullptr) = 0;
+    // A folder, or a link to one, is there.
+    bool folderExists(const Path &path)
+    {
+        bool isDirectory = false;
+        return fileExists(path, &isDirectory) && isDirectory;
+    }
 
     // True when any item, even a dangling symbolic link, holds the name.
     virtual bool itemExists(const Path &path) = 0;

@@ -757,8 +757,7 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     // A root the lock has to make holds nothing of a run cut short: settling
     // against it would take every file of that run for not moved (its drive
     // may just not be plugged in). Such a run waits until its root is back.
-    bool isFolder = false;
-    const bool rootWasThere = m_fileManager->fileExists(plan.destinationRoot, &isFolder) && isFolder;
+    const bool rootWasThere = m_fileManager->folderExists(plan.destinationRoot);
     std::unique_ptr<OrganizerExecutionLock> lock;
     try {
         lock = std::make_unique<OrganizerExecutionLock>(plan.destinationRoot, *m_fileManager);

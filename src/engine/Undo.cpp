@@ -128,8 +128,7 @@ void Organizer::settleInterruptedRuns(RunJournal &journal, const Path &destinati
 {
     const Path root = normalizedPath(destinationRoot);
     // Nothing to settle against a root that is not there (a drive not plugged in).
-    bool isFolder = false;
-    if (!m_fileManager->fileExists(root, &isFolder) || !isFolder)
+    if (!m_fileManager->folderExists(root))
         return;
     const std::vector<JournalRun> runs = journal.runs();
     if (std::none_of(runs.begin(), runs.end(),
@@ -168,14 +167,13 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     // A folder that is not there is most likely on a drive that is not
     // plugged in: say so, rather than call every file changed since, and
     // don't make the destination again (on the disk below the mount point).
-    bool isFolder = false;
-    if (!m_fileManager->fileExists(run->destinationRoot, &isFolder) || !isFolder) {
+    if (!m_fileManager->folderExists(run->destinationRoot)) {
         result.refusal = L10n::format("The folder this cleanup filed into is not there: %@. If it is on a drive, "
                                       "connect the drive and try again.",
                                       {displayPath(run->destinationRoot)});
         return result;
     }
-    if (!m_fileManager->fileExists(run->source, &isFolder) || !isFolder) {
+    if (!m_fileManager->folderExists(run->source)) {
         result.refusal = L10n::format("The folder this cleanup took the files from is not there: %@. If it is on a "
                                       "drive, connect the drive and try again.",
                                       {displayPath(run->source)});

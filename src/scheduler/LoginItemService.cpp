@@ -3,7 +3,6 @@
 
 #include <QEventLoop>
 
-#include <memory>
 #include <optional>
 
 namespace sorvanel {
@@ -23,18 +22,15 @@ void LoginItemService::apply(bool enabled, Completion done)
 
 QString LoginItemService::applyAndWait(bool enabled)
 {
+    std::optional<QString> answer;
     QEventLoop loop;
-    // Shared with the callback, which may outlive this call if the loop is left early.
-    const auto answer = std::make_shared<std::optional<QString>>();
-    apply(enabled, [answer, &loop](const QString &error) {
-        if (!answer->has_value()) {
-            *answer = error;
-            loop.quit();
-        }
+    apply(enabled, [&](const QString &error) {
+        answer = error;
+        loop.quit();
     });
-    if (!answer->has_value())
+    if (!answer)
         loop.exec();
-    return answer->value_or(QString());
+    return answer.value_or(QString());
 }
 
 } // namespace sorvanel

@@ -458,6 +458,18 @@ public:
         }
     }
 
+    // Names in target folders that execution frees before it moves.
+    void free(const std::vector<Path> &names)
+    {
+        for (const Path &name : names) {
+            const Path folder = name.parent_path();
+            for (TargetFolder &target : m_folders) {
+                if (target.path == folder)
+                    target.taken.erase(name.filename().native());
+            }
+        }
+    }
+
     // The moves, on every core, in listing order (the paths lie in memory in
     // that order). A file keeps its name unless the folder already holds it:
     // files of one source folder never share a name, and a counter name
@@ -641,7 +653,7 @@ private:
 
 } // namespace
 
-OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUse use)
+OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUse use, const std::vector<Path> &freed)
 {
     // "~/Sorted/", "~/Sorted/." and "~/x/../Sorted" name one folder, and every
     // path built below must start exactly like the root it lies in.
@@ -664,6 +676,7 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUs
     planning.holdBackWhatDownloadsNeed();
     planning.layOutFolders();
     planning.collectInNameOrder();
+    planning.free(freed);
     planning.assignNames();
     return planning.takePlan();
 }

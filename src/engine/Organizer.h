@@ -52,7 +52,10 @@ public:
     // check's watch of the source folder while it lists the folder.
     enum class PlanUse { preview, execution };
     // Throws OrganizerFailure for an invalid configuration or an unreadable source.
-    OrganizationPlan makePlan(const OrganizerConfiguration &configuration, PlanUse use = PlanUse::preview);
+    // `freed`: files in target folders whose names count as free, because
+    // execution takes them away before it moves (see leftoverReservations).
+    OrganizationPlan makePlan(const OrganizerConfiguration &configuration, PlanUse use = PlanUse::preview,
+                              const std::vector<Path> &freed = {});
     // Never throws: every failure becomes an issue of the result.
     // `observer` hears the progress and may stop the run between files.
     OrganizationResult execute(const OrganizationPlan &plan, ExecutionObserver *observer = nullptr);
@@ -78,6 +81,10 @@ public:
     // to plan with again: only when a run on `destinationRoot` was cut
     // short, and only if its lock is free (a run holding it is no leftover).
     void settleInterruptedRuns(RunJournal &journal, const Path &destinationRoot);
+    // The empty reservations that runs on `destinationRoot` cut short left
+    // in place of their files' names: settling frees those names, so a
+    // preview may plan with them.
+    std::vector<Path> leftoverReservations(RunJournal &journal, const Path &destinationRoot);
     // Plans, then executes. Throws what makePlan throws.
     OrganizationResult organize(const OrganizerConfiguration &configuration);
 

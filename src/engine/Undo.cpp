@@ -25,29 +25,35 @@ QString nameOf(const Path &path)
     return displayName(path);
 }
 
+// An empty reservation of the destination name that a kill left behind is
+// ours to take away: the one the journal names, or, killed before its name
+// was written down, an empty file made right after the copy was announced
+// under that name (the name was free then: the reservation takes only a
+// free name). Where file numbers don't hold, they tell nothing: there an
+// empty file is taken for the reservation only when the copy can't be
+// empty, and by its time alone.
+bool isLeftoverReservation(const JournalMove &move, bool numbered, const std::optional<FileStamp> &atDestination)
+{
+    if (!move.placed.inode || move.state != JournalMove::State::intended || !atDestination)
+        return false;
+    constexpr std::int64_t second = 1000000000;
+    const bool recorded =
+        numbered && move.reserved.inode && atDestination->sameContent(move.reserved, 0, atDestination->modifiedNs);
+    const bool notTheCopy = numbered ? !move.reserved.inode && atDestination->identity != move.placed : move.size > 0;
+    const bool unrecorded = notTheCopy && move.announcedNs > 0 && atDestination->isRegularFile
+        && atDestination->size == 0 && atDestination->modifiedNs >= move.announcedNs - 2 * second
+        && atDestination->modifiedNs <= move.announcedNs + 60 * second;
+    return recorded || unrecorded;
+}
+
 } // namespace
 
 JournalMove::State Organizer::recoverMove(JournalMove &move, bool numbered)
 {
     FileSystem &fs = *m_fileManager;
-    // An empty reservation of the destination name that a kill left behind
-    // is ours to take away: the one the journal names, or, killed before its
-    // name was written down, an empty file made right after the copy was
-    // announced under that name (the name was free then: the reservation
-    // takes only a free name). Where file numbers don't hold, they tell
-    // nothing: there an empty file is taken for the reservation only when
-    // the copy can't be empty, and by its time alone.
     if (move.placed.inode) {
         const auto atDestination = fs.stampOf(move.destination);
-        constexpr std::int64_t second = 1000000000;
-        const bool recorded = numbered && move.reserved.inode && atDestination
-            && atDestination->sameContent(move.reserved, 0, atDestination->modifiedNs);
-        const bool notTheCopy =
-            numbered ? !move.reserved.inode && atDestination && atDestination->identity != move.placed : move.size > 0;
-        const bool unrecorded = notTheCopy && move.announcedNs > 0 && atDestination && atDestination->isRegularFile
-            && atDestination->size == 0 && atDestination->modifiedNs >= move.announcedNs - 2 * second
-            && atDestination->modifiedNs <= move.announcedNs + 60 * second;
-        if (recorded || unrecorded)
+        if (isLeftoverReservation(move, numbered, atDestination))
             fs.removeFile(move.destination, atDestination->identity);
         move.reserved = {};
     }
@@ -122,6 +128,24 @@ void Organizer::recoverInterruptedRuns(RunJournal &journal, const Path &destinat
         if (journal.settle(run.id, settled))
             journal.recovered(run.id);
     }
+}
+
+std::vector<Path> Organizer::leftoverReservations(RunJournal &journal, const Path &destinationRoot)
+{
+    std::vector<Path> names;
+    const Path root = normalizedPath(destinationRoot);
+    std::optional<bool> numbered;
+    for (const JournalRun &run : journal.runs()) {
+        if (run.finished || run.destinationRoot != root)
+            continue;
+        if (!numbered)
+            numbered = m_fileManager->keepsFileNumbers(root);
+        for (const JournalMove &move : journal.moves(run.id)) {
+            if (move.placed.inode && isLeftoverReservation(move, *numbered, m_fileManager->stampOf(move.destination)))
+                names.push_back(move.destination);
+        }
+    }
+    return names;
 }
 
 void Organizer::settleInterruptedRuns(RunJournal &journal, const Path &destinationRoot)

@@ -219,11 +219,11 @@ void AppModel::organizeNow()
     withFolderAccess([started](CleanupRun &run, const OrganizerConfiguration &configuration,
                                ExecutionObserver *observer) -> Finish {
         try {
-            const OrganizationPlan plan = run.organizer().makePlan(configuration);
+            const OrganizationPlan plan = run.plan(configuration, Organizer::PlanUse::execution);
             const OrganizationResult result = run.execute(plan, OrganizationRunMode::manual, started, observer).result;
             return [result](AppModel &model) { model.accept(result); };
-        } catch (const OrganizerFailure &failure) {
-            return [text = failure.errorDescription()](AppModel &model) { model.setAlertMessage(text); };
+        } catch (const CleanupRun::Failure &failure) {
+            return [text = failure.description](AppModel &model) { model.setAlertMessage(text); };
         }
     });
 }
@@ -236,13 +236,13 @@ void AppModel::previewChanges()
     setAlertMessage(std::nullopt);
     withFolderAccess([](CleanupRun &run, const OrganizerConfiguration &configuration, ExecutionObserver *) -> Finish {
         try {
-            auto plan = std::make_shared<OrganizationPlan>(run.organizer().makePlan(configuration));
+            auto plan = std::make_shared<OrganizationPlan>(run.plan(configuration, Organizer::PlanUse::preview));
             return [plan](AppModel &model) {
                 model.setPreviewPlan(std::move(*plan));
                 model.setShowsPreview(true);
             };
-        } catch (const OrganizerFailure &failure) {
-            return [text = failure.errorDescription()](AppModel &model) { model.setAlertMessage(text); };
+        } catch (const CleanupRun::Failure &failure) {
+            return [text = failure.description](AppModel &model) { model.setAlertMessage(text); };
         }
     });
 }

@@ -23,13 +23,21 @@ OrganizerConfiguration CleanupRun::configuration(const StoredSettings &settings,
 
 OrganizationPlan CleanupRun::plan(const Clock &now, Organizer::PlanUse use)
 {
-    const OrganizerConfiguration settings = configuration(m_store.load(), now);
-    // A plan to carry out at once plans with the names a killed run left
-    // reserved, which settling frees; a preview changes nothing on disk.
+    return plan(configuration(m_store.load(), now), use);
+}
+
+OrganizationPlan CleanupRun::plan(const OrganizerConfiguration &configuration, Organizer::PlanUse use)
+{
+    // A killed run may have left empty reservations in place of its files'
+    // names. A plan to carry out at once settles that run first; a preview
+    // changes nothing on disk, and plans with the names settling will free.
+    std::vector<Path> freed;
     if (use == Organizer::PlanUse::execution)
-        m_organizer->settleInterruptedRuns(m_journal, settings.destinationURL);
+        m_organizer->settleInterruptedRuns(m_journal, configuration.destinationURL);
+    else
+        freed = m_organizer->leftoverReservations(m_journal, configuration.destinationURL);
     try {
-        return m_organizer->makePlan(settings, use);
+        return m_organizer->makePlan(configuration, use, freed);
     } catch (const OrganizerFailure &failure) {
         throw Failure{failure.errorDescription()};
     }

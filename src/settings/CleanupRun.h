@@ -43,6 +43,8 @@ public:
 
     // Plans with the stored settings. Throws Failure.
     OrganizationPlan plan(const Clock &now = {}, Organizer::PlanUse use = Organizer::PlanUse::preview);
+    // Plans with `configuration`. Throws Failure.
+    OrganizationPlan plan(const OrganizerConfiguration &configuration, Organizer::PlanUse use);
     // Carries out a plan, journaled, and records it; `started` times the run.
     // A run that `observer` stops is recorded with what it did.
     Outcome execute(const OrganizationPlan &plan, OrganizationRunMode mode, const QElapsedTimer &started,

@@ -311,9 +311,18 @@ private slots:
     }
 
     // A copy killed while it held an empty reservation of its name: the
-    // next run frees the name before it plans, and the file takes it.
+    // next run frees the name before it plans, and the file takes it. A
+    // preview shows that name and leaves the reservation to its execution.
+    void aNameAKilledRunReservedIsFreeForTheNextRun_data()
+    {
+        QTest::addColumn<bool>("previewFirst");
+        QTest::newRow("organize") << false;
+        QTest::newRow("preview, then carried out") << true;
+    }
+
     void aNameAKilledRunReservedIsFreeForTheNextRun()
     {
+        QFETCH(bool, previewFirst);
         writeFile(downloads() / "report.txt", "report", longAgo());
         const Path target = m_run->plan().moves.at(0).destinationURL;
         const Path staged = destination() / ".sorvanel-1.partial";
@@ -328,7 +337,16 @@ private slots:
         QVERIFY(journal.publishing(id, 0, *PosixFileSystem().stampOf(staged), target, false,
                                    PosixFileSystem().stampOf(target)->identity));
 
-        QCOMPARE(m_run->organize(OrganizationRunMode::manual).result.moved, 1);
+        if (previewFirst) {
+            const OrganizationPlan preview = m_run->plan();
+            QCOMPARE(preview.moves.at(0).destinationURL, target);
+            QCOMPARE(readFile(target), QByteArray()); // still the reservation
+            QElapsedTimer started;
+            started.start();
+            QCOMPARE(m_run->execute(preview, OrganizationRunMode::manual, started).result.moved, 1);
+        } else {
+            QCOMPARE(m_run->organize(OrganizationRunMode::manual).result.moved, 1);
+        }
         QCOMPARE(readFile(target), QByteArray("report"));
         QCOMPARE(regularFilesBelow(displayPath(destination())).size(), 2); // the file and the lock
         QCOMPARE(m_run->store().loadHistory().size(), 1); // the killed run moved nothing

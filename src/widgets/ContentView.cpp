@@ -308,10 +308,12 @@ void ContentView::updateThreshold()
 void ContentView::commitThreshold()
 {
     // Return or leaving the field: always hand the value to the model, even unchanged.
+    // As shown: the field has no mask and no echo mode, so it is its text.
+    const QString typed = m_threshold->displayText().trimmed();
     bool ok = false;
-    qint64 value = QLocale().toLongLong(m_threshold->text().trimmed(), &ok);
+    qint64 value = QLocale().toLongLong(typed, &ok);
     if (!ok)
-        value = m_threshold->text().trimmed().toLongLong(&ok);
+        value = typed.toLongLong(&ok);
     if (ok)
         m_model.setThresholdMB(value);
     m_model.thresholdChanged();

@@ -121,6 +121,130 @@ int PosixFileSystem::copyContents(int from, int to, const CopyProgress *copied)
     return copyData(from, to, copied);
 }
 
+void PosixFileSystem::HiddenCopy::discard()
+{
+    if (!partial.empty())
+        ::unlinkat(folder, partial.c_str(), 0);
+    partial.clear();
+    copy = Descriptor();
+}
+
+FileError PosixFileSystem::writeHiddenCopy(int from, const struct stat &before, int dir, std::uint64_t device,
+                                           int stagingFolder, const CopyProgress *copied, HiddenCopy &out)
+{
+    // An anonymous file first; else a hidden ".partial" name that planning
+    // never picks up, in the root of the move (where the next run looks for
+    // leftovers) or in the target folder.
+    int tmpfd = -1;
+    if (!refuses(device, anonymousFiles)) {
+        tmpfd = openAnonymousFile(dir);
+        if (tmpfd < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL))
+            rememberRefusal(device, anonymousFiles);
+    }
+    if (tmpfd < 0) {
+        struct stat staging;
+        // Only a root on the target's own file system can hand the copy over by renaming.
+        out.folder = stagingFolder >= 0 && ::fstat(stagingFolder, &staging) == 0 && device == staging.st_dev
+            ? stagingFolder
+            : dir;
+        for (int attempt = 0; attempt < 100 && tmpfd < 0; ++attempt) {
+            out.partial = posix::partialName();
+            tmpfd =
+                ::openat(out.folder, out.partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+            if (tmpfd < 0 && errno != EEXIST) {
+                const int error = errno;
+                out.partial.clear();
+                return FileError(error);
+            }
+        }
+        if (tmpfd < 0) {
+            out.partial.clear();
+            return FileError(EEXIST);
+        }
+    }
+    out.copy = Descriptor(tmpfd);
+    if (const int error = copyContents(from, out.copy.get(), copied)) {
+        out.discard();
+        return FileError(error == EFBIG ? int(FileError::tooLargeForDrive) : error);
+    }
+    ::fchmod(out.copy.get(), before.st_mode & 07777);
+    copyExtendedAttributes(from, out.copy.get());
+    const struct timespec times[2] = {before.st_atim, before.st_mtim};
+    ::futimens(out.copy.get(), times);
+    return {};
+}
+
+void PosixFileSystem::prepareCopies(const Path &folder, const std::vector<std::string_view> &names, const Path &within)
+{
+    discardPreparedCopies();
+    struct stat source;
+    struct stat root;
+    if (names.empty() || ::stat(folder.c_str(), &source) != 0 || ::stat(within.c_str(), &root) != 0
+        || source.st_dev == root.st_dev)
+        return;
+    m_preparedFolder = Descriptor(::open(within.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor sourceFolder(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!m_preparedFolder || !sourceFolder)
+        return;
+    const auto device = std::uint64_t(root.st_dev);
+    for (const std::string_view name : names) {
+        const std::string file(name);
+        const Descriptor from(
+            ::openat(sourceFolder.get(), file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+        struct stat before;
+        if (!from || ::fstat(from.get(), &before) != 0 || !S_ISREG(before.st_mode)
+            || before.st_size > preparedCopyLimit)
+            continue;
+        PreparedCopy prepared;
+        // Whatever fails here fails again in the file's own move, which says so.
+        if (writeHiddenCopy(from.get(), before, m_preparedFolder.get(), device, m_preparedFolder.get(), nullptr,
+                            prepared.hidden))
+            continue;
+        prepared.device = std::uint64_t(before.st_dev);
+        prepared.inode = std::uint64_t(before.st_ino);
+        prepared.size = before.st_size;
+        prepared.modifiedNs = posix::nanoseconds(before.st_mtim);
+        prepared.changedNs = posix::nanoseconds(before.st_ctim);
+        m_prepared.insert_or_assign((folder / file).native(), std::move(prepared));
+    }
+    for (auto it = m_prepared.begin(); it != m_prepared.end();) {
+        if (::fsync(it->second.hidden.copy.get()) != 0) {
+            it->second.hidden.discard();
+            it = m_prepared.erase(it);
+        } else {
+            ++it;
+        }
+    }
+}
+
+void PosixFileSystem::discardPreparedCopies()
+{
+    for (auto &[source, prepared] : m_prepared)
+        prepared.hidden.discard();
+    m_prepared.clear();
+    m_preparedFolder = Descriptor();
+}
+
+bool PosixFileSystem::takePreparedCopy(const Path &source, const struct stat &now, std::uint64_t device,
+                                       HiddenCopy &out)
+{
+    const auto found = m_prepared.find(source.native());
+    if (found == m_prepared.end())
+        return false;
+    PreparedCopy prepared = std::move(found->second);
+    m_prepared.erase(found);
+    struct stat copy;
+    const bool unchanged = prepared.device == std::uint64_t(now.st_dev) && prepared.inode == std::uint64_t(now.st_ino)
+        && prepared.size == now.st_size && prepared.modifiedNs == posix::nanoseconds(now.st_mtim)
+        && prepared.changedNs == posix::nanoseconds(now.st_ctim);
+    if (!unchanged || ::fstat(prepared.hidden.copy.get(), &copy) != 0 || std::uint64_t(copy.st_dev) != device) {
+        prepared.hidden.discard();
+        return false;
+    }
+    out = std::move(prepared.hidden);
+    return true;
+}
+
 FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const char *name,
                                              const MoveContext &context)
 {
@@ -150,54 +274,26 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     if (::fstatat(dir, name, &existing, AT_SYMLINK_NOFOLLOW) == 0)
         return FileError(EEXIST);
 
-    // Write the copy where no one sees it: an anonymous file, or else a
-    // hidden ".partial" name that planning never picks up, in the root of the
-    // move (where the next run looks for leftovers) or in the target folder.
-    std::string partial;
-    int partialFolder = dir;
-    int tmpfd = -1;
-    if (!refuses(device, anonymousFiles)) {
-        tmpfd = openAnonymousFile(dir);
-        if (tmpfd < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL))
-            rememberRefusal(device, anonymousFiles);
-    }
-    if (tmpfd < 0) {
+    // Write the copy where no one sees it, and flush it; unless it was
+    // written and flushed ahead, with a run of others (prepareCopies).
+    HiddenCopy staged;
+    if (!takePreparedCopy(source, before, device, staged)) {
         int error = 0;
         const int root =
             context.stagingRoot ? openFolder(*context.stagingRoot, *context.stagingRoot, false, &error) : -1;
-        struct stat staging;
-        // Only a root on the target's own file system can hand the copy over by renaming.
-        if (root >= 0 && ::fstat(root, &staging) == 0 && target.st_dev == staging.st_dev)
-            partialFolder = root;
-        for (int attempt = 0; attempt < 100 && tmpfd < 0; ++attempt) {
-            partial = posix::partialName();
-            tmpfd =
-                ::openat(partialFolder, partial.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
-            if (tmpfd < 0 && errno != EEXIST)
-                return FileError(errno);
+        if (const FileError failed = writeHiddenCopy(from.get(), before, dir, device, root, context.copied, staged))
+            return failed;
+        if (::fsync(staged.copy.get()) != 0) {
+            const int flushError = errno;
+            staged.discard();
+            return FileError(flushError);
         }
-        if (tmpfd < 0)
-            return FileError(EEXIST);
     }
-    const Descriptor copy(tmpfd);
-    const auto discard = [&] {
-        if (!partial.empty())
-            ::unlinkat(partialFolder, partial.c_str(), 0);
-    };
+    const Descriptor &copy = staged.copy;
+    const std::string &partial = staged.partial;
+    const int partialFolder = staged.partial.empty() ? dir : staged.folder;
+    const auto discard = [&] { staged.discard(); };
 
-    if (const int error = copyContents(from.get(), copy.get(), context.copied)) {
-        discard();
-        return FileError(error == EFBIG ? int(FileError::tooLargeForDrive) : error);
-    }
-    ::fchmod(copy.get(), before.st_mode & 07777);
-    copyExtendedAttributes(from.get(), copy.get());
-    const struct timespec times[2] = {before.st_atim, before.st_mtim};
-    ::futimens(copy.get(), times);
-    if (::fsync(copy.get()) != 0) {
-        const int error = errno;
-        discard();
-        return FileError(error);
-    }
     struct stat afterCopy;
     if (::fstat(from.get(), &afterCopy) != 0 || !posix::sameContentStamp(before, afterCopy)) {
         discard();

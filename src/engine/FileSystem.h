@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "Descriptor.h"
 #include "OrganizationModels.h"
 #include "WriterProbe.h"
 
@@ -11,9 +12,12 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
+
+struct stat;
 
 namespace sorvanel {
 
@@ -189,6 +193,22 @@ public:
     // `root`; call it holding the root's lock.
     virtual void removeLeftoverCopies(const Path &root) { (void)root; }
 
+    // Copies ahead of their moves the files `names` of `folder` that the
+    // next moves take to another drive, and flushes the copies one after
+    // the other: a drive flushes a run of files for little more than one.
+    // A later moveItem of such a file takes its copy when the file is
+    // unchanged since (not even its status); otherwise it copies afresh.
+    // The copies not taken go with the next call, or with
+    // discardPreparedCopies. Nothing is prepared where `folder` and `within`
+    // (the root of the moves, where the copies wait) are on one drive.
+    virtual void prepareCopies(const Path &folder, const std::vector<std::string_view> &names, const Path &within)
+    {
+        (void)folder;
+        (void)names;
+        (void)within;
+    }
+    virtual void discardPreparedCopies() { }
+
     // Lets go of the folders a run kept open.
     virtual void closeFolders() { }
 
@@ -221,7 +241,13 @@ public:
     bool ignoresCase(const Path &folder) override;
     bool keepsFileNumbers(const Path &folder) override;
     void removeLeftoverCopies(const Path &root) override;
+    void prepareCopies(const Path &folder, const std::vector<std::string_view> &names, const Path &within) override;
+    void discardPreparedCopies() override;
     void closeFolders() override;
+
+    // What prepareCopies copies: files up to this size, this many at a time.
+    static constexpr std::int64_t preparedCopyLimit = std::int64_t(1) << 20;
+    static constexpr std::size_t preparedCopyBatch = 64;
     Path resolvingSymlinks(const Path &path) override;
 
 protected:
@@ -247,6 +273,23 @@ protected:
                                     const FileStamp &file, const MoveContext &context, bool announced = false);
     // Copies to another drive (in CrossDeviceCopy.cpp).
     virtual FileError copyAcrossDevices(const Path &source, int folder, const char *name, const MoveContext &context);
+    // A copy that no one sees yet: an anonymous file, or a hidden partial name.
+    struct HiddenCopy
+    {
+        Descriptor copy;
+        std::string partial; // empty: anonymous
+        int folder = -1; // where the partial name lies
+        void discard();
+    };
+    // Writes the open file `from` (as `before` describes it) into a hidden
+    // copy: anonymous in `dir` where its file system has such files, else
+    // under a partial name in `stagingFolder` when that is on `dir`'s file
+    // system, or in `dir`. Not flushed.
+    FileError writeHiddenCopy(int from, const struct stat &before, int dir, std::uint64_t device, int stagingFolder,
+                              const CopyProgress *copied, HiddenCopy &out);
+    // The prepared copy of `source`, if it is one of the file `now`
+    // describes, on `device`.
+    bool takePreparedCopy(const Path &source, const struct stat &now, std::uint64_t device, HiddenCopy &out);
     // Copies the bytes of one open file into another; tests make it fail.
     virtual int copyContents(int from, int to, const CopyProgress *copied);
     // An unnamed file in the folder (O_TMPFILE), or -1 with errno set where
@@ -270,6 +313,19 @@ private:
     std::unordered_map<std::string, int, StringHash, std::equal_to<>> m_folders; // folders opened below a `within` root
     std::string m_sourceFolderPath; // the folder the latest move came from, kept open
     int m_sourceFolder = -1;
+
+    // Copies made by prepareCopies, by source path, with the source as it was copied.
+    struct PreparedCopy
+    {
+        HiddenCopy hidden;
+        std::uint64_t device = 0;
+        std::uint64_t inode = 0;
+        std::int64_t size = 0;
+        std::int64_t modifiedNs = 0;
+        std::int64_t changedNs = 0;
+    };
+    std::unordered_map<std::string, PreparedCopy> m_prepared;
+    Descriptor m_preparedFolder; // the root the partial names of prepared copies lie in
 };
 
 } // namespace sorvanel

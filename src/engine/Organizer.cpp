@@ -875,6 +875,24 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
             progress.bytesTotal += std::max<std::int64_t>(move.sourceSize, 0);
         observer->progressed(progress);
     }
+    // Small files bound for another drive are copied a run at a time ahead
+    // of their moves, so that the drive flushes them together.
+    const Path sourceFolder = plan.moves.empty() ? Path() : plan.moves.front().sourceURL.parent_path();
+    std::size_t preparedUntil = 0;
+    std::vector<std::string_view> toPrepare;
+    const auto prepareCopies = [&](std::size_t from) {
+        preparedUntil = std::min(order.size(), from + PosixFileSystem::preparedCopyBatch);
+        toPrepare.clear();
+        for (std::size_t k = from; k < preparedUntil; ++k) {
+            const PlannedMove &next = plan.moves[order[k]];
+            const std::string_view path = next.sourceURL.native();
+            if (next.sourceSize <= PosixFileSystem::preparedCopyLimit && !finishedEarlier.count(next.sourceURL.native())
+                && path.size() > sourceFolder.native().size() && path.starts_with(sourceFolder.native())
+                && path[sourceFolder.native().size()] == '/')
+                toPrepare.push_back(path.substr(sourceFolder.native().size() + 1));
+        }
+        m_fileManager->prepareCopies(sourceFolder, toPrepare, plan.destinationRoot);
+    };
     for (std::size_t step = 0; step < order.size(); ++step) {
         const PlannedMove &move = plan.moves[order[step]];
         // The moves lie in plan order and are visited in listing order: ask
@@ -960,6 +978,8 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
             recordOutcome(JournalMove::State::notMoved, nullptr);
             continue;
         }
+        if (step == preparedUntil)
+            prepareCopies(step);
         // A download may have started or resumed since planning.
         if (writerCheck) {
             if (auto writer = writerCheck->writerOf(move.sourceURL, move.sourceIdentity)) {
@@ -1019,6 +1039,7 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     }
     if (journal)
         settleBatch();
+    m_fileManager->discardPreparedCopies();
     m_fileManager->closeFolders();
     std::stable_sort(moveIssues.begin(), moveIssues.end(),
                      [](const auto &a, const auto &b) { return a.first < b.first; });

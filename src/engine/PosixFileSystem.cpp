@@ -46,7 +46,7 @@ FileStamp stampFrom(const struct stat &info)
     FileStamp stamp;
     stamp.identity = {std::uint64_t(info.st_dev), std::uint64_t(info.st_ino)};
     stamp.size = info.st_size;
-    stamp.modifiedNs = std::int64_t(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+    stamp.modifiedNs = nanoseconds(info.st_mtim);
     stamp.isRegularFile = S_ISREG(info.st_mode);
     return stamp;
 }

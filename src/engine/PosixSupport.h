@@ -12,6 +12,10 @@ namespace sorvanel::posix {
 
 bool sameFile(const struct stat &a, const struct stat &b);
 FileStamp stampFrom(const struct stat &info);
+inline std::int64_t nanoseconds(const struct timespec &time)
+{
+    return std::int64_t(time.tv_sec) * 1000000000 + time.tv_nsec;
+}
 // The same file with the same size and modification time.
 bool sameContentStamp(const struct stat &a, const struct stat &b);
 

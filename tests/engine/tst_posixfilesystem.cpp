@@ -196,6 +196,61 @@ private slots:
         QVERIFY(!std::filesystem::exists(path("x.txt")));
     }
 
+    // A file copied ahead of its move to another drive is published with
+    // that copy only while it is the very file that was copied, down to the
+    // last change of its status; otherwise it is copied afresh. Copies not
+    // taken leave nothing behind.
+    void preparedCopiesServeOnlyTheUnchangedFile_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<QByteArray>("moved");
+        QTest::addColumn<bool>("copiedAgain");
+        QTest::newRow("unchanged") << "" << QByteArray("first") << false;
+        QTest::newRow("rewritten, size and time kept") << "rewrite" << QByteArray("FIRST") << true;
+        QTest::newRow("grown") << "grow" << QByteArray("first and more") << true;
+        QTest::newRow("replaced") << "replace" << QByteArray("other") << true;
+    }
+
+    void preparedCopiesServeOnlyTheUnchangedFile()
+    {
+        QFETCH(QString, change);
+        QFETCH(QByteArray, moved);
+        QFETCH(bool, copiedAgain);
+        const auto far = folderOnOtherFileSystem(m_dir->path());
+        if (!far)
+            QSKIP("no second writable file system on this machine");
+        const Path root = toPath(far->path()) / "root";
+        std::filesystem::create_directories(root / "day");
+        writeFile(path("a.txt"), "first");
+        writeFile(path("b.txt"), "not moved");
+        CrossDeviceFileSystem fs;
+        fs.anonymousFiles = false; // the copies wait under names that can be counted
+        fs.prepareCopies(toPath(m_dir->path()), {"a.txt", "b.txt", "gone.txt"}, root);
+        QCOMPARE(namesIn(root).size(), std::size_t(3)); // two copies and the day
+
+        struct stat before;
+        QCOMPARE(::stat(path("a.txt").c_str(), &before), 0);
+        if (change == u"rewrite") {
+            writeFile(path("a.txt"), "FIRST");
+            const struct timespec times[2] = {before.st_atim, before.st_mtim};
+            QCOMPARE(::utimensat(AT_FDCWD, path("a.txt").c_str(), times, 0), 0);
+        } else if (change == u"grow") {
+            writeFile(path("a.txt"), "first and more");
+        } else if (change == u"replace") {
+            writeFile(path("new.txt"), "other");
+            std::filesystem::rename(path("new.txt"), path("a.txt"));
+        }
+        int copies = 0;
+        fs.duringCopy = [&] { ++copies; };
+        QVERIFY(!fs.moveItem(path("a.txt"), root / "day" / "a.txt", root));
+        QCOMPARE(copies, copiedAgain ? 1 : 0);
+        QCOMPARE(readFile(root / "day" / "a.txt"), moved);
+        QVERIFY(!std::filesystem::exists(path("a.txt")));
+        fs.discardPreparedCopies();
+        QCOMPARE(namesIn(root), std::vector<std::string>{"day"});
+        QCOMPARE(readFile(path("b.txt")), QByteArray("not moved"));
+    }
+
     void fullDiskLeavesTheSourceAndNoPartialFile()
     {
         writeFile(path("a.iso"), QByteArray(5000, 'z'));

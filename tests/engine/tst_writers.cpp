@@ -17,30 +17,23 @@ namespace {
 
 // Starts a writer on the source in the middle of a copy to another drive:
 // the moment a paused download resumes while we copy it.
+// A writer opens the file while it is being copied to another drive: in
+// its move, or ahead of it.
 class WriterDuringCopy : public PosixFileSystem
 {
 public:
     TestWriter *writer = nullptr;
+    Path file;
+    bool started = false;
 
 protected:
     int copyContents(int from, int to, const CopyProgress *copied) override
     {
         const int error = PosixFileSystem::copyContents(from, to, copied);
-        if (writer && !m_sourceDuringCopy.empty())
-            started = writer->start(u"append"_qs, m_sourceDuringCopy);
+        if (writer && !started)
+            started = writer->start(u"append"_qs, file);
         return error;
     }
-    FileError copyAcrossDevices(const Path &source, int folder, const char *name, const MoveContext &context) override
-    {
-        m_sourceDuringCopy = source;
-        return PosixFileSystem::copyAcrossDevices(source, folder, name, context);
-    }
-
-public:
-    bool started = false;
-
-private:
-    Path m_sourceDuringCopy;
 };
 
 FileIdentity identityOf(const Path &path)
@@ -305,25 +298,35 @@ private slots:
     }
 
     // Across drives the source is asked once more after the copy: a writer
-    // that opened it meanwhile keeps it, and our copy goes.
+    // that opened it meanwhile keeps it, and our copy goes. A small file is
+    // copied ahead of its move, a big one in it.
+    void writerOpeningDuringACrossDriveCopyKeepsTheSource_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::newRow("copied ahead") << 50000;
+        QTest::newRow("copied in its move") << int(PosixFileSystem::preparedCopyLimit + 1);
+    }
+
     void writerOpeningDuringACrossDriveCopyKeepsTheSource()
     {
+        QFETCH(int, size);
         const Path target = destination(true);
         if (target.empty())
             QSKIP("no second file system here");
         const Path file = m_source / "disc.iso";
-        writeFile(file, TestWriter::content(50000));
+        writeFile(file, TestWriter::content(size));
         ageAll(m_source);
         auto fileSystem = std::make_shared<WriterDuringCopy>();
         TestWriter writer;
         fileSystem->writer = &writer;
+        fileSystem->file = file;
         Organizer organizer(fileSystem);
         const auto result = organizer.organize(configuration(target));
         QVERIFY(fileSystem->started);
         QCOMPARE(result.moved, 0);
         QCOMPARE(result.issues.size(), 1);
         QVERIFY(result.issues.front().message.contains(QString::number(writer.pid())));
-        QCOMPARE(readFile(file), TestWriter::content(50000));
+        QCOMPARE(readFile(file), TestWriter::content(size));
         QCOMPARE(filed(target), QStringList());
     }
 };

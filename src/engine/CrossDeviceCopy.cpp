@@ -174,18 +174,19 @@ FileError PosixFileSystem::writeHiddenCopy(int from, const struct stat &before, 
     return {};
 }
 
-void PosixFileSystem::prepareCopies(const Path &folder, const std::vector<std::string_view> &names, const Path &within)
+std::size_t PosixFileSystem::prepareCopies(const Path &folder, const std::vector<std::string_view> &names,
+                                           const Path &within)
 {
     discardPreparedCopies();
     struct stat source;
     struct stat root;
     if (names.empty() || ::stat(folder.c_str(), &source) != 0 || ::stat(within.c_str(), &root) != 0
         || source.st_dev == root.st_dev)
-        return;
+        return 0;
     m_preparedFolder = Descriptor(::open(within.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const Descriptor sourceFolder(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!m_preparedFolder || !sourceFolder)
-        return;
+        return 0;
     const auto device = std::uint64_t(root.st_dev);
     for (const std::string_view name : names) {
         const std::string file(name);
@@ -215,6 +216,7 @@ void PosixFileSystem::prepareCopies(const Path &folder, const std::vector<std::s
             ++it;
         }
     }
+    return m_prepared.size();
 }
 
 void PosixFileSystem::discardPreparedCopies()
@@ -248,7 +250,7 @@ bool PosixFileSystem::takePreparedCopy(const Path &source, const struct stat &no
 FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const char *name,
                                              const MoveContext &context)
 {
-    const Descriptor from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY));
+    Descriptor from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY));
     if (!from)
         return FileError(errno);
     struct stat before;
@@ -277,7 +279,8 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
     // Write the copy where no one sees it, and flush it; unless it was
     // written and flushed ahead, with a run of others (prepareCopies).
     HiddenCopy staged;
-    if (!takePreparedCopy(source, before, device, staged)) {
+    const bool prepared = takePreparedCopy(source, before, device, staged);
+    if (!prepared) {
         int error = 0;
         const int root =
             context.stagingRoot ? openFolder(*context.stagingRoot, *context.stagingRoot, false, &error) : -1;
@@ -364,10 +367,36 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         // Names are UTF-16 on NTFS and exFAT: bytes that are not UTF-8 can't be one.
         return FileError(publishError == EILSEQ ? int(FileError::nameRefused) : publishError);
     }
+    if (prepared) {
+        // Flushed and finished with the others of its run (finishPreparedMoves).
+        auto pending = std::make_unique<PendingRemoval>();
+        pending->source = source;
+        pending->from = std::move(from);
+        pending->before = before;
+        pending->folder = Descriptor(::fcntl(dir, F_DUPFD_CLOEXEC, 0));
+        pending->name = name;
+        pending->copied = copied;
+        pending->writers = context.writers;
+        if (!partial.empty())
+            pending->stagingFolder = Descriptor(::fcntl(partialFolder, F_DUPFD_CLOEXEC, 0));
+        if (!pending->folder || (!partial.empty() && !pending->stagingFolder)) {
+            // Can't keep the folder: finish this one now.
+            ::fsync(dir);
+            ::fsync(partialFolder);
+            return removeCopiedSource(source, pending->from.get(), before, dir, name, copied, context.writers);
+        }
+        m_pending.push_back(std::move(pending));
+        return {};
+    }
     ::fsync(dir);
     if (partialFolder != dir)
         ::fsync(partialFolder); // the partial name is gone for good before the source goes
+    return removeCopiedSource(source, from.get(), before, dir, name, copied, context.writers);
+}
 
+FileError PosixFileSystem::removeCopiedSource(const Path &source, int from, const struct stat &before, int dir,
+                                              const char *name, const struct stat &copied, WriterCheck *writers)
+{
     // Take back our published copy, but only if the name still holds it.
     const auto unpublish = [&] {
         struct stat current;
@@ -381,8 +410,8 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         unpublish();
         return FileError(FileError::changedDuringCopy);
     }
-    if (context.writers) {
-        if (auto writer = context.writers->writerOf(source, from.get())) {
+    if (writers) {
+        if (auto writer = writers->writerOf(source, from)) {
             unpublish();
             return FileError::writtenBy(std::move(*writer));
         }
@@ -393,6 +422,38 @@ FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, con
         return FileError(error);
     }
     return {};
+}
+
+std::vector<std::pair<Path, FileError>> PosixFileSystem::finishPreparedMoves()
+{
+    std::vector<std::pair<Path, FileError>> failed;
+    if (m_pending.empty())
+        return failed;
+    // Every folder a copy took its name in, and every one a partial name
+    // left, once: then the copies' names hold before any source goes.
+    std::vector<std::pair<dev_t, ino_t>> flushed;
+    const auto flush = [&](const Descriptor &folder) {
+        struct stat info;
+        if (!folder || ::fstat(folder.get(), &info) != 0)
+            return;
+        const std::pair key{info.st_dev, info.st_ino};
+        if (std::find(flushed.begin(), flushed.end(), key) == flushed.end()) {
+            flushed.push_back(key);
+            ::fsync(folder.get());
+        }
+    };
+    for (const auto &pending : m_pending) {
+        flush(pending->folder);
+        flush(pending->stagingFolder);
+    }
+    for (const auto &pending : m_pending) {
+        if (FileError error =
+                removeCopiedSource(pending->source, pending->from.get(), pending->before, pending->folder.get(),
+                                   pending->name.c_str(), pending->copied, pending->writers))
+            failed.emplace_back(pending->source, std::move(error));
+    }
+    m_pending.clear();
+    return failed;
 }
 
 } // namespace sorvanel

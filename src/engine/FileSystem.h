@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -201,12 +202,22 @@ public:
     // The copies not taken go with the next call, or with
     // discardPreparedCopies. Nothing is prepared where `folder` and `within`
     // (the root of the moves, where the copies wait) are on one drive.
-    virtual void prepareCopies(const Path &folder, const std::vector<std::string_view> &names, const Path &within)
+    // A move that takes a prepared copy publishes it and leaves the rest to
+    // finishPreparedMoves: flushing the folders, for all such moves at once,
+    // and then removing each source that is still the file that was copied
+    // and that nobody writes. A source that is not keeps its place, and its
+    // copy goes again. Returns how many copies it prepared.
+    virtual std::size_t prepareCopies(const Path &folder, const std::vector<std::string_view> &names,
+                                      const Path &within)
     {
         (void)folder;
         (void)names;
         (void)within;
+        return 0;
     }
+    // Finishes the moves that took prepared copies; the moves that had to be
+    // taken back, by source, with why.
+    virtual std::vector<std::pair<Path, FileError>> finishPreparedMoves() { return {}; }
     virtual void discardPreparedCopies() { }
 
     // Lets go of the folders a run kept open.
@@ -220,7 +231,7 @@ public:
 class PosixFileSystem : public FileSystem
 {
 public:
-    PosixFileSystem() = default;
+    PosixFileSystem();
     ~PosixFileSystem() override;
     PosixFileSystem(const PosixFileSystem &) = delete;
     PosixFileSystem &operator=(const PosixFileSystem &) = delete;
@@ -241,13 +252,17 @@ public:
     bool ignoresCase(const Path &folder) override;
     bool keepsFileNumbers(const Path &folder) override;
     void removeLeftoverCopies(const Path &root) override;
-    void prepareCopies(const Path &folder, const std::vector<std::string_view> &names, const Path &within) override;
+    std::size_t prepareCopies(const Path &folder, const std::vector<std::string_view> &names,
+                              const Path &within) override;
+    std::vector<std::pair<Path, FileError>> finishPreparedMoves() override;
     void discardPreparedCopies() override;
     void closeFolders() override;
 
-    // What prepareCopies copies: files up to this size, this many at a time.
+    // What prepareCopies is given: files up to this size, this many and
+    // this many bytes at a time.
     static constexpr std::int64_t preparedCopyLimit = std::int64_t(1) << 20;
     static constexpr std::size_t preparedCopyBatch = 64;
+    static constexpr std::int64_t preparedBytesLimit = std::int64_t(8) << 20;
     Path resolvingSymlinks(const Path &path) override;
 
 protected:
@@ -290,6 +305,13 @@ protected:
     // The prepared copy of `source`, if it is one of the file `now`
     // describes, on `device`.
     bool takePreparedCopy(const Path &source, const struct stat &now, std::uint64_t device, HiddenCopy &out);
+    // The last step of a move to another drive, its copy published as
+    // `name` in `dir` and flushed: the source goes only while it is the file
+    // that was copied and nobody writes it; else the copy goes again.
+    FileError removeCopiedSource(const Path &source, int from, const struct stat &before, int dir, const char *name,
+                                 const struct stat &copied, WriterCheck *writers);
+    // A move that took a prepared copy, published, its source still there.
+    struct PendingRemoval;
     // Copies the bytes of one open file into another; tests make it fail.
     virtual int copyContents(int from, int to, const CopyProgress *copied);
     // An unnamed file in the folder (O_TMPFILE), or -1 with errno set where
@@ -326,6 +348,7 @@ private:
     };
     std::unordered_map<std::string, PreparedCopy> m_prepared;
     Descriptor m_preparedFolder; // the root the partial names of prepared copies lie in
+    std::vector<std::unique_ptr<PendingRemoval>> m_pending;
 };
 
 } // namespace sorvanel

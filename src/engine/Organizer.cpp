@@ -879,19 +879,61 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     // of their moves, so that the drive flushes them together.
     const Path sourceFolder = plan.moves.empty() ? Path() : plan.moves.front().sourceURL.parent_path();
     std::size_t preparedUntil = 0;
+    bool anyPrepared = false;
     std::vector<std::string_view> toPrepare;
+    // A run ends after so many files or bytes, whichever comes first: a
+    // stop waits for the run's copies, and progress moves on after them.
     const auto prepareCopies = [&](std::size_t from) {
-        preparedUntil = std::min(order.size(), from + PosixFileSystem::preparedCopyBatch);
+        const std::size_t last = std::min(order.size(), from + PosixFileSystem::preparedCopyBatch);
+        std::int64_t bytes = 0;
         toPrepare.clear();
-        for (std::size_t k = from; k < preparedUntil; ++k) {
-            const PlannedMove &next = plan.moves[order[k]];
+        for (preparedUntil = from; preparedUntil < last; ++preparedUntil) {
+            const PlannedMove &next = plan.moves[order[preparedUntil]];
             const std::string_view path = next.sourceURL.native();
-            if (next.sourceSize <= PosixFileSystem::preparedCopyLimit && !finishedEarlier.count(next.sourceURL.native())
-                && path.size() > sourceFolder.native().size() && path.starts_with(sourceFolder.native())
-                && path[sourceFolder.native().size()] == '/')
-                toPrepare.push_back(path.substr(sourceFolder.native().size() + 1));
+            if (next.sourceSize > PosixFileSystem::preparedCopyLimit || finishedEarlier.count(next.sourceURL.native())
+                || path.size() <= sourceFolder.native().size() || !path.starts_with(sourceFolder.native())
+                || path[sourceFolder.native().size()] != '/')
+                continue;
+            bytes += std::max<std::int64_t>(next.sourceSize, 0);
+            if (bytes > PosixFileSystem::preparedBytesLimit && !toPrepare.empty())
+                break;
+            toPrepare.push_back(path.substr(sourceFolder.native().size() + 1));
         }
-        m_fileManager->prepareCopies(sourceFolder, toPrepare, plan.destinationRoot);
+        anyPrepared = m_fileManager->prepareCopies(sourceFolder, toPrepare, plan.destinationRoot) > 0;
+    };
+    // The moves that went through with a prepared copy, whose sources go
+    // together once their copies' names are flushed: a source that can't
+    // go keeps its place, and the move counts as failed after all.
+    struct Deferred
+    {
+        std::string_view source;
+        std::uint32_t place;
+        std::int64_t sequence;
+    };
+    std::vector<Deferred> deferred;
+    const auto finishPreparedMoves = [&] {
+        if (deferred.empty())
+            return;
+        for (auto &[source, error] : m_fileManager->finishPreparedMoves()) {
+            const auto found = std::find_if(deferred.begin(), deferred.end(),
+                                            [&](const Deferred &d) { return d.source == source.native(); });
+            if (found == deferred.end())
+                continue;
+            --result.moved;
+            moveIssues.emplace_back(found->place, OrganizationIssue(displayName(source), error.localizedDescription()));
+            if (!journal)
+                continue;
+            const auto entry = std::find_if(settled.begin(), settled.end(),
+                                            [&](const JournalMove &m) { return m.sequence == found->sequence; });
+            if (entry != settled.end()) {
+                entry->state = JournalMove::State::notMoved;
+            } else {
+                JournalMove notMoved = journalMove(plan.moves[found->place], found->sequence);
+                notMoved.state = JournalMove::State::notMoved;
+                settled.push_back(std::move(notMoved));
+            }
+        }
+        deferred.clear();
     };
     for (std::size_t step = 0; step < order.size(); ++step) {
         const PlannedMove &move = plan.moves[order[step]];
@@ -905,6 +947,10 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
         if (observer && observer->stopRequested()) {
             stopAt(sequence);
             break;
+        }
+        if (step == preparedUntil) {
+            finishPreparedMoves();
+            prepareCopies(step);
         }
         if (observer) {
             fileSize = std::max<std::int64_t>(move.sourceSize, 0);
@@ -978,8 +1024,6 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
             recordOutcome(JournalMove::State::notMoved, nullptr);
             continue;
         }
-        if (step == preparedUntil)
-            prepareCopies(step);
         // A download may have started or resumed since planning.
         if (writerCheck) {
             if (auto writer = writerCheck->writerOf(move.sourceURL, move.sourceIdentity)) {
@@ -1032,11 +1076,14 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
             fail(error);
         } else {
             ++result.moved;
+            if (anyPrepared)
+                deferred.push_back({move.sourceURL.native(), order[step], current});
             // The journal already holds the planned name and identity.
             if (target != &move.destinationURL || copyPublished.inode)
                 recordOutcome(JournalMove::State::moved, target);
         }
     }
+    finishPreparedMoves();
     if (journal)
         settleBatch();
     m_fileManager->discardPreparedCopies();

@@ -220,8 +220,12 @@ FileError PosixFileSystem::createDirectory(const Path &directory, const Path &wi
     return S_ISDIR(info.st_mode) ? FileError() : FileError(EEXIST);
 }
 
+PosixFileSystem::PosixFileSystem() = default;
+
 PosixFileSystem::~PosixFileSystem()
 {
+    finishPreparedMoves();
+    discardPreparedCopies();
     closeFolders();
 }
 

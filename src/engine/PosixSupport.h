@@ -25,3 +25,19 @@ std::string partialName();
 bool isPartialName(std::string_view name);
 
 } // namespace sorvanel::posix
+
+namespace sorvanel {
+
+struct PosixFileSystem::PendingRemoval
+{
+    Path source;
+    Descriptor from; // the source, open since it was copied
+    struct stat before; // the source as it was copied
+    Descriptor folder; // where the copy was published
+    Descriptor stagingFolder; // where its partial name was, if it had one
+    std::string name;
+    struct stat copied; // the published copy
+    WriterCheck *writers = nullptr;
+};
+
+} // namespace sorvanel

@@ -245,6 +245,9 @@ private slots:
         QVERIFY(!fs.moveItem(path("a.txt"), root / "day" / "a.txt", root));
         QCOMPARE(copies, copiedAgain ? 1 : 0);
         QCOMPARE(readFile(root / "day" / "a.txt"), moved);
+        // A prepared copy's source goes with the others of its run.
+        QCOMPARE(std::filesystem::exists(path("a.txt")), !copiedAgain);
+        QVERIFY(fs.finishPreparedMoves().empty());
         QVERIFY(!std::filesystem::exists(path("a.txt")));
         fs.discardPreparedCopies();
         QCOMPARE(namesIn(root), std::vector<std::string>{"day"});

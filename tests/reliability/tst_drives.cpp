@@ -3,6 +3,7 @@
 // through ntfs-3g, each on a loop device. FUSE file systems of this kind have
 // neither a no-replace rename nor hard links, and exFAT ignores case and
 // refuses some names. Needs root (loop devices, mounting); skips otherwise.
+#include "FileSystem.h"
 #include "Localization.h"
 #include "ReliabilitySupport.h"
 #include "SettingsStore.h"
@@ -312,7 +313,8 @@ private slots:
             const auto census = originals.census(trees);
             QCOMPARE(census.foreign, 0);
             QCOMPARE(census.missing, 0);
-            QVERIFY(census.duplicated <= 1);
+            // Moves killed between publishing and removing their sources: one run of them at most.
+            QVERIFY(census.duplicated <= int(PosixFileSystem::preparedCopyBatch));
         }
         QVERIFY(cli({u"organize"_qs}) <= 1);
         const auto census = originals.census(trees);

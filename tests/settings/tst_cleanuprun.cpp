@@ -15,6 +15,23 @@ using namespace sorvanel::test;
 
 Q_DECLARE_METATYPE(std::function<void(const sorvanel::Path &)>)
 
+namespace {
+// Another program rewrites a file after its copy took its name on another
+// drive, before the run of moves it belongs to removes the sources.
+class RewriteBeforeSourcesGo : public PosixFileSystem
+{
+public:
+    Path file;
+
+    std::vector<std::pair<Path, FileError>> finishPreparedMoves() override
+    {
+        if (!file.empty() && std::filesystem::exists(std::filesystem::path(file)))
+            writeFile(std::exchange(file, Path()), "rewritten");
+        return PosixFileSystem::finishPreparedMoves();
+    }
+};
+} // namespace
+
 class TestCleanupRun : public QObject
 {
     Q_OBJECT
@@ -380,6 +397,37 @@ private slots:
         QCOMPARE(journal.run(id)->moved, 1);
         QCOMPARE(m_run->undo(id, false).restored, 1);
         QCOMPARE(readFile(downloads() / "moved.txt"), QByteArray("moved"));
+    }
+
+    // Across drives, small files are moved in runs: copies published, their
+    // names flushed, then the sources removed. A source rewritten in between
+    // stays, and the run and its journal count that move as failed.
+    void aFileRewrittenBeforeItsRunEndsStays()
+    {
+        m_far = folderOnOtherFileSystem(m_home->path());
+        if (!m_far)
+            QSKIP("no second writable file system on this machine");
+        const Path root = toPath(m_far->path()) / "sorted";
+        useDestination(root);
+        for (const char *name : {"a.txt", "b.txt", "c.txt"})
+            writeFile(downloads() / name, name, longAgo());
+        auto fileSystem = std::make_shared<RewriteBeforeSourcesGo>();
+        fileSystem->file = downloads() / "b.txt";
+        m_run = std::make_unique<CleanupRun>(DefaultsSuite::open(SettingsStore::suiteName()),
+                                             std::make_shared<Organizer>(fileSystem));
+
+        const CleanupRun::Outcome outcome = m_run->organize(OrganizationRunMode::manual);
+        QCOMPARE(outcome.result.moved, 2);
+        QCOMPARE(outcome.result.issues.size(), 1);
+        QCOMPARE(outcome.result.issues[0].filename, u"b.txt"_qs);
+        QVERIFY(filed(root, u"b.txt"_qs).empty());
+        QCOMPARE(m_run->journal().run(outcome.id)->moved, 2);
+        const UndoResult undone = m_run->undo(outcome.id, false);
+        QCOMPARE(undone.restored, 2);
+        QVERIFY2(undone.issues.isEmpty(), qPrintable(undone.issues.value(0).message));
+        QCOMPARE(
+            sourceFiles(),
+            (QMap<QString, QByteArray>{{u"a.txt"_qs, "a.txt"}, {u"b.txt"_qs, "rewritten"}, {u"c.txt"_qs, "c.txt"}}));
     }
 
     // The journal keeps the runs the history keeps, and no more.

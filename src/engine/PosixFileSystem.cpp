@@ -224,7 +224,9 @@ PosixFileSystem::PosixFileSystem() = default;
 
 PosixFileSystem::~PosixFileSystem()
 {
-    finishPreparedMoves();
+    // Moves left unfinished keep their sources beside their published
+    // copies, as a kill would leave them; the next run settles them.
+    m_pending.clear();
     discardPreparedCopies();
     closeFolders();
 }

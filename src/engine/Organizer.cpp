@@ -914,7 +914,9 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     const auto finishPreparedMoves = [&] {
         if (deferred.empty())
             return;
-        for (auto &[source, error] : m_fileManager->finishPreparedMoves()) {
+        for (const auto &failure : m_fileManager->finishPreparedMoves()) {
+            const Path &source = failure.first;
+            const FileError &error = failure.second;
             const auto found = std::find_if(deferred.begin(), deferred.end(),
                                             [&](const Deferred &d) { return d.source == source.native(); });
             if (found == deferred.end())

@@ -663,5 +663,9 @@
         <source>%@ needs the path of a folder.</source>
         <translation>%@ braucht den Pfad eines Ordners.</translation>
     </message>
+    <message>
+        <source>The drive of the destination folder is not connected (%@). Connect it and try again.</source>
+        <translation>Das Laufwerk des Zielordners ist nicht angeschlossen (%@). Schließen Sie es an und versuchen Sie es erneut.</translation>
+    </message>
 </context>
 </TS>

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Descriptor.h"
+#include "DriveTable.h"
 #include "OrganizationModels.h"
 #include "WriterProbe.h"
 
@@ -125,6 +126,8 @@ public:
         bool isDirectory = false;
         return fileExists(path, &isDirectory) && isDirectory;
     }
+    // A folder is there, and is not just the bare mount point of a missing drive.
+    bool folderReachable(const Path &path) { return folderExists(path) && !missingDrive(path); }
 
     // True when any item, even a dangling symbolic link, holds the name.
     virtual bool itemExists(const Path &path) = 0;
@@ -185,6 +188,14 @@ public:
     {
         (void)folder;
         return true;
+    }
+
+    // The mount point of a drive that the system expects the folder on and
+    // that is not plugged in or not mounted; nothing where none is missing.
+    virtual std::optional<Path> missingDrive(const Path &folder)
+    {
+        (void)folder;
+        return std::nullopt;
     }
 
     // Where a file system can't make anonymous files, a copy to another drive
@@ -251,6 +262,7 @@ public:
     bool sameBytes(const Path &a, const Path &b) override;
     bool ignoresCase(const Path &folder) override;
     bool keepsFileNumbers(const Path &folder) override;
+    std::optional<Path> missingDrive(const Path &folder) override;
     void removeLeftoverCopies(const Path &root) override;
     std::size_t prepareCopies(const Path &folder, const std::vector<std::string_view> &names,
                               const Path &within) override;
@@ -264,6 +276,9 @@ public:
     static constexpr std::size_t preparedCopyBatch = 64;
     static constexpr std::int64_t preparedBytesLimit = std::int64_t(8) << 20;
     Path resolvingSymlinks(const Path &path) override;
+
+    // Tables other than the system's, for tests.
+    void setDriveTable(DriveTable table) { m_drives = std::move(table); }
 
 protected:
     // What one move hands down to the step that carries it out.
@@ -331,6 +346,7 @@ protected:
     void rememberRefusal(int folder, Refused way);
 
 private:
+    DriveTable m_drives;
     std::unordered_map<std::uint64_t, unsigned> m_refused; // by device
     std::unordered_map<std::string, int, StringHash, std::equal_to<>> m_folders; // folders opened below a `within` root
     std::string m_sourceFolderPath; // the folder the latest move came from, kept open

@@ -771,6 +771,15 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     // against it would take every file of that run for not moved (its drive
     // may just not be plugged in). Such a run waits until its root is back.
     const bool rootWasThere = m_fileManager->folderExists(plan.destinationRoot);
+    // Nor is anything made on the disk below the mount point of a drive that
+    // is not plugged in: the files would be hidden once it is.
+    if (const std::optional<Path> drive = m_fileManager->missingDrive(plan.destinationRoot)) {
+        result.issues.append(OrganizationIssue(
+            L10n::text("Cleanup"),
+            L10n::format("The drive of the destination folder is not connected (%@). Connect it and try again.",
+                         {displayPath(*drive)})));
+        return result;
+    }
     std::unique_ptr<OrganizerExecutionLock> lock;
     try {
         lock = std::make_unique<OrganizerExecutionLock>(plan.destinationRoot, *m_fileManager);

@@ -631,6 +631,11 @@ bool PosixFileSystem::keepsFileNumbers(const Path &folder)
     return true;
 }
 
+std::optional<Path> PosixFileSystem::missingDrive(const Path &folder)
+{
+    return m_drives.missingDrive(folder);
+}
+
 Path PosixFileSystem::resolvingSymlinks(const Path &path)
 {
     std::error_code error;

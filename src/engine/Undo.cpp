@@ -152,7 +152,7 @@ void Organizer::settleInterruptedRuns(RunJournal &journal, const Path &destinati
 {
     const Path root = normalizedPath(destinationRoot);
     // Nothing to settle against a root that is not there (a drive not plugged in).
-    if (!m_fileManager->folderExists(root))
+    if (!m_fileManager->folderReachable(root))
         return;
     const std::vector<JournalRun> runs = journal.runs();
     if (std::none_of(runs.begin(), runs.end(),
@@ -190,14 +190,15 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
 
     // A folder that is not there is most likely on a drive that is not
     // plugged in: say so, rather than call every file changed since, and
-    // don't make the destination again (on the disk below the mount point).
-    if (!m_fileManager->folderExists(run->destinationRoot)) {
+    // don't make the destination again (on the disk below the mount point),
+    // nor put files back into a source folder that is a missing drive's.
+    if (!m_fileManager->folderReachable(run->destinationRoot)) {
         result.refusal = L10n::format("The folder this cleanup filed into is not there: %@. If it is on a drive, "
                                       "connect the drive and try again.",
                                       {displayPath(run->destinationRoot)});
         return result;
     }
-    if (!m_fileManager->folderExists(run->source)) {
+    if (!m_fileManager->folderReachable(run->source)) {
         result.refusal = L10n::format("The folder this cleanup took the files from is not there: %@. If it is on a "
                                       "drive, connect the drive and try again.",
                                       {displayPath(run->source)});

@@ -445,6 +445,55 @@ private slots:
         QCOMPARE(fs.createDirectory(path("file") / "sub").code(), ENOTDIR);
         QCOMPARE(fs.createDirectory(path("file")).code(), EEXIST);
     }
+
+    void aFolderOnADriveThatIsNotMountedIsKnown_data()
+    {
+        QTest::addColumn<QByteArray>("fstab"); // ROOT: the test's folder; nothing: no table at all
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("missing"); // the drive's mount point; empty: none
+        const QByteArray stick = "/dev/sdb1 ROOT/usb exfat noauto,user 0 0\n";
+        QTest::newRow("below a drive not mounted") << stick << "ROOT/usb/sorted"
+                                                   << "ROOT/usb";
+        QTest::newRow("the mount point itself") << stick << "ROOT/usb/"
+                                                << "ROOT/usb";
+        QTest::newRow("a name that only begins the same") << stick << "ROOT/usb2/sorted" << QString();
+        QTest::newRow("mounted") << QByteArray("proc /proc proc defaults 0 0\n") << "/proc/sys" << QString();
+        QTest::newRow("missing below a mounted drive")
+            << QByteArray("proc /proc proc defaults 0 0\n/dev/sdc1 /proc/stick vfat noauto 0 0\n")
+            << "/proc/stick/sorted"
+            << "/proc/stick";
+        QTest::newRow("the outermost of two")
+            << QByteArray("a ROOT/a ext4 noauto 0 0\nb ROOT/a/b ext4 noauto 0 0\n") << "ROOT/a/b/c"
+            << "ROOT/a";
+        QTest::newRow("escaped space") << QByteArray("LABEL=x ROOT/my\\040disk vfat noauto 0 0\n") << "ROOT/my disk/x"
+                                       << "ROOT/my disk";
+        QTest::newRow("root, swap and comments") << QByteArray("UUID=1 / ext4 defaults 0 1\n/swapfile none swap sw 0 "
+                                                               "0\n# /dev/sdb1 ROOT/usb exfat noauto 0 0\n")
+                                                 << "ROOT/usb/sorted" << QString();
+        QTest::newRow("no table") << QByteArray() << "ROOT/usb" << QString();
+        QTest::newRow("removable drive not mounted") << QByteArray("\n") << "ROOT/media/STICK/sorted"
+                                                     << "ROOT/media/STICK";
+        QTest::newRow("the removable-media folder itself") << QByteArray("\n") << "ROOT/media" << QString();
+    }
+
+    // A drive not plugged in leaves its mount point an empty folder: the
+    // system's table says a drive belongs there, or it lies where the
+    // desktop mounts removable drives, and the kernel has nothing mounted there.
+    void aFolderOnADriveThatIsNotMountedIsKnown()
+    {
+        QFETCH(QByteArray, fstab);
+        QFETCH(QString, folder);
+        QFETCH(QString, missing);
+        const QByteArray root = QFile::encodeName(m_dir->path());
+        std::filesystem::create_directories(std::filesystem::path(path("usb")));
+        if (!fstab.isEmpty())
+            writeFile(path("fstab"), fstab.replace("ROOT", root));
+        PosixFileSystem fs;
+        fs.setDriveTable(DriveTable(path("fstab").native(), "/proc/self/mounts", {path("media")}));
+        const Path tidy = normalizedPath(toPath(folder.replace(u"ROOT"_qs, m_dir->path())));
+        const auto found = fs.missingDrive(tidy);
+        QCOMPARE(found ? displayPath(*found) : QString(), missing.replace(u"ROOT"_qs, m_dir->path()));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestPosixFileSystem)

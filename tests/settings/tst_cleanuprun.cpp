@@ -430,6 +430,47 @@ private slots:
             (QMap<QString, QByteArray>{{u"a.txt"_qs, "a.txt"}, {u"b.txt"_qs, "rewritten"}, {u"c.txt"_qs, "c.txt"}}));
     }
 
+    // A destination on a drive that is not plugged in: its mount point is
+    // an empty folder on the disk below. A run makes nothing there and says
+    // why; undo waits for the drive, and once it is back the files come home.
+    void aDriveThatIsNotPluggedInGetsNothing()
+    {
+        const Path stick = toPath(m_home->path()) / "stick";
+        const Path root = stick / "sorted";
+        std::filesystem::create_directories(std::filesystem::path(stick));
+        writeFile(toPath(m_home->path()) / "fstab",
+                  "/dev/sdb1 " + QFile::encodeName(displayPath(stick)) + " exfat noauto 0 0\n");
+        auto fileSystem = std::make_shared<PosixFileSystem>();
+        const auto plug = [&](bool in) {
+            fileSystem->setDriveTable(
+                DriveTable(in ? std::string() : (toPath(m_home->path()) / "fstab").native(), "/proc/self/mounts", {}));
+        };
+        m_run = std::make_unique<CleanupRun>(DefaultsSuite::open(SettingsStore::suiteName()),
+                                             std::make_shared<Organizer>(fileSystem));
+        useDestination(root);
+        writeFile(downloads() / "report.pdf", "the report", longAgo());
+
+        plug(false);
+        const CleanupRun::Outcome refused = m_run->organize(OrganizationRunMode::automatic);
+        QCOMPARE(refused.result.moved, 0);
+        QCOMPARE(refused.result.issues.size(), 1);
+        QCOMPARE(refused.result.issues[0].filename, L10n::text("Cleanup"));
+        QVERIFY(refused.result.issues[0].message.contains(displayPath(stick)));
+        QVERIFY(std::filesystem::is_empty(std::filesystem::path(stick)));
+        QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("the report"));
+
+        plug(true);
+        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual);
+        QCOMPARE(run.result.moved, 1);
+        plug(false);
+        const UndoResult waiting = m_run->undo(std::nullopt, false);
+        QVERIFY(waiting.refusal && waiting.refusal->contains(displayPath(root)));
+        QVERIFY(!m_run->isUndone(run.id));
+        plug(true);
+        QCOMPARE(m_run->undo(std::nullopt, false).restored, 1);
+        QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("the report"));
+    }
+
     // The journal keeps the runs the history keeps, and no more.
     void theJournalIsPrunedWithTheHistory()
     {

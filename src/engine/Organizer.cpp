@@ -759,6 +759,28 @@ OrganizationResult Organizer::execute(const OrganizationPlan &given, RunJournal 
     return executeNormalized(*planned, {&journal, runId, mode}, observer);
 }
 
+std::size_t Organizer::chooseCopyRun(std::size_t from, std::size_t count, const Path &folder,
+                                     const std::function<CopyCandidate(std::size_t)> &candidate,
+                                     std::vector<std::string_view> &names)
+{
+    names.clear();
+    const std::string &prefix = folder.native();
+    const std::size_t last = std::min(count, from + PosixFileSystem::preparedCopyBatch);
+    std::int64_t bytes = 0;
+    std::size_t next = from;
+    for (; next < last; ++next) {
+        const CopyCandidate file = candidate(next);
+        if (!file || file->second > PosixFileSystem::preparedCopyLimit || file->first.size() <= prefix.size() + 1
+            || !file->first.starts_with(prefix) || file->first[prefix.size()] != '/')
+            continue;
+        bytes += std::max<std::int64_t>(file->second, 0);
+        if (bytes > PosixFileSystem::preparedBytesLimit && !names.empty())
+            break;
+        names.push_back(file->first.substr(prefix.size() + 1));
+    }
+    return next;
+}
+
 OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, const Journaling &journaling,
                                                 ExecutionObserver *observer)
 {
@@ -893,21 +915,15 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     // A run ends after so many files or bytes, whichever comes first: a
     // stop waits for the run's copies, and progress moves on after them.
     const auto prepareCopies = [&](std::size_t from) {
-        const std::size_t last = std::min(order.size(), from + PosixFileSystem::preparedCopyBatch);
-        std::int64_t bytes = 0;
-        toPrepare.clear();
-        for (preparedUntil = from; preparedUntil < last; ++preparedUntil) {
-            const PlannedMove &next = plan.moves[order[preparedUntil]];
-            const std::string_view path = next.sourceURL.native();
-            if (next.sourceSize > PosixFileSystem::preparedCopyLimit || finishedEarlier.count(next.sourceURL.native())
-                || path.size() <= sourceFolder.native().size() || !path.starts_with(sourceFolder.native())
-                || path[sourceFolder.native().size()] != '/')
-                continue;
-            bytes += std::max<std::int64_t>(next.sourceSize, 0);
-            if (bytes > PosixFileSystem::preparedBytesLimit && !toPrepare.empty())
-                break;
-            toPrepare.push_back(path.substr(sourceFolder.native().size() + 1));
-        }
+        preparedUntil = chooseCopyRun(
+            from, order.size(), sourceFolder,
+            [&](std::size_t i) -> CopyCandidate {
+                const PlannedMove &next = plan.moves[order[i]];
+                if (finishedEarlier.count(next.sourceURL.native()))
+                    return std::nullopt;
+                return std::pair{std::string_view(next.sourceURL.native()), next.sourceSize};
+            },
+            toPrepare);
         anyPrepared = m_fileManager->prepareCopies(sourceFolder, toPrepare, plan.destinationRoot) > 0;
     };
     // The moves that went through with a prepared copy, whose sources go

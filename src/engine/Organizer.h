@@ -132,6 +132,17 @@ private:
                                          ExecutionObserver *observer);
     // `numbered`: the destination's file system keeps inode numbers.
     JournalMove::State recoverMove(JournalMove &move, bool numbered);
+    // The next run of copies to prepare ahead of their moves (see
+    // FileSystem::prepareCopies): from move `from` of `count` on, up to
+    // preparedCopyBatch moves, ending before the bytes pass
+    // preparedBytesLimit. `candidate(i)` gives move i's source and size, or
+    // nothing where that move takes no prepared copy; sources not below
+    // `folder` or over preparedCopyLimit are left out. The names, relative
+    // to `folder`, go to `names`; returns the move after the run.
+    using CopyCandidate = std::optional<std::pair<std::string_view, std::int64_t>>;
+    static std::size_t chooseCopyRun(std::size_t from, std::size_t count, const Path &folder,
+                                     const std::function<CopyCandidate(std::size_t)> &candidate,
+                                     std::vector<std::string_view> &names);
 
     std::shared_ptr<FileSystem> m_fileManager;
     std::shared_ptr<WriterProbe> m_writerProbe;

@@ -103,6 +103,10 @@ public:
     // The moves of a run, in sequence order.
     virtual std::vector<JournalMove> moves(const QUuid &run) = 0;
     virtual std::vector<Path> folders(const QUuid &run) = 0;
+    // The moves into `destinationRoot` that an undo is taking back across
+    // drives: their copies were announced going back, and their return is
+    // not settled yet. With the ID of each one's run.
+    virtual std::vector<std::pair<QUuid, JournalMove>> returnsUnderway(const Path &destinationRoot) = 0;
 };
 
 } // namespace sorvanel

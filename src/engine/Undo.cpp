@@ -46,6 +46,26 @@ bool isLeftoverReservation(const JournalMove &move, bool numbered, const std::op
     return recorded || unrecorded;
 }
 
+// Where a moved file lies at the destination, and its time as that drive keeps it.
+FileIdentity placedOf(const JournalMove &move)
+{
+    return move.placed.inode ? move.placed : move.original;
+}
+std::int64_t placedTimeOf(const JournalMove &move)
+{
+    return move.placedModifiedNs ? move.placedModifiedNs : move.modifiedNs;
+}
+
+// The last step of a return that an undo was cut short in, after its copy
+// went back to the source: what is left at the destination goes, if it is
+// still the moved file.
+FileError finishReturn(FileSystem &fs, const JournalMove &move, const std::optional<FileStamp> &atDestination)
+{
+    if (atDestination && atDestination->sameContent(placedOf(move), move.size, placedTimeOf(move)))
+        return fs.removeFile(move.destination, placedOf(move));
+    return {};
+}
+
 } // namespace
 
 JournalMove::State Organizer::recoverMove(JournalMove &move, bool numbered)
@@ -128,6 +148,17 @@ void Organizer::recoverInterruptedRuns(RunJournal &journal, const Path &destinat
         if (journal.settle(run.id, settled))
             journal.recovered(run.id);
     }
+    // An undo killed after a copy went back, before the filed file went,
+    // leaves the file twice: its return is finished here, before a run
+    // could file the copy again beside what is left of it.
+    FileSystem &fs = *m_fileManager;
+    for (auto &[id, move] : journal.returnsUnderway(destinationRoot)) {
+        if (!holds(fs.stampOf(move.source), move.returned) || finishReturn(fs, move, fs.stampOf(move.destination)))
+            continue; // not back yet, or it can't be finished: the undo's to do
+        move.state = JournalMove::State::restored;
+        move.returned = {};
+        journal.settle(id, {move});
+    }
 }
 
 std::vector<Path> Organizer::leftoverReservations(RunJournal &journal, const Path &destinationRoot)
@@ -156,7 +187,8 @@ void Organizer::settleInterruptedRuns(RunJournal &journal, const Path &destinati
         return;
     const std::vector<JournalRun> runs = journal.runs();
     if (std::none_of(runs.begin(), runs.end(),
-                     [&](const JournalRun &run) { return !run.finished && run.destinationRoot == root; }))
+                     [&](const JournalRun &run) { return !run.finished && run.destinationRoot == root; })
+        && journal.returnsUnderway(root).empty())
         return;
     try {
         const OrganizerExecutionLock lock(root, *m_fileManager);
@@ -239,9 +271,30 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     }
 
     std::vector<JournalMove> settled;
+    // Moves back that went through with a prepared copy: their filed files
+    // go together once the copies' names are flushed. A filed file that
+    // can't go stays, its copy goes again, and the move stays to be undone.
+    std::vector<std::int64_t> deferred; // by sequence
+    const auto finishDeferred = [&] {
+        if (deferred.empty())
+            return;
+        for (const auto &[filed, error] : fs.finishPreparedMoves()) {
+            const auto entry = std::find_if(settled.begin(), settled.end(), [&](const JournalMove &m) {
+                return m.destination == filed
+                    && std::find(deferred.begin(), deferred.end(), m.sequence) != deferred.end();
+            });
+            if (entry == settled.end())
+                continue;
+            --result.restored;
+            entry->state = JournalMove::State::moved;
+            result.issues.append(OrganizationIssue(nameOf(entry->source), error.localizedDescription()));
+        }
+        deferred.clear();
+    };
     const auto settle = [&](bool force) {
         if (dryRun || (settled.empty()) || (!force && settled.size() < 2048))
             return true;
+        finishDeferred();
         const bool written = journal.settle(run->id, settled);
         settled.clear();
         return written;
@@ -280,7 +333,29 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     }
     if (observer)
         observer->progressed(progress);
-    for (JournalMove &move : moves) {
+    // Small files coming back from another drive are copied a run at a
+    // time ahead of their moves, so that the drive flushes them together.
+    std::size_t preparedUntil = 0;
+    bool anyPrepared = false;
+    std::vector<std::string_view> toPrepare;
+    const auto prepareCopies = [&](std::size_t from) {
+        preparedUntil = chooseCopyRun(
+            from, moves.size(), run->destinationRoot,
+            [&](std::size_t i) -> CopyCandidate {
+                const JournalMove &next = moves[i];
+                if (next.state != JournalMove::State::moved || next.returned.inode || next.reserved.inode)
+                    return std::nullopt;
+                return std::pair{std::string_view(next.destination.native()), next.size};
+            },
+            toPrepare);
+        anyPrepared = fs.prepareCopies(run->destinationRoot, toPrepare, run->source) > 0;
+    };
+    for (std::size_t index = 0; index < moves.size(); ++index) {
+        JournalMove &move = moves[index];
+        if (index == preparedUntil && !dryRun) {
+            finishDeferred();
+            prepareCopies(index);
+        }
         if (move.state != JournalMove::State::moved)
             continue;
         if (observer) {
@@ -296,9 +371,9 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
             ++progress.filesDone;
             progress.bytesDone += fileSize;
         }
-        const FileIdentity placed = move.placed.inode ? move.placed : move.original;
+        const FileIdentity placed = placedOf(move);
         // A copy keeps its time as its drive can: FAT and exFAT round it.
-        const std::int64_t placedTime = move.placedModifiedNs ? move.placedModifiedNs : move.modifiedNs;
+        const std::int64_t placedTime = placedTimeOf(move);
         // An undo cut short may have left an empty reservation of the source name.
         if (move.reserved.inode && !dryRun) {
             const auto reservation = fs.stampOf(move.source, run->source);
@@ -318,17 +393,16 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
         const auto restored = [&] {
             ++result.restored;
             move.state = JournalMove::State::restored;
+            move.returned = {};
             settled.push_back(move);
         };
 
         // An undo cut short after our copy went back to the source: remove
         // what is left at the destination, if it is still the moved file.
         if (move.returned.inode && holds(atSource(), move.returned)) {
-            if (atDestination && atDestination->sameContent(placed, move.size, placedTime) && !dryRun) {
-                if (const FileError error = fs.removeFile(move.destination, placed)) {
-                    fail(move, error.localizedDescription());
-                    continue;
-                }
+            if (const FileError error = dryRun ? FileError() : finishReturn(fs, move, atDestination)) {
+                fail(move, error.localizedDescription());
+                continue;
             }
             restored();
             continue;
@@ -365,14 +439,19 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
             fail(move, error.localizedDescription());
         } else {
             restored();
+            if (anyPrepared)
+                deferred.push_back(move.sequence);
         }
         if (!settle(false)) {
             result.issues.append(OrganizationIssue(
                 L10n::text("Cleanup"), L10n::text("The record of this undo could not be written, so it stopped.")));
+            fs.discardPreparedCopies();
             fs.closeFolders();
             return result;
         }
     }
+    finishDeferred();
+    fs.discardPreparedCopies();
     fs.closeFolders();
     if (observer && !result.remaining)
         observer->progressed(progress);

@@ -180,7 +180,11 @@ bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)
         == SQLITE_OK
         && db.execute("CREATE TABLE IF NOT EXISTS journalFolders(run INTEGER NOT NULL, path BLOB NOT NULL)")
         == SQLITE_OK
-        && db.execute("CREATE INDEX IF NOT EXISTS journalFoldersByRun ON journalFolders(run)") == SQLITE_OK;
+        && db.execute("CREATE INDEX IF NOT EXISTS journalFoldersByRun ON journalFolders(run)") == SQLITE_OK
+        // Only the few moves on their way back, so that finding them costs nothing.
+        && db.execute("CREATE INDEX IF NOT EXISTS journalReturnsUnderway ON journalOutcomes(run)"
+                      " WHERE returnedInode IS NOT NULL")
+        == SQLITE_OK;
 }
 
 bool SqliteRunJournal::write(const std::function<void()> &body)
@@ -533,6 +537,31 @@ std::vector<Path> SqliteRunJournal::folders(const QUuid &run)
     statement.bind(1, Json::uuidString(run));
     while (statement.step() == SQLITE_ROW)
         found.push_back(pathFrom(statement.columnBlob(0)));
+    return found;
+}
+
+std::vector<std::pair<QUuid, JournalMove>> SqliteRunJournal::returnsUnderway(const Path &destinationRoot)
+{
+    std::vector<std::pair<QUuid, JournalMove>> found;
+    if (!m_ready)
+        return found;
+    // A return that is settled keeps no identity of its copy.
+    SqliteStatement statement =
+        m_suite->database().prepare("SELECT r.id, o.sequence FROM journalOutcomes o JOIN journalRuns r ON r.key = o.run"
+                                    " WHERE o.returnedInode IS NOT NULL AND r.destinationRoot = ?");
+    statement.bind(1, bytes(destinationRoot));
+    std::vector<std::pair<QUuid, qint64>> keys;
+    while (statement.step() == SQLITE_ROW)
+        keys.emplace_back(QUuid::fromString(statement.columnText(0)), statement.columnInteger(1));
+    for (const auto &[id, sequence] : keys) {
+        const auto row = rowOf(id);
+        if (!row)
+            continue;
+        for (JournalMove &move : movesOf(*row, sequence, sequence + 1)) {
+            if (move.state == JournalMove::State::moved)
+                found.emplace_back(id, std::move(move));
+        }
+    }
     return found;
 }
 

@@ -36,6 +36,7 @@ public:
     std::optional<JournalRun> run(const QUuid &id) override;
     std::vector<JournalMove> moves(const QUuid &run) override;
     std::vector<Path> folders(const QUuid &run) override;
+    std::vector<std::pair<QUuid, JournalMove>> returnsUnderway(const Path &destinationRoot) override;
 
     // Drops the finished runs whose IDs are not in `kept` (the history's).
     static void prune(DefaultsSuite &suite, const QSet<QUuid> &kept);

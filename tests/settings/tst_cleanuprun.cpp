@@ -50,6 +50,16 @@ class TestCleanupRun : public QObject
         m_run->store().saveFolder(root, std::nullopt, false);
     }
 
+    // A destination on another drive, in use; nothing where the machine has none.
+    std::optional<Path> farDestination()
+    {
+        m_far = folderOnOtherFileSystem(m_home->path());
+        if (!m_far)
+            return std::nullopt;
+        useDestination(toPath(m_far->path()) / "sorted");
+        return toPath(m_far->path()) / "sorted";
+    }
+
     // The files and their bytes, as the source folder holds them.
     QMap<QString, QByteArray> sourceFiles() const
     {
@@ -107,11 +117,10 @@ private slots:
         QFETCH(bool, acrossDrives);
         Path root = destination();
         if (acrossDrives) {
-            m_far = folderOnOtherFileSystem(m_home->path());
-            if (!m_far)
+            const auto far = farDestination();
+            if (!far)
                 QSKIP("no second writable file system on this machine");
-            root = toPath(m_far->path()) / "sorted";
-            useDestination(root);
+            root = *far;
         }
         const QDateTime old = longAgo();
         writeFile(downloads() / "report.pdf", "the report", old);
@@ -399,35 +408,104 @@ private slots:
         QCOMPARE(readFile(downloads() / "moved.txt"), QByteArray("moved"));
     }
 
-    // Across drives, small files are moved in runs: copies published, their
-    // names flushed, then the sources removed. A source rewritten in between
-    // stays, and the run and its journal count that move as failed.
+    void aFileRewrittenBeforeItsRunEndsStays_data()
+    {
+        QTest::addColumn<bool>("onTheWayBack");
+        QTest::newRow("organize") << false;
+        QTest::newRow("undo") << true;
+    }
+
+    // Across drives, small files are moved in runs, there and back: copies
+    // published, their names flushed, then the sources removed. A source
+    // rewritten in between stays, and the run and its journal count that
+    // move as not made.
     void aFileRewrittenBeforeItsRunEndsStays()
     {
-        m_far = folderOnOtherFileSystem(m_home->path());
-        if (!m_far)
+        QFETCH(bool, onTheWayBack);
+        const auto far = farDestination();
+        if (!far)
             QSKIP("no second writable file system on this machine");
-        const Path root = toPath(m_far->path()) / "sorted";
-        useDestination(root);
+        const Path root = *far;
         for (const char *name : {"a.txt", "b.txt", "c.txt"})
             writeFile(downloads() / name, name, longAgo());
         auto fileSystem = std::make_shared<RewriteBeforeSourcesGo>();
-        fileSystem->file = downloads() / "b.txt";
+        if (!onTheWayBack)
+            fileSystem->file = downloads() / "b.txt";
         m_run = std::make_unique<CleanupRun>(DefaultsSuite::open(SettingsStore::suiteName()),
                                              std::make_shared<Organizer>(fileSystem));
 
         const CleanupRun::Outcome outcome = m_run->organize(OrganizationRunMode::manual);
-        QCOMPARE(outcome.result.moved, 2);
-        QCOMPARE(outcome.result.issues.size(), 1);
-        QCOMPARE(outcome.result.issues[0].filename, u"b.txt"_qs);
-        QVERIFY(filed(root, u"b.txt"_qs).empty());
-        QCOMPARE(m_run->journal().run(outcome.id)->moved, 2);
+        QCOMPARE(outcome.result.moved, onTheWayBack ? 3 : 2);
+        QCOMPARE(m_run->journal().run(outcome.id)->moved, outcome.result.moved);
+        if (!onTheWayBack) {
+            QCOMPARE(outcome.result.issues.size(), 1);
+            QCOMPARE(outcome.result.issues[0].filename, u"b.txt"_qs);
+            QVERIFY(filed(root, u"b.txt"_qs).empty());
+        } else {
+            fileSystem->file = filed(root, u"b.txt"_qs);
+        }
         const UndoResult undone = m_run->undo(outcome.id, false);
         QCOMPARE(undone.restored, 2);
-        QVERIFY2(undone.issues.isEmpty(), qPrintable(undone.issues.value(0).message));
-        QCOMPARE(
-            sourceFiles(),
-            (QMap<QString, QByteArray>{{u"a.txt"_qs, "a.txt"}, {u"b.txt"_qs, "rewritten"}, {u"c.txt"_qs, "c.txt"}}));
+        QCOMPARE(undone.issues.size(), onTheWayBack ? 1 : 0);
+        if (onTheWayBack) {
+            QCOMPARE(undone.issues[0].filename, u"b.txt"_qs);
+            QCOMPARE(readFile(filed(root, u"b.txt"_qs)), QByteArray("rewritten"));
+            QCOMPARE(m_run->undo(outcome.id, false).issues.size(), 1); // changed since: it stays for good
+        }
+        const auto home = sourceFiles();
+        QCOMPARE(home.value(u"a.txt"_qs), QByteArray("a.txt"));
+        QCOMPARE(home.value(u"b.txt"_qs), onTheWayBack ? QByteArray() : QByteArray("rewritten"));
+        QCOMPARE(home.value(u"c.txt"_qs), QByteArray("c.txt"));
+        QCOMPARE(home.size(), onTheWayBack ? 2 : 3);
+    }
+
+    void anUndoCutShortIsFinishedByTheNextRun_data()
+    {
+        QTest::addColumn<bool>("copyWentBack");
+        QTest::newRow("killed after the copy went back") << true;
+        QTest::newRow("killed before") << false;
+    }
+
+    // An undo across drives killed between putting a copy back and removing
+    // the filed file: the next run finishes that return before it plans, so
+    // the file is not filed a second time beside what was left of it.
+    void anUndoCutShortIsFinishedByTheNextRun()
+    {
+        QFETCH(bool, copyWentBack);
+        const auto far = farDestination();
+        if (!far)
+            QSKIP("no second writable file system on this machine");
+        const Path root = *far;
+        writeFile(downloads() / "a.txt", "a", longAgo());
+        writeFile(downloads() / "b.txt", "b", longAgo());
+        const CleanupRun::Outcome first = m_run->organize(OrganizationRunMode::manual);
+        QCOMPARE(first.result.moved, 2);
+        const auto moves = m_run->journal().moves(first.id);
+        const auto a = std::find_if(moves.begin(), moves.end(),
+                                    [](const JournalMove &move) { return move.source.filename() == "a.txt"; });
+        QVERIFY(a != moves.end());
+        // What the killed undo got done.
+        writeFile(downloads() / "a.txt", "a", longAgo());
+        const FileStamp copy = *PosixFileSystem().stampOf(downloads() / "a.txt");
+        if (!copyWentBack)
+            std::filesystem::remove(std::filesystem::path(downloads() / "a.txt"));
+        QVERIFY(m_run->journal().publishing(first.id, a->sequence, copy, a->source, true));
+
+        const CleanupRun::Outcome next = m_run->organize(OrganizationRunMode::manual);
+        QCOMPARE(next.result.moved, copyWentBack ? 1 : 0);
+        QVERIFY(next.result.issues.isEmpty());
+        QStringList filed = regularFilesBelow(displayPath(root));
+        filed.removeAll(u".sorvanel.lock"_qs);
+        QCOMPARE(filed.size(), 2);
+        QVERIFY2(
+            std::none_of(filed.begin(), filed.end(), [](const QString &file) { return file.endsWith(u"-2.txt"_qs); }),
+            qPrintable(filed.join(u", "_qs)));
+        QCOMPARE(int(m_run->journal().moves(first.id)[std::size_t(a->sequence)].state),
+                 int(copyWentBack ? JournalMove::State::restored : JournalMove::State::moved));
+        // Taking every run back brings both files home, once each.
+        while (!m_run->undo(std::nullopt, false).refusal) { }
+        QCOMPARE(sourceFiles(), (QMap<QString, QByteArray>{{u"a.txt"_qs, "a"}, {u"b.txt"_qs, "b"}}));
+        QVERIFY(regularFilesBelow(displayPath(root)) == QStringList{u".sorvanel.lock"_qs});
     }
 
     // A destination on a drive that is not plugged in: its mount point is
@@ -502,10 +580,8 @@ private slots:
     {
         QFETCH(bool, acrossDrives);
         if (acrossDrives) {
-            m_far = folderOnOtherFileSystem(m_home->path());
-            if (!m_far)
+            if (!farDestination())
                 QSKIP("no second writable file system on this machine");
-            useDestination(toPath(m_far->path()) / "sorted");
         }
         // Stops once `limit` files are done, and keeps what it heard.
         struct StopAfter : ExecutionObserver
@@ -558,10 +634,10 @@ private slots:
     // where it was, and the run or undo can simply be started again.
     void progressAndStopWithinABigCopy()
     {
-        m_far = folderOnOtherFileSystem(m_home->path());
-        if (!m_far)
+        const auto far = farDestination();
+        if (!far)
             QSKIP("no second writable file system on this machine");
-        useDestination(toPath(m_far->path()) / "sorted");
+        const Path root = *far;
         constexpr qint64 size = 40 << 20;
         writeFile(downloads() / "big.iso", QByteArray(size, 'b'), longAgo());
         struct Heard : ExecutionObserver
@@ -571,7 +647,6 @@ private slots:
             void progressed(const ExecutionProgress &progress) override { all.push_back(progress); }
             bool stopRequested() override { return stopWithin && all.back().bytesDone > 0; }
         };
-        const Path root = toPath(m_far->path()) / "sorted";
         const auto onlyTheLockIn = [&](const Path &folder) {
             return regularFilesBelow(displayPath(folder)) == QStringList{u".sorvanel.lock"_qs};
         };

@@ -278,7 +278,9 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     const auto finishDeferred = [&] {
         if (deferred.empty())
             return;
-        for (const auto &[filed, error] : fs.finishPreparedMoves()) {
+        for (const auto &failure : fs.finishPreparedMoves()) {
+            const Path &filed = failure.first;
+            const FileError &error = failure.second;
             const auto entry = std::find_if(settled.begin(), settled.end(), [&](const JournalMove &m) {
                 return m.destination == filed
                     && std::find(deferred.begin(), deferred.end(), m.sequence) != deferred.end();

@@ -23,7 +23,9 @@ public:
     // `stopped`: SIGTERM came mid-run (logout, shutdown). The run is recorded
     // with what it moved, but its moment stays due, so the next start files
     // the rest; and nobody is told, since the session is going away.
-    enum class Outcome { disabled, notDue, ran, stopped, failed };
+    // waitingForDrive: the destination's drive is not plugged in; the run
+    // stays due and happens at the first start of the agent after it is.
+    enum class Outcome { disabled, notDue, waitingForDrive, ran, stopped, failed };
 
     struct Report
     {

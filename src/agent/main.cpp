@@ -43,6 +43,7 @@ int main(int argc, char *argv[])
     switch (report.outcome) {
     case sorvanel::AutomaticRun::Outcome::disabled:
     case sorvanel::AutomaticRun::Outcome::notDue:
+    case sorvanel::AutomaticRun::Outcome::waitingForDrive:
     case sorvanel::AutomaticRun::Outcome::stopped: // as systemd asked
         return 0;
     case sorvanel::AutomaticRun::Outcome::failed:

@@ -742,6 +742,11 @@ const Path &normalizedPlan(const OrganizationPlan &given, OrganizationPlan &copy
 
 } // namespace
 
+std::optional<Path> Organizer::missingDrive(const Path &destination)
+{
+    return m_fileManager->missingDrive(normalizedPath(m_fileManager->resolvingSymlinks(destination)));
+}
+
 OrganizationResult Organizer::execute(const OrganizationPlan &given, ExecutionObserver *observer)
 {
     OrganizationPlan copy;

@@ -85,6 +85,9 @@ public:
     // in place of their files' names: settling frees those names, so a
     // preview may plan with them.
     std::vector<Path> leftoverReservations(RunJournal &journal, const Path &destinationRoot);
+    // The mount point of the drive that `destination` lies on, where the
+    // system expects a drive there and none is mounted (see FileSystem::missingDrive).
+    std::optional<Path> missingDrive(const Path &destination);
     // Plans, then executes. Throws what makePlan throws.
     OrganizationResult organize(const OrganizerConfiguration &configuration);
 

@@ -21,6 +21,11 @@ OrganizerConfiguration CleanupRun::configuration(const StoredSettings &settings,
     return *configuration;
 }
 
+std::optional<Path> CleanupRun::missingDrive()
+{
+    return m_organizer->missingDrive(m_store.load().destinationURL);
+}
+
 OrganizationPlan CleanupRun::plan(const Clock &now, Organizer::PlanUse use)
 {
     return plan(configuration(m_store.load(), now), use);

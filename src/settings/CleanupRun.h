@@ -51,6 +51,9 @@ public:
                     ExecutionObserver *observer = nullptr);
     // Plans, then executes. Throws Failure.
     Outcome organize(OrganizationRunMode mode, const Clock &now = {}, ExecutionObserver *observer = nullptr);
+    // The mount point of the drive the stored destination lies on, where
+    // that drive is not plugged in: a run there would move nothing.
+    std::optional<Path> missingDrive();
     UndoResult undo(const std::optional<QUuid> &run, bool dryRun, ExecutionObserver *observer = nullptr);
 
     // Whether the history entry's run was undone, by the journal.

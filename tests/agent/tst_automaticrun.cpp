@@ -50,9 +50,10 @@ class TestAutomaticRun : public QObject
     std::unique_ptr<TemporaryHome> m_home;
     QDateTime m_now;
 
-    AutomaticRun::Report perform(SettingsStore &store, RecordingNotifier &notifier, bool force = false)
+    AutomaticRun::Report perform(SettingsStore &store, RecordingNotifier &notifier, bool force = false,
+                                 std::shared_ptr<FileSystem> fileSystem = std::make_shared<PosixFileSystem>())
     {
-        auto organizer = std::make_shared<Organizer>();
+        auto organizer = std::make_shared<Organizer>(std::move(fileSystem));
         organizer->setCalendarProvider([] { return berlin; });
         return AutomaticRun(
                    store, organizer, notifier, [this] { return m_now; }, [] { return berlin; })
@@ -153,6 +154,42 @@ private slots:
         m_now = at(11, 9, 30);
         QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::ran);
         QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-11"_qs);
+    }
+
+    // The destination's drive is not plugged in: the scheduled run waits,
+    // says nothing and records nothing, and happens once the drive is back.
+    // A forced run goes ahead and reports why it moved nothing.
+    void aRunWaitsForItsDrive()
+    {
+        SettingsStore store;
+        RecordingNotifier notifier;
+        store.saveAutomaticEnabled(true);
+        store.saveAutomaticTime(at(1, 8, 0));
+        const Path stick = toPath(m_home->path()) / "stick";
+        std::filesystem::create_directories(std::filesystem::path(stick));
+        store.saveFolder(stick / "sorted", std::nullopt, false);
+        writeFile(toPath(m_home->path()) / "fstab",
+                  "/dev/sdb1 " + QByteArray::fromStdString(stick.native()) + " vfat noauto 0 0\n");
+        auto unplugged = std::make_shared<PosixFileSystem>();
+        unplugged->setDriveTable(DriveTable((toPath(m_home->path()) / "fstab").native(), "/proc/self/mounts", {}));
+        m_now = at(5, 8, 5);
+        addFile("a.pdf");
+
+        QCOMPARE(perform(store, notifier, false, unplugged).outcome, AutomaticRun::Outcome::waitingForDrive);
+        QVERIFY(!store.load().lastAutomaticDay);
+        QVERIFY(store.loadHistory().isEmpty());
+        QVERIFY(notifier.messages.isEmpty());
+        const auto forced = perform(store, notifier, true, unplugged);
+        QCOMPARE(forced.outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(forced.result->moved, 0);
+        QCOMPARE(forced.result->issues.size(), 1);
+        QVERIFY(std::filesystem::is_empty(std::filesystem::path(stick)));
+
+        m_now = at(5, 11, 0); // plugged in
+        const auto report = perform(store, notifier);
+        QCOMPARE(report.outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(report.result->moved, 1);
+        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-05"_qs);
     }
 
     void planningFailureIsReportedOnce()

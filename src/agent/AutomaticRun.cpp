@@ -42,16 +42,16 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
         if (!force)
             m_store.saveLastAutomaticDay(*due);
     };
-    // A destination on a drive that is not plugged in (a USB disk, say): the
-    // scheduled run waits for it, silently, and leaves the day due, rather
-    // than report a problem and file nothing until tomorrow. The agent
-    // starts every few minutes, so the run follows soon after the drive.
-    if (!force && CleanupRun(m_store.suite(), m_organizer).missingDrive()) {
-        report.outcome = Outcome::waitingForDrive;
-        return report;
-    }
     try {
         CleanupRun run(m_store.suite(), m_organizer);
+        // A destination on a drive that is not plugged in (a USB disk, say):
+        // the scheduled run waits for it, silently, and leaves the day due,
+        // rather than report a problem and file nothing until tomorrow. The
+        // agent starts every few minutes, so the run follows the drive soon.
+        if (!force && run.missingDrive()) {
+            report.outcome = Outcome::waitingForDrive;
+            return report;
+        }
         // systemd stops the agent with SIGTERM (at logout, at shutdown): the
         // run then stops after the file in hand and is recorded as it is.
         ExecutionControl control;

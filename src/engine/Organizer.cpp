@@ -936,36 +936,28 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     // go keeps its place, and the move counts as failed after all.
     struct Deferred
     {
-        std::string_view source;
         std::uint32_t place;
         std::int64_t sequence;
     };
-    std::vector<Deferred> deferred;
+    std::vector<std::pair<std::string_view, Deferred>> deferred;
     const auto finishPreparedMoves = [&] {
-        if (deferred.empty())
-            return;
-        for (const auto &failure : m_fileManager->finishPreparedMoves()) {
-            const Path &source = failure.first;
-            const FileError &error = failure.second;
-            const auto found = std::find_if(deferred.begin(), deferred.end(),
-                                            [&](const Deferred &d) { return d.source == source.native(); });
-            if (found == deferred.end())
-                continue;
+        finishDeferredMoves<Deferred>(*m_fileManager, deferred, [&](const Deferred &move, const FileError &error) {
+            const PlannedMove &planned = plan.moves[move.place];
             --result.moved;
-            moveIssues.emplace_back(found->place, OrganizationIssue(displayName(source), error.localizedDescription()));
+            moveIssues.emplace_back(move.place,
+                                    OrganizationIssue(displayName(planned.sourceURL), error.localizedDescription()));
             if (!journal)
-                continue;
+                return;
             const auto entry = std::find_if(settled.begin(), settled.end(),
-                                            [&](const JournalMove &m) { return m.sequence == found->sequence; });
+                                            [&](const JournalMove &m) { return m.sequence == move.sequence; });
             if (entry != settled.end()) {
                 entry->state = JournalMove::State::notMoved;
             } else {
-                JournalMove notMoved = journalMove(plan.moves[found->place], found->sequence);
+                JournalMove notMoved = journalMove(planned, move.sequence);
                 notMoved.state = JournalMove::State::notMoved;
                 settled.push_back(std::move(notMoved));
             }
-        }
-        deferred.clear();
+        });
     };
     for (std::size_t step = 0; step < order.size(); ++step) {
         const PlannedMove &move = plan.moves[order[step]];
@@ -1109,7 +1101,7 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
         } else {
             ++result.moved;
             if (anyPrepared)
-                deferred.push_back({move.sourceURL.native(), order[step], current});
+                deferred.push_back({move.sourceURL.native(), Deferred{order[step], current}});
             // The journal already holds the planned name and identity.
             if (target != &move.destinationURL || copyPublished.inode)
                 recordOutcome(JournalMove::State::moved, target);

@@ -10,6 +10,7 @@
 
 #include <QSet>
 
+#include <algorithm>
 #include <functional>
 #include <future>
 #include <memory>
@@ -146,6 +147,25 @@ private:
     static std::size_t chooseCopyRun(std::size_t from, std::size_t count, const Path &folder,
                                      const std::function<CopyCandidate(std::size_t)> &candidate,
                                      std::vector<std::string_view> &names);
+    // Finishes the moves that went through with a prepared copy (see
+    // FileSystem::finishPreparedMoves): `deferred` holds each one's source
+    // and what its caller keeps of it; `failed` hears of each move that had
+    // to be taken back after all. Empties `deferred`.
+    template<typename Kept>
+    static void finishDeferredMoves(FileSystem &fs, std::vector<std::pair<std::string_view, Kept>> &deferred,
+                                    const std::function<void(const Kept &, const FileError &)> &failed)
+    {
+        if (deferred.empty())
+            return;
+        for (const auto &failure : fs.finishPreparedMoves()) {
+            const std::string &source = failure.first.native();
+            const auto found =
+                std::find_if(deferred.begin(), deferred.end(), [&](const auto &move) { return move.first == source; });
+            if (found != deferred.end())
+                failed(found->second, failure.second);
+        }
+        deferred.clear();
+    }
 
     std::shared_ptr<FileSystem> m_fileManager;
     std::shared_ptr<WriterProbe> m_writerProbe;

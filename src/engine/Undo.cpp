@@ -271,27 +271,18 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
     }
 
     std::vector<JournalMove> settled;
-    // Moves back that went through with a prepared copy: their filed files
-    // go together once the copies' names are flushed. A filed file that
-    // can't go stays, its copy goes again, and the move stays to be undone.
-    std::vector<std::int64_t> deferred; // by sequence
+    // Moves back that went through with a prepared copy, by their place in
+    // `settled`: their filed files go together once the copies' names are
+    // flushed. A filed file that can't go stays, its copy goes again, and
+    // the move stays to be undone.
+    std::vector<std::pair<std::string_view, std::size_t>> deferred;
     const auto finishDeferred = [&] {
-        if (deferred.empty())
-            return;
-        for (const auto &failure : fs.finishPreparedMoves()) {
-            const Path &filed = failure.first;
-            const FileError &error = failure.second;
-            const auto entry = std::find_if(settled.begin(), settled.end(), [&](const JournalMove &m) {
-                return m.destination == filed
-                    && std::find(deferred.begin(), deferred.end(), m.sequence) != deferred.end();
-            });
-            if (entry == settled.end())
-                continue;
+        finishDeferredMoves<std::size_t>(fs, deferred, [&](const std::size_t &place, const FileError &error) {
+            JournalMove &entry = settled[place];
             --result.restored;
-            entry->state = JournalMove::State::moved;
-            result.issues.append(OrganizationIssue(nameOf(entry->source), error.localizedDescription()));
-        }
-        deferred.clear();
+            entry.state = JournalMove::State::moved;
+            result.issues.append(OrganizationIssue(nameOf(entry.source), error.localizedDescription()));
+        });
     };
     const auto settle = [&](bool force) {
         if (dryRun || (settled.empty()) || (!force && settled.size() < 2048))
@@ -442,7 +433,7 @@ UndoResult Organizer::undo(RunJournal &journal, const std::optional<QUuid> &runI
         } else {
             restored();
             if (anyPrepared)
-                deferred.push_back(move.sequence);
+                deferred.push_back({move.destination.native(), settled.size() - 1});
         }
         if (!settle(false)) {
             result.issues.append(OrganizationIssue(

@@ -81,6 +81,17 @@ class TestCleanupRun : public QObject
         return {};
     }
 
+    // The states of a run's moves, in sequence order.
+    static constexpr int moved = int(JournalMove::State::moved);
+    static constexpr int notMoved = int(JournalMove::State::notMoved);
+    QList<int> statesOf(const QUuid &run)
+    {
+        QList<int> states;
+        for (const JournalMove &move : m_run->journal().moves(run))
+            states << int(move.state);
+        return states;
+    }
+
     // A move as execution writes it down before trying it; its paths are views of `source` and `destination`.
     static JournalIntent intended(qint64 sequence, const Path &source, const Path &destination)
     {
@@ -290,14 +301,9 @@ private slots:
 
         OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
         m_run->organizer().recoverInterruptedRuns(journal, root);
-        const auto states = journal.moves(id);
-        QCOMPARE(int(states[0].state), int(JournalMove::State::moved));
-        QCOMPARE(int(states[1].state), int(JournalMove::State::notMoved));
-        QCOMPARE(int(states[2].state), int(JournalMove::State::moved));
-        QCOMPARE(states[2].destination, day / "counted-2.txt");
-        QCOMPARE(int(states[3].state), int(JournalMove::State::moved));
+        QCOMPARE(statesOf(id), (QList<int>{moved, notMoved, moved, moved, notMoved}));
+        QCOMPARE(journal.moves(id)[2].destination, day / "counted-2.txt");
         QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "linked.txt")));
-        QCOMPARE(int(states[4].state), int(JournalMove::State::notMoved));
         QVERIFY(journal.run(id)->finished);
         const auto history = m_run->store().loadHistory();
         QVERIFY(std::any_of(history.begin(), history.end(),
@@ -331,9 +337,7 @@ private slots:
         QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "ours.bin")));
         QCOMPARE(readFile(downloads() / "equal.bin"), QByteArray("payload"));
         QCOMPARE(readFile(root / "equal.bin"), QByteArray("payload"));
-        const auto states = journal.moves(id);
-        QCOMPARE(int(states[0].state), int(JournalMove::State::moved));
-        QCOMPARE(int(states[1].state), int(JournalMove::State::notMoved));
+        QCOMPARE(statesOf(id), (QList<int>{moved, notMoved}));
     }
 
     // A copy killed while it held an empty reservation of its name: the
@@ -500,8 +504,7 @@ private slots:
         QVERIFY2(
             std::none_of(filed.begin(), filed.end(), [](const QString &file) { return file.endsWith(u"-2.txt"_qs); }),
             qPrintable(filed.join(u", "_qs)));
-        QCOMPARE(int(m_run->journal().moves(first.id)[std::size_t(a->sequence)].state),
-                 int(copyWentBack ? JournalMove::State::restored : JournalMove::State::moved));
+        QCOMPARE(statesOf(first.id)[a->sequence], copyWentBack ? int(JournalMove::State::restored) : moved);
         // Taking every run back brings both files home, once each.
         while (!m_run->undo(std::nullopt, false).refusal) { }
         QCOMPARE(sourceFiles(), (QMap<QString, QByteArray>{{u"a.txt"_qs, "a"}, {u"b.txt"_qs, "b"}}));

@@ -63,7 +63,11 @@ IssuesView::IssuesView(AppModel &model, QWidget *parent)
     , m_model(model)
 {
     resize(560, 420);
-    addList(u"issues"_qs, {0, 0, 3, true, Qt::ElideRight}, L10n::text("No Problems"), u"checkmark.circle"_qs);
+    setMinimumSize(360, 260);
+    // A message is read whole, however narrow the sheet.
+    RowDelegate::Layout rows{0, 0, 3, true, Qt::ElideRight};
+    rows.wrapSecondary = true;
+    addList(u"issues"_qs, rows, L10n::text("No Problems"), u"checkmark.circle"_qs);
     m_issues = new IssuesListModel(model, m_list);
     m_list->setModel(m_issues);
 

@@ -4,11 +4,39 @@
 #include "SheetDialog.h"
 #include "Style.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QIcon>
 #include <QPainter>
+#include <QTextLayout>
+#include <QtMath>
+
+#include <optional>
 
 namespace sorvanel {
+
+namespace {
+constexpr int horizontalMargin = 8;
+constexpr int verticalMargin = 5;
+
+// Lays `text` out in lines no wider than `width`: between words where it
+// can, anywhere (a long path) where it must. Returns the height it takes.
+qreal wrap(QTextLayout &layout, int width)
+{
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    qreal height = 0;
+    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+        line.setLineWidth(width);
+        line.setPosition(QPointF(0, height));
+        height += line.height();
+    }
+    layout.endLayout();
+    return height;
+}
+} // namespace
 
 RowDelegate::RowDelegate(Layout layout, QObject *parent)
     : QStyledItemDelegate(parent)
@@ -28,7 +56,7 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     const bool selected = option.state & QStyle::State_Selected;
     const QColor primaryColor = option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
     const QColor secondaryColor = selected ? primaryColor : Style::secondaryTextColor();
-    QRect area = option.rect.adjusted(8, 5, -8, -5);
+    QRect area = option.rect.adjusted(horizontalMargin, verticalMargin, -horizontalMargin, -verticalMargin);
 
     painter->save();
     const QIcon icon = index.data(SheetDialog::SymbolRole).value<QIcon>();
@@ -69,7 +97,11 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     const QFontMetrics primaryMetrics(primaryFont);
     const QFontMetrics secondaryMetrics(secondaryFont);
     const QString secondary = index.data(SheetDialog::SecondaryTextRole).toString();
-    const int textHeight = primaryMetrics.height() + m_layout.lineSpacing + secondaryMetrics.height();
+    std::optional<QTextLayout> wrapped;
+    int secondaryHeight = secondaryMetrics.height();
+    if (m_layout.wrapSecondary)
+        secondaryHeight = qCeil(wrap(wrapped.emplace(secondary, secondaryFont, painter->device()), area.width()));
+    const int textHeight = primaryMetrics.height() + m_layout.lineSpacing + secondaryHeight;
     // Drawn on baselines, unclipped, so underscores and descenders stay whole.
     int y = area.top() + (area.height() - textHeight) / 2;
     painter->setFont(primaryFont);
@@ -80,18 +112,32 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     y += primaryMetrics.height() + m_layout.lineSpacing;
     painter->setFont(secondaryFont);
     painter->setPen(secondaryColor);
-    painter->drawText(QPoint(area.left(), y + secondaryMetrics.ascent()),
-                      secondaryMetrics.elidedText(secondary, m_layout.secondaryElide, area.width()));
+    if (m_layout.wrapSecondary)
+        wrapped->draw(painter, QPointF(area.left(), y));
+    else
+        painter->drawText(QPoint(area.left(), y + secondaryMetrics.ascent()),
+                          secondaryMetrics.elidedText(secondary, m_layout.secondaryElide, area.width()));
     painter->restore();
 }
 
-QSize RowDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &) const
+QSize RowDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
     QFont primaryFont = option.font;
     primaryFont.setBold(m_layout.boldPrimary);
-    const int height =
-        QFontMetrics(primaryFont).height() + m_layout.lineSpacing + QFontMetrics(Style::captionFont()).height() + 10;
-    return {200, std::max(height, m_layout.symbolBox + 10)};
+    const QFontMetrics primaryMetrics(primaryFont);
+    int secondaryHeight = QFontMetrics(Style::captionFont()).height();
+    int width = 200;
+    const auto *view = qobject_cast<const QAbstractItemView *>(option.widget);
+    if (m_layout.wrapSecondary && view) {
+        // As wide as the list: the text wraps, and the list never scrolls sideways.
+        width = view->viewport()->width();
+        const int textWidth = width - 2 * horizontalMargin - m_layout.symbolBox - m_layout.spacing;
+        QTextLayout wrapped(index.data(SheetDialog::SecondaryTextRole).toString(), Style::captionFont(),
+                            view->viewport());
+        secondaryHeight = std::max(secondaryHeight, qCeil(wrap(wrapped, std::max(textWidth, 1))));
+    }
+    const int height = primaryMetrics.height() + m_layout.lineSpacing + secondaryHeight + 2 * verticalMargin;
+    return {width, std::max(height, m_layout.symbolBox + 2 * verticalMargin)};
 }
 
 } // namespace sorvanel

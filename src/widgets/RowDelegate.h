@@ -7,7 +7,8 @@ namespace sorvanel {
 
 // Draws the sheets' list rows from the roles of SheetDialog: a symbol in a
 // fixed box, a primary line, a dimmed secondary line (shortened in the middle
-// for paths), and on the right optional details and a warning count.
+// for paths, or wrapped over as many lines as it needs), and on the right
+// optional details and a warning count.
 class RowDelegate : public QStyledItemDelegate
 {
     Q_OBJECT
@@ -22,6 +23,10 @@ public:
         Qt::TextElideMode secondaryElide = Qt::ElideMiddle;
         // File names lose their middle, never their extension.
         Qt::TextElideMode primaryElide = Qt::ElideMiddle;
+        // The secondary text is read whole (a message): it wraps to the
+        // row's width, and rows grow with it. The list must then lay its
+        // rows out one by one and again on each resize.
+        bool wrapSecondary = false;
     };
 
     explicit RowDelegate(Layout layout, QObject *parent = nullptr);

@@ -28,7 +28,14 @@ QListView *SheetDialog::makeList(const QString &name, const RowDelegate::Layout 
 {
     auto *list = new QListView(parent);
     list->setObjectName(name);
-    list->setUniformItemSizes(true);
+    list->setUniformItemSizes(!rows.wrapSecondary);
+    if (rows.wrapSecondary) {
+        // Rows as wide as the list, as tall as their text: laid out again
+        // on each resize, in batches so that a long list keeps the sheet alive.
+        list->setResizeMode(QListView::Adjust);
+        list->setLayoutMode(QListView::Batched);
+        list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    }
     list->setSelectionMode(QAbstractItemView::NoSelection);
     list->setItemDelegate(new RowDelegate(rows, list));
     return list;

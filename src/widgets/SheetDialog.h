@@ -34,7 +34,8 @@ public:
 
 protected:
     QVBoxLayout *contentLayout() const { return m_layout; }
-    // A list of uniform rows drawn by a RowDelegate, nothing selectable.
+    // A list of rows drawn by a RowDelegate, nothing selectable; uniform
+    // unless their secondary text wraps.
     static QListView *makeList(const QString &name, const RowDelegate::Layout &rows, QWidget *parent);
     // The sheet's list, added to the content, with the placeholder shown
     // while it is empty ("No Problems" and the like).

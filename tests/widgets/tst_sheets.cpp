@@ -9,6 +9,7 @@
 #include <QListView>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTimer>
 #include <QtTest>
 
@@ -122,6 +123,33 @@ private slots:
         QCOMPARE(rowText(view.list(), 1), L10n::text("Unknown file"));
         QCOMPARE(rowText(view.list(), 1, SheetDialog::SecondaryTextRole), u"Disk full"_qs);
         QCOMPARE(rowText(view.list(), 2), u"a.pdf"_qs);
+    }
+
+    // A message is read whole: it wraps to the sheet's width, its row grows
+    // with it, and nothing scrolls sideways, down to the sheet's minimum size.
+    void issueMessagesWrapToTheSheet()
+    {
+        IssuesView view(model(), nullptr);
+        const QString path = u"/media/someone/A-DRIVE-WITH-A-LONG-NAME/"_qs + QString(60, u'x');
+        const QString message = L10n::format(
+            "The drive of the destination folder is not connected (%@). Connect it and try again.", {path});
+        model().setLastResult(sampleResult(
+            0, 0,
+            {OrganizationIssue(u"a.pdf"_qs, u"Disk full"_qs), OrganizationIssue(L10n::text("Cleanup"), message)}));
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        const auto height = [&](int row) {
+            return view.list()->visualRect(view.list()->model()->index(row, 0)).height();
+        };
+        QTRY_VERIFY(height(1) > 0);
+        const int shortRow = height(0);
+        const int longRow = height(1);
+        QVERIFY2(longRow > shortRow, qPrintable(u"%1 against %2"_qs.arg(longRow).arg(shortRow)));
+        view.resize(view.minimumSize());
+        QTRY_VERIFY(height(1) > longRow);
+        QCOMPARE(height(0), shortRow);
+        QVERIFY(!view.list()->horizontalScrollBar()->isVisible());
+        QVERIFY(view.list()->visualRect(view.list()->model()->index(1, 0)).width() <= view.list()->viewport()->width());
     }
 
     void historyRows()

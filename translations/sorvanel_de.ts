@@ -667,5 +667,9 @@
         <source>The drive of the destination folder is not connected (%@). Connect it and try again.</source>
         <translation>Das Laufwerk des Zielordners ist nicht angeschlossen (%@). Schließen Sie es an und versuchen Sie es erneut.</translation>
     </message>
+    <message>
+        <source>Its name is too long for the destination folder, so it stays where it is.</source>
+        <translation>Ihr Name ist für den Zielordner zu lang, daher bleibt sie, wo sie ist.</translation>
+    </message>
 </context>
 </TS>

@@ -97,6 +97,8 @@ QString FileError::localizedDescription() const
         return L10n::text("The destination drive does not allow this name.");
     case tooLargeForDrive:
         return L10n::text("The file is larger than the destination drive allows.");
+    case ENAMETOOLONG: // a name that a counter made longer than the folder allows
+        return L10n::text("Its name is too long for the destination folder, so it stays where it is.");
     default:
         break;
     }

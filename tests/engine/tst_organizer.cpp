@@ -563,6 +563,8 @@ private slots:
         const auto result = organizer().execute(plan);
         QCOMPARE(result.moved, 0);
         QCOMPARE(result.issues.size(), 1);
+        QCOMPARE(result.issues[0].message,
+                 L10n::text("Its name is too long for the destination folder, so it stays where it is."));
         QCOMPARE(readFile(m_source / longName), QByteArray("second"));
         QCOMPARE(readFile(plan.moves[0].destinationURL), QByteArray("first"));
     }

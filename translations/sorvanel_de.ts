@@ -671,5 +671,9 @@
         <source>Its name is too long for the destination folder, so it stays where it is.</source>
         <translation>Ihr Name ist für den Zielordner zu lang, daher bleibt sie, wo sie ist.</translation>
     </message>
+    <message>
+        <source>Partly undone</source>
+        <translation>Teilweise widerrufen</translation>
+    </message>
 </context>
 </TS>

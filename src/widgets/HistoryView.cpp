@@ -54,8 +54,12 @@ public:
         case SheetDialog::DetailTextRole: {
             QString detail = L10n::format("%d moved", {qint64(entry.moved)}) + QStringLiteral("   ")
                 + L10n::format("%d skipped", {qint64(entry.skipped)});
+            // An undo that left files behind (changed since, or their name
+            // taken at home) took the run back only in part; those files
+            // can still go back.
             if (m_model.isUndone(entry.id))
-                detail += QStringLiteral("   ") + L10n::text("Undone");
+                detail += QStringLiteral("   ")
+                    + (m_model.canUndo(entry.id) ? L10n::text("Partly undone") : L10n::text("Undone"));
             return detail;
         }
         case SheetDialog::WarningRole:

@@ -220,11 +220,25 @@ private slots:
         QVERIFY(!model().isRunning());
         QVERIFY(!std::filesystem::exists(downloads / "a.pdf"));
 
+        // One file's name is taken at home: the other goes back, and the run
+        // says it is undone in part, with the rest still to take back.
+        writeFile(downloads / "b.png", "a new b", longAgo());
         answer("undo");
         QTRY_VERIFY(!model().isRunning());
         QCOMPARE(readFile(downloads / "a.pdf"), QByteArray("a"));
+        QCOMPARE(readFile(downloads / "b.png"), QByteArray("a new b"));
+        QVERIFY(rowText(view.list(), 0, SheetDialog::DetailTextRole).contains(L10n::text("Partly undone")));
+        QVERIFY(view.undoButton()->isEnabled());
+        QVERIFY(model().showsIssues()); // the problems sheet says which stayed
+        model().setShowsIssues(false);
+
+        std::filesystem::remove(downloads / "b.png");
+        answer("undo");
+        QCOMPARE(question, L10n::format("1 file goes back to %@.", {m_fixture->home.downloads()}));
+        QTRY_VERIFY(!model().isRunning());
         QCOMPARE(readFile(downloads / "b.png"), QByteArray("b"));
-        QVERIFY(rowText(view.list(), 0, SheetDialog::DetailTextRole).contains(L10n::text("Undone")));
+        const QString detail = rowText(view.list(), 0, SheetDialog::DetailTextRole);
+        QVERIFY(detail.contains(L10n::text("Undone")) && !detail.contains(L10n::text("Partly undone")));
         QVERIFY(!view.undoButton()->isEnabled());
         QVERIFY(!model().showsIssues());
     }

@@ -519,8 +519,8 @@ int CommandLine::history(SettingsStore &store, bool json)
               << L10n::format("%d skipped", {qint64(entry.skipped)});
         if (entry.failed > 0)
             m_out << "   " << L10n::format("%d failed", {qint64(entry.failed)});
-        if (runs.isUndone(entry.id))
-            m_out << "   " << L10n::text("Undone");
+        if (const QString undone = runs.undoneLabel(entry.id); !undone.isEmpty())
+            m_out << "   " << undone;
         m_out << '\n';
     }
     return success;

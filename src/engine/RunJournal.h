@@ -64,6 +64,11 @@ struct JournalRun
     std::int64_t moved = 0; // moves whose file still counts as moved (not restored)
 };
 
+// How far a run has been taken back, as the history shows it: nothing before
+// an undo, "Undone" once one brought every file back, "Partly undone" while
+// files it had to leave (changed since, or their name taken) still count as moved.
+QString undoneLabel(const JournalRun &run);
+
 // Where each run's moves are written down as they happen, so that a run can
 // be undone and a run cut short by a kill can be accounted for exactly.
 //

@@ -199,6 +199,13 @@ void Organizer::settleInterruptedRuns(RunJournal &journal, const Path &destinati
     }
 }
 
+QString undoneLabel(const JournalRun &run)
+{
+    if (!run.undone)
+        return {};
+    return run.moved > 0 ? L10n::text("Partly undone") : L10n::text("Undone");
+}
+
 std::optional<JournalRun> Organizer::latestUndoableRun(RunJournal &journal)
 {
     for (const JournalRun &run : journal.runs()) {

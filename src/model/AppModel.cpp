@@ -171,12 +171,12 @@ void AppModel::setHistory(QList<RunHistoryEntry> history)
 {
     m_history = std::move(history);
     // What the journal says of each run, read once per change of the list.
-    m_undoneRuns.clear();
+    m_undoneLabels.clear();
     m_undoableRuns.clear();
     if (m_reader) {
         for (const JournalRun &run : m_reader->journal().runs()) {
             if (run.undone)
-                m_undoneRuns.insert(run.id);
+                m_undoneLabels.insert(run.id, sorvanel::undoneLabel(run));
             if (run.finished && run.moved > 0)
                 m_undoableRuns.insert(run.id);
         }
@@ -288,9 +288,9 @@ bool AppModel::canUndo(const QUuid &run) const
     return m_undoableRuns.contains(run);
 }
 
-bool AppModel::isUndone(const QUuid &run) const
+QString AppModel::undoneLabel(const QUuid &run) const
 {
-    return m_undoneRuns.contains(run);
+    return m_undoneLabels.value(run);
 }
 
 void AppModel::withFolderAccess(Operation operation)

@@ -97,7 +97,8 @@ public:
     std::optional<JournalRun> journalRun(const QUuid &run) const;
     // Whether the run can still be undone: it moved files not yet put back.
     bool canUndo(const QUuid &run) const;
-    bool isUndone(const QUuid &run) const;
+    // "Undone", "Partly undone", or empty (see undoneLabel in the journal).
+    QString undoneLabel(const QUuid &run) const;
     void chooseSource();
     void chooseDestination();
 
@@ -158,7 +159,7 @@ private:
     std::optional<QString> m_alertMessage;
     QList<RunHistoryEntry> m_history;
     QList<OrganizationIssue> m_shownIssues;
-    QSet<QUuid> m_undoneRuns;
+    QHash<QUuid, QString> m_undoneLabels;
     QSet<QUuid> m_undoableRuns;
 
     std::optional<QByteArray> m_sourceBookmark;

@@ -85,4 +85,10 @@ bool CleanupRun::isUndone(const QUuid &run)
     return found && found->undone;
 }
 
+QString CleanupRun::undoneLabel(const QUuid &run)
+{
+    const auto found = m_journal.run(run);
+    return found ? sorvanel::undoneLabel(*found) : QString();
+}
+
 } // namespace sorvanel

@@ -56,8 +56,10 @@ public:
     std::optional<Path> missingDrive();
     UndoResult undo(const std::optional<QUuid> &run, bool dryRun, ExecutionObserver *observer = nullptr);
 
-    // Whether the history entry's run was undone, by the journal.
+    // Whether the history entry's run was undone, by the journal, and how
+    // far (see undoneLabel).
     bool isUndone(const QUuid &run);
+    QString undoneLabel(const QUuid &run);
 
 private:
     SettingsStore m_store;

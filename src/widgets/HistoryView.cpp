@@ -54,12 +54,8 @@ public:
         case SheetDialog::DetailTextRole: {
             QString detail = L10n::format("%d moved", {qint64(entry.moved)}) + QStringLiteral("   ")
                 + L10n::format("%d skipped", {qint64(entry.skipped)});
-            // An undo that left files behind (changed since, or their name
-            // taken at home) took the run back only in part; those files
-            // can still go back.
-            if (m_model.isUndone(entry.id))
-                detail += QStringLiteral("   ")
-                    + (m_model.canUndo(entry.id) ? L10n::text("Partly undone") : L10n::text("Undone"));
+            if (const QString undone = m_model.undoneLabel(entry.id); !undone.isEmpty())
+                detail += QStringLiteral("   ") + undone;
             return detail;
         }
         case SheetDialog::WarningRole:

@@ -384,6 +384,9 @@ private slots:
         QCOMPARE(history.size(), 2);
         QVERIFY(history[0].toObject().value(u"undone"_qs).toBool());
         QVERIFY(history[1].toObject().value(u"undone"_qs).toBool());
+        const QList<QByteArray> lines = cli({u"history"_qs}).out.trimmed().split('\n');
+        QVERIFY(lines.value(0).endsWith("   " + L10n::text("Undone").toUtf8()));
+        QVERIFY(lines.value(1).endsWith("   " + L10n::text("Partly undone").toUtf8())); // b.txt stayed
         QCOMPARE(cli({u"undo"_qs}).status, 2);
     }
 

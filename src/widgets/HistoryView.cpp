@@ -49,15 +49,21 @@ public:
         switch (role) {
         case SheetDialog::PrimaryTextRole:
             return Style::abbreviatedDateTime(entry.date, true);
-        case SheetDialog::SecondaryTextRole:
-            return L10n::format("%@ · %.2f s", {localizedName(entry.mode), entry.duration});
-        case SheetDialog::DetailTextRole: {
-            QString detail = L10n::format("%d moved", {qint64(entry.moved)}) + QStringLiteral("   ")
-                + L10n::format("%d skipped", {qint64(entry.skipped)});
+        case SheetDialog::SecondaryTextRole: {
+            // Whether it was taken back goes below the date, where there is
+            // room for it: the counts on the right leave the date little.
+            QString line = L10n::format("%@ · %.2f s", {localizedName(entry.mode), entry.duration});
             if (const QString undone = m_model.undoneLabel(entry.id); !undone.isEmpty())
-                detail += QStringLiteral("   ") + undone;
-            return detail;
+                line += u" · "_qs + undone;
+            return line;
         }
+        case SheetDialog::DetailTextRole:
+            return L10n::format("%d moved", {qint64(entry.moved)}) + QStringLiteral("   ")
+                + L10n::format("%d skipped", {qint64(entry.skipped)});
+        case Qt::ToolTipRole: // the whole row, however narrow the sheet shortens it
+            return data(index, SheetDialog::PrimaryTextRole).toString() + u"\n"_qs
+                + data(index, SheetDialog::SecondaryTextRole).toString() + u"\n"_qs
+                + data(index, SheetDialog::DetailTextRole).toString();
         case SheetDialog::WarningRole:
             return qint64(entry.failed);
         case SheetDialog::SymbolRole:

@@ -335,6 +335,7 @@ int CommandLine::preview(SettingsStore &store, bool json)
     } catch (const CleanupRun::Failure &failure) {
         return failed(failure.description, json);
     }
+    const QList<OrganizationIssue> issues = plan.previewIssues();
     if (json) {
         QJsonArray moves;
         for (const auto &move : plan.moves) {
@@ -349,7 +350,7 @@ int CommandLine::preview(SettingsStore &store, bool json)
                                        {u"moves"_qs, moves},
                                        {u"skipped"_qs, qint64(plan.skipped)},
                                        {u"skippedFiles"_qs, skippedJson(plan.skippedFiles)},
-                                       {u"issues"_qs, issuesJson(plan.issues)}});
+                                       {u"issues"_qs, issuesJson(issues)}});
     } else {
         // Paths go out as the bytes they are: exact even where a name is not UTF-8.
         m_out.flush();
@@ -368,15 +369,15 @@ int CommandLine::preview(SettingsStore &store, bool json)
         std::fflush(stdout);
         m_out << L10n::format("Move: %d", {qint64(plan.moves.size())}) << "   "
               << L10n::format("Skip: %d", {qint64(plan.skipped)}) << "   "
-              << L10n::format("Problems: %d", {qint64(plan.issues.size())}) << '\n';
+              << L10n::format("Problems: %d", {qint64(issues.size())}) << '\n';
         if (!plan.skippedFiles.empty())
             m_out << L10n::text("Left where they are:") << '\n';
         for (const auto &file : plan.skippedFiles)
             m_out << "  " << terminalSafe(displayName(file.url)) << ": " << localizedReason(file) << '\n';
-        for (const auto &issue : plan.issues)
+        for (const auto &issue : issues)
             m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
     }
-    return plan.issues.isEmpty() ? success : finishedWithIssues;
+    return issues.isEmpty() ? success : finishedWithIssues;
 }
 
 int CommandLine::organize(SettingsStore &store, bool json)

@@ -355,6 +355,22 @@ Path normalizedPath(const Path &path)
     return Path(std::move(normal));
 }
 
+QList<OrganizationIssue> OrganizationPlan::previewIssues() const
+{
+    QList<OrganizationIssue> shown = issues;
+    if (missingDrive)
+        shown.append(missingDriveIssue(*missingDrive));
+    return shown;
+}
+
+OrganizationIssue missingDriveIssue(const Path &mountPoint)
+{
+    return OrganizationIssue(
+        L10n::text("Cleanup"),
+        L10n::format("The drive of the destination folder is not connected (%@). Connect it and try again.",
+                     {displayPath(mountPoint)}));
+}
+
 void OrganizationPlan::release()
 {
     const std::size_t count = moves.size();

@@ -157,13 +157,25 @@ struct OrganizationPlan
     std::int64_t skipped = 0;
     std::vector<SkippedFile> skippedFiles; // each skipped entry with its reason, in name order
     QList<OrganizationIssue> issues;
+    // A preview's warning: the mount point of the destination's drive, where
+    // the system expects a drive and none is plugged in. Carrying the plan
+    // out would file nothing; execution checks again for itself.
+    std::optional<Path> missingDrive;
 
     bool operator==(const OrganizationPlan &) const = default;
+
+    // The problems a preview shows: the plan's issues, then the missing
+    // drive as a run would report it.
+    QList<OrganizationIssue> previewIssues() const;
 
     // Frees the moves in execution order, the order their paths were made
     // in: for a big plan several times quicker than in plan order.
     void release();
 };
+
+// What a run reports when the drive of its destination, which belongs at
+// `mountPoint`, is not plugged in.
+OrganizationIssue missingDriveIssue(const Path &mountPoint);
 
 struct OrganizationResult
 {

@@ -678,7 +678,11 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUs
     planning.collectInNameOrder();
     planning.free(freed);
     planning.assignNames();
-    return planning.takePlan();
+    OrganizationPlan plan = planning.takePlan();
+    // A preview says so when the files have nowhere to go.
+    if (use == PlanUse::preview)
+        plan.missingDrive = m_fileManager->missingDrive(plan.destinationRoot);
+    return plan;
 }
 
 namespace {
@@ -801,10 +805,7 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
     // Nor is anything made on the disk below the mount point of a drive that
     // is not plugged in: the files would be hidden once it is.
     if (const std::optional<Path> drive = m_fileManager->missingDrive(plan.destinationRoot)) {
-        result.issues.append(OrganizationIssue(
-            L10n::text("Cleanup"),
-            L10n::format("The drive of the destination folder is not connected (%@). Connect it and try again.",
-                         {displayPath(*drive)})));
+        result.issues.append(missingDriveIssue(*drive));
         return result;
     }
     std::unique_ptr<OrganizerExecutionLock> lock;

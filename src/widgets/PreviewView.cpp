@@ -93,6 +93,12 @@ PreviewView::PreviewView(AppModel &model, QWidget *parent)
     counts->addWidget(Style::iconLabel(u"exclamationmark.triangle"_qs, m_problemCount, m_planArea));
     counts->addStretch();
     planLayout->addLayout(counts);
+    // The destination's drive is not plugged in: nothing would be filed.
+    m_driveWarning = new QLabel(m_planArea);
+    m_driveWarning->setObjectName(u"missingDrive"_qs);
+    m_driveWarning->setWordWrap(true);
+    m_driveWarningRow = Style::iconLabel(u"exclamationmark.triangle.fill"_qs, m_driveWarning, m_planArea);
+    planLayout->addWidget(m_driveWarningRow);
 
     m_list = makeList(u"moves"_qs, {22, 12, 2, false, Qt::ElideMiddle}, m_planArea);
     m_list->setMinimumHeight(260);
@@ -130,8 +136,11 @@ void PreviewView::update()
     if (plan) {
         m_moveCount->setText(L10n::format("Move: %d", {qint64(plan->moves.size())}));
         m_skipCount->setText(L10n::format("Skip: %d", {qint64(plan->skipped)}));
-        m_problemCount->setText(L10n::format("Problems: %d", {qint64(plan->issues.size())}));
+        m_problemCount->setText(L10n::format("Problems: %d", {qint64(plan->previewIssues().size())}));
+        if (plan->missingDrive)
+            m_driveWarning->setText(missingDriveIssue(*plan->missingDrive).message);
     }
+    m_driveWarningRow->setVisible(plan && plan->missingDrive);
     m_moveButton->setEnabled(plan && !plan->moves.empty());
 }
 

@@ -30,6 +30,8 @@ private:
     QLabel *m_moveCount;
     QLabel *m_skipCount;
     QLabel *m_problemCount;
+    QWidget *m_driveWarningRow;
+    QLabel *m_driveWarning;
     PlanMovesModel *m_moves;
     QPushButton *m_moveButton;
 };

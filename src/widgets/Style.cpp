@@ -135,7 +135,9 @@ QWidget *iconLabel(const QString &symbolName, QLabel *text, QWidget *parent)
     auto *icon = new QLabel(row);
     const int size = text->fontMetrics().height();
     icon->setPixmap(symbol(symbolName, text->palette().color(QPalette::WindowText)).pixmap(size, size));
-    layout->addWidget(icon);
+    // Beside the first line of a text that wraps; the text takes any room left.
+    icon->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    layout->addWidget(icon, 0, Qt::AlignTop);
     layout->addWidget(text);
     text->setParent(row);
     return row;

@@ -532,15 +532,21 @@ private slots:
         writeFile(downloads() / "report.pdf", "the report", longAgo());
 
         plug(false);
+        const OrganizationPlan preview = m_run->plan();
+        QCOMPARE(preview.missingDrive, stick);
         const CleanupRun::Outcome refused = m_run->organize(OrganizationRunMode::automatic);
         QCOMPARE(refused.result.moved, 0);
         QCOMPARE(refused.result.issues.size(), 1);
         QCOMPARE(refused.result.issues[0].filename, L10n::text("Cleanup"));
         QVERIFY(refused.result.issues[0].message.contains(displayPath(stick)));
+        // The preview said what the run then reported.
+        QCOMPARE(preview.previewIssues().size(), 1);
+        QCOMPARE(preview.previewIssues()[0].message, refused.result.issues[0].message);
         QVERIFY(std::filesystem::is_empty(std::filesystem::path(stick)));
         QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("the report"));
 
         plug(true);
+        QVERIFY(!m_run->plan().missingDrive);
         const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual);
         QCOMPARE(run.result.moved, 1);
         plug(false);

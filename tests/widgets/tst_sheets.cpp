@@ -62,6 +62,16 @@ private slots:
         QVERIFY(texts.contains(L10n::format("Move: %d", {0})));
         QVERIFY(texts.contains(L10n::format("Skip: %d", {4})));
         QVERIFY(texts.contains(L10n::format("Problems: %d", {1})));
+
+        // Planned while the destination's drive is not plugged in: the sheet says so.
+        OrganizationPlan unplugged = planWith(3);
+        unplugged.missingDrive = "/media/someone/STICK";
+        model().setPreviewPlan(unplugged);
+        const QStringList warned = visibleTexts(&view);
+        QVERIFY(warned.contains(missingDriveIssue("/media/someone/STICK").message));
+        QVERIFY(warned.contains(L10n::format("Problems: %d", {2})));
+        model().setPreviewPlan(planWith(3));
+        QVERIFY(!visibleTexts(&view).contains(missingDriveIssue("/media/someone/STICK").message));
     }
 
     void previewListsEveryMove()

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QCoreApplication>
 #include <QString>
 #include <QVariant>
 
 #include <initializer_list>
-
-class QCoreApplication;
 
 namespace sorvanel {
 
@@ -14,6 +13,9 @@ namespace sorvanel {
 // where no translation exists the English text is shown.
 class L10n
 {
+    // For lupdate: text() and format() are this class's tr(), in its context.
+    Q_DECLARE_TR_FUNCTIONS(sorvanel::L10n)
+
 public:
     static QString text(const char *english);
 

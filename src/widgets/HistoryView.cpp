@@ -6,7 +6,6 @@
 #include "RowDelegate.h"
 #include "Style.h"
 
-#include <QAbstractListModel>
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -18,21 +17,15 @@
 
 namespace sorvanel {
 
-class HistoryListModel : public QAbstractListModel
+class HistoryListModel : public SheetListModel
 {
 public:
     explicit HistoryListModel(AppModel &model, QObject *parent)
-        : QAbstractListModel(parent)
+        : SheetListModel(parent)
         , m_model(model)
     {
         m_automatic = Style::symbol(u"gearshape.2.fill"_qs);
         m_manual = Style::symbol(u"hand.tap.fill"_qs, Style::secondaryTextColor());
-    }
-
-    void reload()
-    {
-        beginResetModel();
-        endResetModel();
     }
 
     int rowCount(const QModelIndex &parent) const override
@@ -40,7 +33,7 @@ public:
         return parent.isValid() ? 0 : int(m_model.history().size());
     }
 
-    QVariant data(const QModelIndex &index, int role) const override
+    QVariant rowData(const QModelIndex &index, int role) const override
     {
         const auto &history = m_model.history();
         if (index.row() < 0 || index.row() >= history.size())
@@ -60,10 +53,6 @@ public:
         case SheetDialog::DetailTextRole:
             return L10n::format("%d moved", {qint64(entry.moved)}) + QStringLiteral("   ")
                 + L10n::format("%d skipped", {qint64(entry.skipped)});
-        case Qt::ToolTipRole: // the whole row, however narrow the sheet shortens it
-            return data(index, SheetDialog::PrimaryTextRole).toString() + u"\n"_qs
-                + data(index, SheetDialog::SecondaryTextRole).toString() + u"\n"_qs
-                + data(index, SheetDialog::DetailTextRole).toString();
         case SheetDialog::WarningRole:
             return qint64(entry.failed);
         case SheetDialog::SymbolRole:

@@ -5,7 +5,6 @@
 #include "Localization.h"
 #include "RowDelegate.h"
 
-#include <QAbstractListModel>
 #include <QDialogButtonBox>
 #include <QListView>
 #include <QPushButton>
@@ -14,19 +13,13 @@
 
 namespace sorvanel {
 
-class IssuesListModel : public QAbstractListModel
+class IssuesListModel : public SheetListModel
 {
 public:
     explicit IssuesListModel(AppModel &model, QObject *parent)
-        : QAbstractListModel(parent)
+        : SheetListModel(parent)
         , m_model(model)
     {
-    }
-
-    void reload()
-    {
-        beginResetModel();
-        endResetModel();
     }
 
     int rowCount(const QModelIndex &parent) const override
@@ -34,7 +27,7 @@ public:
         return parent.isValid() ? 0 : int(m_model.shownIssues().size());
     }
 
-    QVariant data(const QModelIndex &index, int role) const override
+    QVariant rowData(const QModelIndex &index, int role) const override
     {
         const auto &issues = m_model.shownIssues();
         if (index.row() < 0 || index.row() >= issues.size())
@@ -46,9 +39,6 @@ public:
             return issue.filename.isEmpty() ? L10n::text("Unknown file") : issue.filename;
         case SheetDialog::SecondaryTextRole:
             return issue.message.isEmpty() ? L10n::text("Details were not retained between launches.") : issue.message;
-        case Qt::ToolTipRole: // the whole name, however the row shortens it
-            return data(index, SheetDialog::PrimaryTextRole).toString() + u"\n"_qs
-                + data(index, SheetDialog::SecondaryTextRole).toString();
         default:
             return {};
         }

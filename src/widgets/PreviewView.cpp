@@ -6,7 +6,6 @@
 #include "RowDelegate.h"
 #include "Style.h"
 
-#include <QAbstractListModel>
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -18,21 +17,15 @@ namespace sorvanel {
 
 // The plan's moves as a list model, read straight from the app model: a
 // hundred thousand moves cost no widgets and no copies.
-class PlanMovesModel : public QAbstractListModel
+class PlanMovesModel : public SheetListModel
 {
 public:
     explicit PlanMovesModel(AppModel &model, QObject *parent)
-        : QAbstractListModel(parent)
+        : SheetListModel(parent)
         , m_model(model)
     {
         for (const char *name : {"externaldrive.fill", "photo.fill", "doc.fill", "shippingbox.fill"})
             m_icons.append(Style::symbol(QLatin1String(name)));
-    }
-
-    void reload()
-    {
-        beginResetModel();
-        endResetModel();
     }
 
     int rowCount(const QModelIndex &parent) const override
@@ -41,7 +34,7 @@ public:
         return parent.isValid() || !plan ? 0 : int(plan->moves.size());
     }
 
-    QVariant data(const QModelIndex &index, int role) const override
+    QVariant rowData(const QModelIndex &index, int role) const override
     {
         const auto &plan = m_model.previewPlan();
         if (!plan || index.row() < 0 || std::size_t(index.row()) >= plan->moves.size())
@@ -52,8 +45,6 @@ public:
             return displayName(move.sourceURL);
         case SheetDialog::SecondaryTextRole:
             return displayPath(move.destinationURL);
-        case Qt::ToolTipRole: // the whole name, however the row shortens it
-            return displayName(move.sourceURL) + u"\n"_qs + displayPath(move.destinationURL);
         case SheetDialog::SymbolRole:
             return m_icons.value(int(move.category));
         default:

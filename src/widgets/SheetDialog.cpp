@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "SheetDialog.h"
 
+#include "Localization.h"
 #include "Style.h"
 
 #include <QLabel>
@@ -75,6 +76,31 @@ void SheetDialog::showPlaceholder(bool empty)
 bool SheetDialog::showsPlaceholder() const
 {
     return m_stack && m_stack->currentIndex() == 1;
+}
+
+void SheetListModel::reload()
+{
+    beginResetModel();
+    endResetModel();
+}
+
+QVariant SheetListModel::data(const QModelIndex &index, int role) const
+{
+    if (role != Qt::ToolTipRole && role != Qt::AccessibleDescriptionRole)
+        return rowData(index, role);
+    QStringList parts;
+    for (const int part : {SheetDialog::PrimaryTextRole, SheetDialog::SecondaryTextRole, SheetDialog::DetailTextRole}) {
+        const QString text = rowData(index, part).toString();
+        if (!text.isEmpty() && !(role == Qt::AccessibleDescriptionRole && part == SheetDialog::PrimaryTextRole))
+            parts << text;
+    }
+    // Shown as a symbol and a number: said in words.
+    if (const qint64 failed = rowData(index, SheetDialog::WarningRole).toLongLong();
+        failed > 0 && role == Qt::AccessibleDescriptionRole)
+        parts << L10n::format("%d failed", {failed});
+    if (parts.isEmpty())
+        return {};
+    return parts.join(u'\n');
 }
 
 } // namespace sorvanel

@@ -3,6 +3,7 @@
 
 #include "RowDelegate.h"
 
+#include <QAbstractListModel>
 #include <QDialog>
 
 class QLabel;
@@ -24,7 +25,7 @@ public:
         SecondaryTextRole = Qt::UserRole + 1,
         DetailTextRole,
         SymbolRole,
-        WarningRole
+        WarningRole // a run's count of files that failed
     };
 
     SheetDialog(const QString &title, QWidget *parent);
@@ -48,6 +49,23 @@ protected:
 private:
     QVBoxLayout *m_layout;
     QStackedWidget *m_stack = nullptr;
+};
+
+// A sheet's list as a model. Subclasses answer the text roles of a row
+// (rowData); the whole row, however the delegate shortens it, is put
+// together here: for the tooltip, and for screen readers, which read the
+// primary text as the row's name and the rest as its description.
+class SheetListModel : public QAbstractListModel
+{
+public:
+    using QAbstractListModel::QAbstractListModel;
+
+    // The rows were replaced: the list reads them afresh.
+    void reload();
+    QVariant data(const QModelIndex &index, int role) const final;
+
+protected:
+    virtual QVariant rowData(const QModelIndex &index, int role) const = 0;
 };
 
 } // namespace sorvanel

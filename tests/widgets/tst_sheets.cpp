@@ -5,6 +5,7 @@
 #include "PreviewView.h"
 #include "WidgetTestSupport.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QListView>
 #include <QMessageBox>
@@ -114,6 +115,33 @@ private slots:
         IssuesView issues(model(), nullptr);
         model().setLastResult(sampleResult(0, 0, {OrganizationIssue(whole, u"Permission denied"_qs)}));
         QCOMPARE(rowText(issues.list(), 0, Qt::ToolTipRole), whole + u"\nPermission denied"_qs);
+    }
+
+    // A screen reader hears each row whole: the primary text as its name, the
+    // rest (a problem's message, a run's counts and failures) as its description.
+    void screenReadersHearWholeRows()
+    {
+        const auto heard = [](QListView *list, int row) {
+            QAccessibleInterface *cell = QAccessible::queryAccessibleInterface(list)->tableInterface()->cellAt(row, 0);
+            return cell ? QStringList{cell->text(QAccessible::Name), cell->text(QAccessible::Description)}
+                        : QStringList();
+        };
+        IssuesView issues(model(), nullptr);
+        model().setLastResult(sampleResult(0, 0, {OrganizationIssue(u"a.pdf"_qs, u"Permission denied"_qs)}));
+        QCOMPARE(heard(issues.list(), 0), (QStringList{u"a.pdf"_qs, u"Permission denied"_qs}));
+
+        PreviewView preview(model(), nullptr);
+        model().setPreviewPlan(planWith(1));
+        QCOMPARE(heard(preview.list(), 0), (QStringList{u"file0.bin"_qs, u"/d/2024-01-01/file0.bin"_qs}));
+
+        HistoryView history(model(), nullptr);
+        model().setHistory({RunHistoryEntry(sampleResult(12, 3, {OrganizationIssue(), OrganizationIssue()}),
+                                            OrganizationRunMode::manual, 7.5)});
+        const QStringList run = heard(history.list(), 0);
+        QCOMPARE(run.value(0), rowText(history.list(), 0));
+        QVERIFY2(run.value(1).contains(L10n::format("%d moved", {12}))
+                     && run.value(1).endsWith(L10n::format("%d failed", {2})),
+                 qPrintable(run.value(1)));
     }
 
     void issuesPlaceholderAndSubstitutes()

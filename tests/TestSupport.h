@@ -161,6 +161,14 @@ inline std::unique_ptr<TemporaryFolder> folderOnOtherFileSystem(const QString &n
     return std::make_unique<TemporaryFolder>(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
 }
 
+// Ends the test as skipped where `found` (a folder on a second writable
+// file system) is missing: the machine has none.
+#define SKIP_WITHOUT_SECOND_FILE_SYSTEM(found)                                                                         \
+    do {                                                                                                               \
+        if (!(found))                                                                                                  \
+            QSKIP("no second writable file system on this machine");                                                   \
+    } while (false)
+
 // A moment well in the past, so files written now pass the two-second age test.
 inline QDateTime longAgo()
 {

@@ -303,8 +303,7 @@ private slots:
     void terminationStopsTheRunCleanly()
     {
         const auto far = folderOnOtherFileSystem(m_home->path());
-        if (!far)
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
         const Path source = toPath(far->path());
         const Path destination = toPath(m_home->downloads()) / "sorted";
         constexpr int files = 3000;

@@ -304,8 +304,7 @@ private slots:
     void ctrlCStopsARunCleanly()
     {
         const auto far = folderOnOtherFileSystem(m_home->path());
-        if (!far)
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
         const Path source = toPath(far->path());
         const Path destination = downloads() / "sorted";
         constexpr int files = 3000;

@@ -184,8 +184,7 @@ private slots:
     void realSecondFileSystem()
     {
         const auto other = otherFileSystem(m_dir->path());
-        if (!other)
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(other);
         TemporaryFolder far(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
         QVERIFY(far.isValid());
         writeFile(path("x.txt"), "across");
@@ -217,8 +216,7 @@ private slots:
         QFETCH(QByteArray, moved);
         QFETCH(bool, copiedAgain);
         const auto far = folderOnOtherFileSystem(m_dir->path());
-        if (!far)
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
         const Path root = toPath(far->path()) / "root";
         std::filesystem::create_directories(root / "day");
         writeFile(path("a.txt"), "first");
@@ -413,8 +411,7 @@ private slots:
     void aCopyAcrossDrivesIsAnnouncedBeforeItIsPublished()
     {
         const auto other = otherFileSystem(m_dir->path());
-        if (!other)
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(other);
         TemporaryFolder far(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
         const Path root = toPath(far.path());
         PosixFileSystem fs;

@@ -195,8 +195,7 @@ private slots:
         QFETCH(int, files);
         QFETCH(int, maxDelayMs);
         Folders folders;
-        if (!prepare(folders, acrossDrives))
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(prepare(folders, acrossDrives));
         if (undo)
             killUndoRepeatedly(folders.source, folders.destination, files, maxDelayMs);
         else

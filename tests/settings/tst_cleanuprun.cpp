@@ -99,6 +99,13 @@ class TestCleanupRun : public QObject
         return {sequence, source.native(), destination.native(), stamp.identity, stamp.size, stamp.modifiedNs};
     }
 
+    static void oneDriveAndTwo()
+    {
+        QTest::addColumn<bool>("acrossDrives");
+        QTest::newRow("one drive") << false;
+        QTest::newRow("two drives") << true;
+    }
+
 private slots:
     void init()
     {
@@ -113,12 +120,7 @@ private slots:
         m_home.reset();
     }
 
-    void undoPutsEveryFileBack_data()
-    {
-        QTest::addColumn<bool>("acrossDrives");
-        QTest::newRow("one drive") << false;
-        QTest::newRow("two drives") << true;
-    }
+    void undoPutsEveryFileBack_data() { oneDriveAndTwo(); }
 
     // Every file goes home byte for byte with its time; the folders the run
     // made go, a folder that was there before stays; a name the run had to
@@ -129,8 +131,7 @@ private slots:
         Path root = destination();
         if (acrossDrives) {
             const auto far = farDestination();
-            if (!far)
-                QSKIP("no second writable file system on this machine");
+            SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
             root = *far;
         }
         const QDateTime old = longAgo();
@@ -313,8 +314,7 @@ private slots:
     void aCopyAcrossDrivesIsFinishedOnlyWhenTheJournalNamesIt()
     {
         m_far = folderOnOtherFileSystem(m_home->path());
-        if (!m_far)
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(m_far);
         RunJournal &journal = m_run->journal();
         const Path root = toPath(m_far->path());
         const QUuid id = QUuid::createUuid();
@@ -427,8 +427,7 @@ private slots:
     {
         QFETCH(bool, onTheWayBack);
         const auto far = farDestination();
-        if (!far)
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
         const Path root = *far;
         for (const char *name : {"a.txt", "b.txt", "c.txt"})
             writeFile(downloads() / name, name, longAgo());
@@ -477,8 +476,7 @@ private slots:
     {
         QFETCH(bool, copyWentBack);
         const auto far = farDestination();
-        if (!far)
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
         const Path root = *far;
         writeFile(downloads() / "a.txt", "a", longAgo());
         writeFile(downloads() / "b.txt", "b", longAgo());
@@ -576,12 +574,7 @@ private slots:
         QCOMPARE(runs.front().id, history.front().id);
     }
 
-    void aStoppedRunKeepsAnExactAccount_data()
-    {
-        QTest::addColumn<bool>("acrossDrives");
-        QTest::newRow("one drive") << false;
-        QTest::newRow("two drives") << true;
-    }
+    void aStoppedRunKeepsAnExactAccount_data() { oneDriveAndTwo(); }
 
     // A run stopped between files is recorded with what it did; the files
     // not tried stay; its undo, stopped too, resumes where it stopped.
@@ -589,8 +582,7 @@ private slots:
     {
         QFETCH(bool, acrossDrives);
         if (acrossDrives) {
-            if (!farDestination())
-                QSKIP("no second writable file system on this machine");
+            SKIP_WITHOUT_SECOND_FILE_SYSTEM(farDestination());
         }
         // Stops once `limit` files are done, and keeps what it heard.
         struct StopAfter : ExecutionObserver
@@ -644,8 +636,7 @@ private slots:
     void progressAndStopWithinABigCopy()
     {
         const auto far = farDestination();
-        if (!far)
-            QSKIP("no second writable file system on this machine");
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
         const Path root = *far;
         constexpr qint64 size = 40 << 20;
         writeFile(downloads() / "big.iso", QByteArray(size, 'b'), longAgo());

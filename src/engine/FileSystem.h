@@ -192,6 +192,7 @@ public:
 
     // The mount point of a drive that the system expects the folder on and
     // that is not plugged in or not mounted; nothing where none is missing.
+    // A folder reached through symbolic links is asked about where they lead.
     virtual std::optional<Path> missingDrive(const Path &folder)
     {
         (void)folder;

@@ -748,7 +748,7 @@ const Path &normalizedPlan(const OrganizationPlan &given, OrganizationPlan &copy
 
 std::optional<Path> Organizer::missingDrive(const Path &destination)
 {
-    return m_fileManager->missingDrive(normalizedPath(m_fileManager->resolvingSymlinks(destination)));
+    return m_fileManager->missingDrive(normalizedPath(destination));
 }
 
 OrganizationResult Organizer::execute(const OrganizationPlan &given, ExecutionObserver *observer)

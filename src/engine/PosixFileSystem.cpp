@@ -635,7 +635,9 @@ bool PosixFileSystem::keepsFileNumbers(const Path &folder)
 
 std::optional<Path> PosixFileSystem::missingDrive(const Path &folder)
 {
-    return m_drives.missingDrive(folder);
+    // Through a link into a drive's folder, the files would land on the
+    // mount point the link leads to: ask about that folder.
+    return m_drives.missingDrive(resolvingSymlinks(folder));
 }
 
 Path PosixFileSystem::resolvingSymlinks(const Path &path)

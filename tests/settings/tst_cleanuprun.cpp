@@ -512,11 +512,14 @@ private slots:
     // A destination on a drive that is not plugged in: its mount point is
     // an empty folder on the disk below. A run makes nothing there and says
     // why; undo waits for the drive, and once it is back the files come home.
+    // The destination is reached through a link to the drive's folder.
     void aDriveThatIsNotPluggedInGetsNothing()
     {
         const Path stick = toPath(m_home->path()) / "stick";
-        const Path root = stick / "sorted";
+        const Path root = toPath(m_home->path()) / "to-stick" / "sorted";
         std::filesystem::create_directories(std::filesystem::path(stick));
+        std::filesystem::create_directory_symlink(std::filesystem::path(stick),
+                                                  std::filesystem::path(root.parent_path()));
         writeFile(toPath(m_home->path()) / "fstab",
                   "/dev/sdb1 " + QFile::encodeName(displayPath(stick)) + " exfat noauto 0 0\n");
         auto fileSystem = std::make_shared<PosixFileSystem>();

@@ -167,20 +167,25 @@ void AppModel::setAlertMessage(const std::optional<QString> &message)
     emit alertMessageChanged();
 }
 
+AppModel::JournalView AppModel::readJournal() const
+{
+    JournalView view;
+    if (m_reader) {
+        for (const JournalRun &run : m_reader->journal().runs()) {
+            if (run.undone)
+                view.undoneLabels.insert(run.id, sorvanel::undoneLabel(run));
+            if (run.finished && run.moved > 0)
+                view.undoableRuns.insert(run.id);
+        }
+    }
+    return view;
+}
+
 void AppModel::setHistory(QList<RunHistoryEntry> history)
 {
     m_history = std::move(history);
     // What the journal says of each run, read once per change of the list.
-    m_undoneLabels.clear();
-    m_undoableRuns.clear();
-    if (m_reader) {
-        for (const JournalRun &run : m_reader->journal().runs()) {
-            if (run.undone)
-                m_undoneLabels.insert(run.id, sorvanel::undoneLabel(run));
-            if (run.finished && run.moved > 0)
-                m_undoableRuns.insert(run.id);
-        }
-    }
+    m_journalView = readJournal();
     emit historyChanged();
 }
 
@@ -285,12 +290,12 @@ std::optional<JournalRun> AppModel::journalRun(const QUuid &run) const
 
 bool AppModel::canUndo(const QUuid &run) const
 {
-    return m_undoableRuns.contains(run);
+    return m_journalView.undoableRuns.contains(run);
 }
 
 QString AppModel::undoneLabel(const QUuid &run) const
 {
-    return m_undoneLabels.value(run);
+    return m_journalView.undoneLabels.value(run);
 }
 
 void AppModel::withFolderAccess(Operation operation)
@@ -443,12 +448,15 @@ void AppModel::refreshExternalResults()
 {
     m_store->refresh();
     const auto stored = m_store->loadLastResult();
-    if (!stored)
+    if (stored && !(m_lastResult && m_lastResult->runDate == stored->runDate)) {
+        setLastResult(stored);
+        setHistory(m_store->loadHistory());
         return;
-    if (m_lastResult && m_lastResult->runDate == stored->runDate)
-        return;
-    setLastResult(stored);
-    setHistory(m_store->loadHistory());
+    }
+    // An undo made elsewhere (the command line, a notification) records no
+    // result; an open history sheet learns of it from the journal.
+    if (m_showsHistory && !m_isRunning && readJournal() != m_journalView)
+        setHistory(m_store->loadHistory());
 }
 
 } // namespace sorvanel

@@ -159,8 +159,15 @@ private:
     std::optional<QString> m_alertMessage;
     QList<RunHistoryEntry> m_history;
     QList<OrganizationIssue> m_shownIssues;
-    QHash<QUuid, QString> m_undoneLabels;
-    QSet<QUuid> m_undoableRuns;
+    // What the journal says of the runs in the history.
+    struct JournalView
+    {
+        QHash<QUuid, QString> undoneLabels;
+        QSet<QUuid> undoableRuns;
+        bool operator==(const JournalView &) const = default;
+    };
+    JournalView readJournal() const;
+    JournalView m_journalView;
 
     std::optional<QByteArray> m_sourceBookmark;
     std::optional<QByteArray> m_destinationBookmark;

@@ -178,6 +178,15 @@ private slots:
         published.clear();
         model->refreshExternalResults();
         QCOMPARE(published.count(), 0);
+        // An undo from the command line records no result; the open history shows it.
+        model->setShowsHistory(true);
+        const QUuid run = model->history().value(0).id;
+        QVERIFY(model->canUndo(run));
+        cli.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"undo"_qs});
+        QVERIFY(cli.waitForFinished(30000));
+        QCOMPARE(cli.exitCode(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(model->undoneLabel(run), L10n::text("Undone"), 6000);
+        QVERIFY(!model->canUndo(run));
     }
 
     void automaticSwitchDrivesTheScheduler()

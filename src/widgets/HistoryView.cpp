@@ -73,8 +73,10 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
     , m_model(model)
 {
     resize(600, 460);
-    addList(u"history"_qs, {24, 14, 3, true, Qt::ElideRight, Qt::ElideRight}, L10n::text("No Runs Yet"),
-            u"clock.arrow.circlepath"_qs);
+    // Whether a run was undone is read whole, however narrow the sheet.
+    RowDelegate::Layout rows{24, 14, 3, true, Qt::ElideRight, Qt::ElideRight};
+    rows.wrapSecondary = true;
+    addList(u"history"_qs, rows, L10n::text("No Runs Yet"), u"clock.arrow.circlepath"_qs);
     m_entries = new HistoryListModel(model, m_list);
     m_list->setModel(m_entries);
     // A run is chosen to be undone: the list shows which.

@@ -36,6 +36,24 @@ qreal wrap(QTextLayout &layout, int width)
     layout.endLayout();
     return height;
 }
+
+// The width of a row's warning count: its symbol, a gap and the number.
+int warningWidth(const QFontMetrics &metrics, const QString &count)
+{
+    return metrics.horizontalAdvance(count) + metrics.height() + 4;
+}
+
+// What the warning count and the details take on the right of a row,
+// with the gaps that keep them from the texts.
+int rightColumnsWidth(const QFontMetrics &metrics, const QModelIndex &index)
+{
+    int width = 0;
+    if (const int warning = index.data(SheetDialog::WarningRole).toInt(); warning > 0)
+        width += warningWidth(metrics, QLocale().toString(warning)) + 14;
+    if (const QString details = index.data(SheetDialog::DetailTextRole).toString(); !details.isEmpty())
+        width += metrics.horizontalAdvance(details) + 14;
+    return width;
+}
 } // namespace
 
 RowDelegate::RowDelegate(Layout layout, QObject *parent)
@@ -74,7 +92,7 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     const int warning = index.data(SheetDialog::WarningRole).toInt();
     if (warning > 0) {
         const QString text = QLocale().toString(warning);
-        const int width = metrics.horizontalAdvance(text) + metrics.height() + 4;
+        const int width = warningWidth(metrics, text);
         const QRect box(area.right() - width, area.top(), width, area.height());
         const int iconSize = metrics.height();
         Style::symbol(u"exclamationmark.triangle.fill"_qs)
@@ -131,7 +149,8 @@ QSize RowDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelInde
     if (m_layout.wrapSecondary && view) {
         // As wide as the list: the text wraps, and the list never scrolls sideways.
         width = view->viewport()->width();
-        const int textWidth = width - 2 * horizontalMargin - m_layout.symbolBox - m_layout.spacing;
+        const int textWidth = width - 2 * horizontalMargin - m_layout.symbolBox - m_layout.spacing
+            - rightColumnsWidth(QFontMetrics(option.font), index);
         QTextLayout wrapped(index.data(SheetDialog::SecondaryTextRole).toString(), Style::captionFont(),
                             view->viewport());
         secondaryHeight = std::max(secondaryHeight, qCeil(wrap(wrapped, std::max(textWidth, 1))));

@@ -3,6 +3,7 @@
 #include "IssuesView.h"
 #include "Localization.h"
 #include "PreviewView.h"
+#include "RowDelegate.h"
 #include "WidgetTestSupport.h"
 
 #include <QAccessible>
@@ -11,6 +12,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QStandardItemModel>
 #include <QTimer>
 #include <QtTest>
 
@@ -188,6 +190,30 @@ private slots:
         QCOMPARE(height(0), shortRow);
         QVERIFY(!view.list()->horizontalScrollBar()->isVisible());
         QVERIFY(view.list()->visualRect(view.list()->model()->index(1, 0)).width() <= view.list()->viewport()->width());
+    }
+
+    // A wrapped text makes room for the counts on a row's right: beside
+    // them it takes more lines, so the row is taller than one without them.
+    void wrappedRowsLeaveRoomForTheirCounts()
+    {
+        QStandardItemModel rows;
+        for (const QString &details : {QString(), L10n::format("%d moved", {1234})}) {
+            auto *row = new QStandardItem(u"Name"_qs);
+            row->setData(u"Automatic · 0.01 s · Partly undone · "_qs.repeated(6), SheetDialog::SecondaryTextRole);
+            row->setData(details, SheetDialog::DetailTextRole);
+            rows.appendRow(row);
+        }
+        QListView list;
+        list.setModel(&rows);
+        list.resize(400, 300);
+        RowDelegate::Layout layout;
+        layout.wrapSecondary = true;
+        const RowDelegate delegate(layout);
+        QStyleOptionViewItem option;
+        option.initFrom(&list);
+        option.widget = &list;
+        QVERIFY(delegate.sizeHint(option, rows.index(1, 0)).height()
+                > delegate.sizeHint(option, rows.index(0, 0)).height());
     }
 
     void historyRows()

@@ -311,6 +311,9 @@ private slots:
                             [&](const RunHistoryEntry &entry) { return entry.id == id && entry.moved == 3; }));
     }
 
+    // A copy on another drive counts as made only where the journal
+    // announced it: a byte-equal file that was there already is not ours.
+    // An empty file whose copy took its name is the file, not a reservation.
     void aCopyAcrossDrivesIsFinishedOnlyWhenTheJournalNamesIt()
     {
         m_far = folderOnOtherFileSystem(m_home->path());
@@ -328,16 +331,25 @@ private slots:
             const Path &from = paths.emplace_back(downloads() / name);
             moves.push_back(intended(qint64(moves.size()), from, paths.emplace_back(root / name)));
         }
+        writeFile(downloads() / "empty.bin", "", stamp);
+        moves.push_back(intended(2, downloads() / "empty.bin", root / "empty.bin"));
         QVERIFY(journal.intend(id, moves));
-        // Only the first copy was announced as ours before it took its name.
-        QVERIFY(journal.publishing(id, 0, *PosixFileSystem().stampOf(root / "ours.bin"), root / "ours.bin", false));
+        // Only the first copy and the empty one were announced as ours
+        // before they took their names; the empty file's source is gone.
+        writeFile(root / "empty.bin", "");
+        for (const char *name : {"ours.bin", "empty.bin"}) {
+            QVERIFY(journal.publishing(id, name == std::string("ours.bin") ? 0 : 2,
+                                       *PosixFileSystem().stampOf(root / name), root / name, false));
+        }
+        std::filesystem::remove(std::filesystem::path(downloads() / "empty.bin"));
 
         OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
         m_run->organizer().recoverInterruptedRuns(journal, root);
         QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "ours.bin")));
         QCOMPARE(readFile(downloads() / "equal.bin"), QByteArray("payload"));
         QCOMPARE(readFile(root / "equal.bin"), QByteArray("payload"));
-        QCOMPARE(statesOf(id), (QList<int>{moved, notMoved}));
+        QVERIFY(std::filesystem::exists(std::filesystem::path(root / "empty.bin")));
+        QCOMPARE(statesOf(id), (QList<int>{moved, notMoved, moved}));
     }
 
     // A copy killed while it held an empty reservation of its name: the

@@ -115,6 +115,7 @@ private slots:
         const Run text = cli({u"preview"_qs});
         QCOMPARE(text.status, 0);
         const QString out = QString::fromUtf8(text.out);
+        QVERIFY(out.contains(L10n::text("Left where they are:") + u'\n'));
         QVERIFY(out.contains(u"  growing.iso: "_qs + reasons.value(u"growing.iso"_qs) + u'\n'));
         QVERIFY(out.contains(u"  .hidden: "_qs + L10n::text("hidden") + u'\n'));
         QVERIFY(!text.out.contains('\x1b'));

@@ -332,7 +332,8 @@ private slots:
             moves.push_back(intended(qint64(moves.size()), from, paths.emplace_back(root / name)));
         }
         writeFile(downloads() / "empty.bin", "", stamp);
-        moves.push_back(intended(2, downloads() / "empty.bin", root / "empty.bin"));
+        moves.push_back(
+            intended(2, paths.emplace_back(downloads() / "empty.bin"), paths.emplace_back(root / "empty.bin")));
         QVERIFY(journal.intend(id, moves));
         // Only the first copy and the empty one were announced as ours
         // before they took their names; the empty file's source is gone.

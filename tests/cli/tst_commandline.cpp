@@ -146,7 +146,8 @@ private slots:
         const Run text = cli({u"preview"_qs});
         QCOMPARE(text.status, 0);
         const QByteArray line = text.out.left(text.out.indexOf('\n'));
-        const QByteArray source = line.left(line.indexOf(" \u2192 "));
+        const QByteArray arrow = " \u2192 ";
+        const QByteArray source = line.left(line.indexOf(arrow));
         const QByteArray prefix = QFile::encodeName(m_home->downloads()) + '/';
         // The folder part is plain; a quoted name quotes the whole path.
         QByteArray expected = shown;
@@ -157,11 +158,16 @@ private slots:
         else
             expected.prepend(prefix);
         QCOMPARE(source, expected);
-        // Pasted into a shell, it is the exact path again.
-        QProcess shell;
-        shell.start(u"bash"_qs, {u"-c"_qs, u"printf %s "_qs + QString::fromUtf8(source)});
-        QVERIFY(shell.waitForFinished());
-        QCOMPARE(shell.readAllStandardOutput(), prefix + name);
+        // Pasted into a shell, each is the exact path again.
+        const auto pasted = [](const QByteArray &quoted) {
+            QProcess shell;
+            shell.start(u"bash"_qs, {u"-c"_qs, u"printf %s "_qs + QString::fromUtf8(quoted)});
+            shell.waitForFinished();
+            return shell.readAllStandardOutput();
+        };
+        QCOMPARE(pasted(source), prefix + name);
+        const QByteArray target = pasted(line.mid(line.indexOf(arrow) + arrow.size()));
+        QVERIFY2(target.startsWith("/sorted/") && target.endsWith('/' + name), target.constData());
     }
 
     // A folder whose name is not UTF-8 is stored and used by its exact

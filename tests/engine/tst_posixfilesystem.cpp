@@ -7,6 +7,7 @@
 
 #include <functional>
 
+#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -490,6 +491,17 @@ private slots:
         const Path tidy = normalizedPath(toPath(folder.replace(u"ROOT"_qs, m_dir->path())));
         const auto found = fs.missingDrive(tidy);
         QCOMPARE(found ? displayPath(*found) : QString(), missing.replace(u"ROOT"_qs, m_dir->path()));
+    }
+
+    // Out of the box, each folder in the desktop's media folders of this
+    // user is a removable drive's mount point: with nothing mounted, missing.
+    void theDesktopsMediaFoldersHoldRemovableDrives()
+    {
+        const std::string user = ::getpwuid(::geteuid())->pw_name;
+        for (const char *media : {"/media", "/run/media"}) {
+            const Path stick = Path(media) / user / "SORVANEL-TEST-STICK";
+            QCOMPARE(DriveTable().missingDrive(stick / "sorted"), stick);
+        }
     }
 };
 

@@ -313,7 +313,8 @@ private slots:
 
     // A copy on another drive counts as made only where the journal
     // announced it: a byte-equal file that was there already is not ours.
-    // An empty file whose copy took its name is the file, not a reservation.
+    // An empty file whose copy took its name is the file, not a reservation,
+    // and stays moved when a new download takes its old name.
     void aCopyAcrossDrivesIsFinishedOnlyWhenTheJournalNamesIt()
     {
         m_far = folderOnOtherFileSystem(m_home->path());
@@ -336,16 +337,20 @@ private slots:
             intended(2, paths.emplace_back(downloads() / "empty.bin"), paths.emplace_back(root / "empty.bin")));
         QVERIFY(journal.intend(id, moves));
         // Only the first copy and the empty one were announced as ours
-        // before they took their names; the empty file's source is gone.
+        // before they took their names; the empty file's source went.
         writeFile(root / "empty.bin", "");
         for (const char *name : {"ours.bin", "empty.bin"}) {
             QVERIFY(journal.publishing(id, name == std::string("ours.bin") ? 0 : 2,
                                        *PosixFileSystem().stampOf(root / name), root / name, false));
         }
-        std::filesystem::remove(std::filesystem::path(downloads() / "empty.bin"));
+        writeFile(downloads() / "next.bin", "a new download"); // made while the old file was there: another file
+        std::filesystem::rename(std::filesystem::path(downloads() / "next.bin"),
+                                std::filesystem::path(downloads() / "empty.bin"));
 
+        QVERIFY(m_run->organizer().leftoverReservations(journal, root).empty()); // what a preview frees
         OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
         m_run->organizer().recoverInterruptedRuns(journal, root);
+        QCOMPARE(readFile(downloads() / "empty.bin"), QByteArray("a new download"));
         QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "ours.bin")));
         QCOMPARE(readFile(downloads() / "equal.bin"), QByteArray("payload"));
         QCOMPARE(readFile(root / "equal.bin"), QByteArray("payload"));

@@ -478,6 +478,7 @@ private slots:
         QCOMPARE(set.status, shown.isEmpty() ? 64 : 0);
         if (shown.isEmpty()) {
             QVERIFY(!set.err.isEmpty());
+            QCOMPARE(set.err.contains("HH:MM"), key == u"automaticTime"); // a time says how to write one
             QCOMPARE(cli({u"settings"_qs, u"get"_qs, key}).status, 1);
             return;
         }

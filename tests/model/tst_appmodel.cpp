@@ -299,6 +299,26 @@ private slots:
         QCOMPARE(left, result.remaining);
     }
 
+    // The views hear of a long run's progress while it runs, and of its
+    // end. The files cross to another drive, one flush each, so the run
+    // lasts long enough to be heard.
+    void progressReachesTheViewsDuringARun()
+    {
+        const auto far = folderOnOtherFileSystem(m_home->path());
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
+        writeOldFiles(toPath(far->path()), 3000);
+        m_store->saveFolder(toPath(far->path()), std::nullopt, true);
+        auto model = makeModel();
+        std::vector<std::optional<ExecutionProgress>> heard;
+        connect(model.get(), &AppModel::progressChanged, this, [&] { heard.push_back(model->progress()); });
+        model->organizeNow();
+        QTRY_VERIFY_WITH_TIMEOUT(!model->isRunning(), 60000);
+        QVERIFY(heard.size() >= 2);
+        QCOMPARE(heard.front()->filesTotal, 3000);
+        QVERIFY(heard.front()->filesDone < 3000);
+        QVERIFY(!heard.back());
+    }
+
     // Closing the app mid-run stops it after the file in hand: every file
     // lies in exactly one place, and the history counts the moved ones.
     void destroyedMidRunStopsTheRun()

@@ -125,6 +125,7 @@ private slots:
         QCOMPARE(model->lastResult()->issues.size(), 1);
         QCOMPARE(model->lastResult()->issues[0].filename, u"file1.txt"_qs);
         QCOMPARE(model->lastResult()->runDate, planned);
+        QVERIFY(model->history().value(0).duration >= 0 && model->history().value(0).duration < 60);
         QVERIFY(model->showsIssues());
         QVERIFY(std::filesystem::exists(downloads() / "late0.txt"));
         model->executePreview(); // the plan is gone

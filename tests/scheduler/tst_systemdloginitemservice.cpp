@@ -83,6 +83,11 @@ private slots:
         waitFor([&](auto done) { service.registerAgent(done); });
         m_fake->setState("enabled");
         QCOMPARE(statusOf(service), LoginItemService::Status::enabled);
+        // The units start this agent, not one installed elsewhere.
+        const QString elsewhere = m_agent + u"-elsewhere"_qs;
+        QVERIFY(QFile::copy(m_agent, elsewhere));
+        SystemdLoginItemService moved(elsewhere, units(), m_systemctl);
+        QCOMPARE(statusOf(moved), LoginItemService::Status::notFound);
         QFile::remove(m_agent);
         QCOMPARE(statusOf(service), LoginItemService::Status::notFound);
     }

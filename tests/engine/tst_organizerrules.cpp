@@ -63,7 +63,7 @@ private slots:
         QTest::newRow("qBittorrent") << "disc.iso.!qB" << true;
         QTest::newRow("yt-dlp control") << "talk.mp4.ytdl" << true;
         QTest::newRow("yt-dlp fragment") << "talk.mp4.part-Frag12" << true;
-        QTest::newRow("yt-dlp fragment, long") << "talk.f137.mp4.Part-Frag123456" << true;
+        QTest::newRow("yt-dlp fragment, long") << "talk.f137.mp4.PART-FRAG123456" << true;
         QTest::newRow("aria2 control") << "disc.iso.aria2" << true;
         QTest::newRow("partition.img") << "partition.img" << false;
         QTest::newRow("aria2c.deb") << "aria2c.deb" << false;

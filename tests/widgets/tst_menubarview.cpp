@@ -7,6 +7,7 @@
 #include <QAction>
 #include <QMenu>
 #include <QSignalSpy>
+#include <QSystemTrayIcon>
 #include <QtTest>
 
 using namespace sorvanel;
@@ -41,6 +42,14 @@ private slots:
         view.menu()->actions()[6]->trigger();
         QCOMPARE(open.count(), 1);
         QCOMPARE(quit.count(), 1);
+        // A click on the tray icon opens the window; asking for the menu does not.
+        auto *tray = view.findChild<QSystemTrayIcon *>();
+        QList<qsizetype> opened;
+        for (const auto reason : {QSystemTrayIcon::Trigger, QSystemTrayIcon::DoubleClick, QSystemTrayIcon::Context}) {
+            emit tray->activated(reason);
+            opened << open.count();
+        }
+        QCOMPARE(opened, (QList<qsizetype>{2, 3, 3}));
     }
 
     void aboutWindowIsSingleAndReused()

@@ -18,6 +18,8 @@ namespace sorvanel {
 namespace {
 constexpr int horizontalMargin = 8;
 constexpr int verticalMargin = 5;
+// Between the texts and the columns on the right, and between those columns.
+constexpr int columnGap = 14;
 
 // Lays `text` out in lines no wider than `width`: between words where it
 // can, anywhere (a long path) where it must. Returns the height it takes.
@@ -44,14 +46,14 @@ int warningWidth(const QFontMetrics &metrics, const QString &count)
 }
 
 // What the warning count and the details take on the right of a row,
-// with the gaps that keep them from the texts.
+// with their gaps: paint lays them out the same way.
 int rightColumnsWidth(const QFontMetrics &metrics, const QModelIndex &index)
 {
     int width = 0;
     if (const int warning = index.data(SheetDialog::WarningRole).toInt(); warning > 0)
-        width += warningWidth(metrics, QLocale().toString(warning)) + 14;
+        width += warningWidth(metrics, QLocale().toString(warning)) + columnGap;
     if (const QString details = index.data(SheetDialog::DetailTextRole).toString(); !details.isEmpty())
-        width += metrics.horizontalAdvance(details) + 14;
+        width += metrics.horizontalAdvance(details) + columnGap;
     return width;
 }
 } // namespace
@@ -99,14 +101,14 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
             .paint(painter, QRect(box.left(), box.center().y() - iconSize / 2, iconSize, iconSize));
         painter->setPen(QColor(0xd9, 0x73, 0x06));
         painter->drawText(box.adjusted(iconSize + 4, 0, 0, 0), Qt::AlignVCenter | Qt::AlignLeft, text);
-        area.setRight(box.left() - 14);
+        area.setRight(box.left() - columnGap);
     }
     const QString details = index.data(SheetDialog::DetailTextRole).toString();
     if (!details.isEmpty()) {
         const int width = metrics.horizontalAdvance(details);
         painter->setPen(secondaryColor);
         painter->drawText(QRect(area.right() - width, area.top(), width, area.height()), Qt::AlignVCenter, details);
-        area.setRight(area.right() - width - 14);
+        area.setRight(area.right() - width - columnGap);
     }
 
     QFont primaryFont = baseFont;

@@ -188,10 +188,6 @@
         <translation>Jetzt aufräumen</translation>
     </message>
     <message>
-        <source>Performs the day&apos;s automatic cleanup when it is switched on and due. --force runs it now, whatever the switch and the schedule say.</source>
-        <translation>Führt das tägliche automatische Aufräumen aus, wenn es eingeschaltet und fällig ist. --force führt es sofort aus, unabhängig von Schalter und Zeitplan.</translation>
-    </message>
-    <message>
         <source>In JSON, a path that is not valid UTF-8 also comes as hexadecimal bytes (&quot;sourceHex&quot;, &quot;destinationHex&quot;).</source>
         <translation>In JSON kommt ein Pfad, der kein gültiges UTF-8 ist, zusätzlich als hexadezimale Bytes (&quot;sourceHex&quot;, &quot;destinationHex&quot;).</translation>
     </message>
@@ -326,10 +322,6 @@
     <message>
         <source>Unknown type: %@</source>
         <translation>Unbekannter Typ: %@</translation>
-    </message>
-    <message>
-        <source>Usage: sorvanel-agent [--force]</source>
-        <translation>Aufruf: sorvanel-agent [--force]</translation>
     </message>
     <message>
         <source>Usage: sorvanel-cli COMMAND [--json]</source>
@@ -674,6 +666,30 @@
     <message>
         <source>Partly undone</source>
         <translation>Teilweise widerrufen</translation>
+    </message>
+    <message>
+        <source>Performs the day&apos;s automatic cleanup when it is switched on and due. A systemd user timer starts it; it exits at once when there is nothing to do.</source>
+        <translation>Führt das tägliche automatische Aufräumen aus, wenn es eingeschaltet und fällig ist. Ein systemd-Benutzer-Timer startet es; gibt es nichts zu tun, endet es sofort.</translation>
+    </message>
+    <message>
+        <source>Run the cleanup now, whatever the switch and the schedule say.</source>
+        <translation>Jetzt aufräumen, unabhängig von Schalter und Zeitplan.</translation>
+    </message>
+    <message>
+        <source>Run a cleanup now; a Sorvanel that is already running runs it.</source>
+        <translation>Jetzt aufräumen; ein bereits laufendes Sorvanel übernimmt das.</translation>
+    </message>
+    <message>
+        <source>Sorvanel keeps your downloads folder tidy: it moves the loose files of a folder into dated, categorized folders, and can put every run back. It lives in the tray.</source>
+        <translation>Sorvanel hält Ihren Download-Ordner ordentlich: Es verschiebt die losen Dateien eines Ordners in Ordner nach Datum und Art und kann jeden Lauf zurücknehmen. Es läuft im Infobereich der Leiste.</translation>
+    </message>
+    <message>
+        <source>Run &quot;%@ --help&quot; for its options.</source>
+        <translation>Mit „%@ --help“ sehen Sie seine Optionen.</translation>
+    </message>
+    <message>
+        <source>Show this help.</source>
+        <translation>Diese Hilfe anzeigen.</translation>
     </message>
 </context>
 </TS>

@@ -5,8 +5,10 @@
 #include "Localization.h"
 #include "Notifier.h"
 #include "Organizer.h"
+#include "ProgramOptions.h"
 #include "SettingsStore.h"
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QTextStream>
 
@@ -16,30 +18,28 @@ int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("sorvanel-agent"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(SORVANEL_VERSION));
     sorvanel::L10n::installTranslations(app);
-    QTextStream out(stdout);
-    QTextStream err(stderr);
 
-    bool force = false;
-    for (const QString &argument : QCoreApplication::arguments().mid(1)) {
-        if (argument == u"--force") {
-            force = true;
-        } else if (argument == u"--help" || argument == u"-h") {
-            out << sorvanel::L10n::text("Usage: sorvanel-agent [--force]") << "\n\n"
-                << sorvanel::L10n::text("Performs the day's automatic cleanup when it is switched on and due. "
-                                        "--force runs it now, whatever the switch and the schedule say.")
-                << '\n';
-            return 0;
-        } else {
-            err << sorvanel::L10n::format("Unknown argument: %@", {argument}) << '\n'
-                << sorvanel::L10n::text("Usage: sorvanel-agent [--force]") << '\n';
-            return 64;
-        }
-    }
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        sorvanel::L10n::text("Performs the day's automatic cleanup when it is switched on and due. A systemd user "
+                             "timer starts it; it exits at once when there is nothing to do."));
+    sorvanel::addHelpAndVersion(parser);
+    const QCommandLineOption force(
+        QStringLiteral("force"),
+        sorvanel::L10n::text("Run the cleanup now, whatever the switch and the schedule say."));
+    parser.addOption(force);
+    if (const auto status = sorvanel::refuseUnknownArguments(parser, QCoreApplication::arguments()))
+        return *status;
+    if (const auto status = sorvanel::answerHelpOrVersion(parser, QCoreApplication::arguments()))
+        return *status;
 
     sorvanel::SettingsStore store;
     sorvanel::DesktopNotifier notifier;
-    const auto report = sorvanel::AutomaticRun(store, std::make_shared<sorvanel::Organizer>(), notifier).perform(force);
+    const auto report =
+        sorvanel::AutomaticRun(store, std::make_shared<sorvanel::Organizer>(), notifier).perform(parser.isSet(force));
+    QTextStream err(stderr);
     switch (report.outcome) {
     case sorvanel::AutomaticRun::Outcome::disabled:
     case sorvanel::AutomaticRun::Outcome::notDue:

@@ -2,11 +2,13 @@
 // sorvanel: the desktop app.
 #include "AppModel.h"
 #include "Localization.h"
+#include "ProgramOptions.h"
 #include "SingleInstance.h"
 #include "SorvanelApp.h"
 #include "Style.h"
 
 #include <QApplication>
+#include <QCommandLineParser>
 #include <QTextStream>
 
 namespace {
@@ -16,29 +18,65 @@ bool hasGraphicalSession()
     return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
         || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
+
+// The app's own options; Qt's (-platform, -style, …) are known to QApplication.
+struct Options
+{
+    QCommandLineParser parser;
+    QCommandLineOption organizeNow{
+        QStringLiteral("organize-now"),
+        sorvanel::L10n::text("Run a cleanup now; a Sorvanel that is already running runs it.")};
+
+    Options()
+    {
+        parser.setApplicationDescription(
+            sorvanel::L10n::text("Sorvanel keeps your downloads folder tidy: it moves the loose files of a folder into "
+                                 "dated, categorized folders, and can put every run back. It lives in the tray."));
+        sorvanel::addHelpAndVersion(parser);
+        parser.addOption(organizeNow);
+    }
+};
+
+void describeApplication(QCoreApplication &app)
+{
+    QCoreApplication::setApplicationName(QStringLiteral("Sorvanel"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(SORVANEL_VERSION));
+    sorvanel::L10n::installTranslations(app);
+}
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    if (!hasGraphicalSession()) {
+    {
+        // --help and --version answer, and a missing session is named, before
+        // anything needs a window. Qt's own options are not known yet here,
+        // so other arguments are judged once QApplication has taken those.
         QCoreApplication core(argc, argv);
-        sorvanel::L10n::installTranslations(core);
-        QTextStream(stderr) << sorvanel::L10n::text("Sorvanel's window needs a graphical session. Without one, use the "
-                                                    "command line: scripts/run preview or scripts/run organize "
-                                                    "(sorvanel-cli preview, sorvanel-cli organize once installed).")
-                            << '\n';
-        return 2;
+        describeApplication(core);
+        Options options;
+        if (const auto status = sorvanel::answerHelpOrVersion(options.parser, QCoreApplication::arguments()))
+            return *status;
+        if (!hasGraphicalSession()) {
+            QTextStream(stderr) << sorvanel::L10n::text(
+                "Sorvanel's window needs a graphical session. Without one, use the "
+                "command line: scripts/run preview or scripts/run organize "
+                "(sorvanel-cli preview, sorvanel-cli organize once installed).")
+                                << '\n';
+            return 2;
+        }
     }
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Sorvanel"));
-    QApplication::setApplicationVersion(QStringLiteral(SORVANEL_VERSION));
+    describeApplication(app);
     QApplication::setDesktopFileName(QStringLiteral("io.github.sorvanel.Sorvanel"));
     QApplication::setWindowIcon(sorvanel::Style::applicationIcon());
-    sorvanel::L10n::installTranslations(app);
+
+    Options options;
+    if (const auto status = sorvanel::refuseUnknownArguments(options.parser, QApplication::arguments()))
+        return *status;
 
     // A second launch brings the running one forward instead, or with
     // --organize-now (the desktop entry's "Organize Now") has it run a cleanup.
-    const bool organizeNow = QApplication::arguments().contains(u"--organize-now"_qs);
+    const bool organizeNow = options.parser.isSet(options.organizeNow);
     sorvanel::SingleInstance instance(QStringLiteral("io.github.sorvanel.Sorvanel"));
     if (!instance.claim(organizeNow ? sorvanel::SingleInstance::Request::organize
                                     : sorvanel::SingleInstance::Request::activate))

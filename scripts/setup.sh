@@ -13,6 +13,8 @@ SORVANEL_PACKAGES=(
     fonts-dejavu-core                # a font for the windows, also in off-screen tests
     qt6-tools-dev qt6-l10n-tools     # CMake support for translations, lupdate and lrelease
     qt6-translations-l10n            # Qt's own translations for dialogs and buttons
+    help2man groff-base              # manual pages from the programs' own --help, and their check
+    bash-completion                  # runs the command line's completion in its test
     libsqlite3-dev                   # the settings suite
     libicu-dev                       # name collation (the ICU that Qt uses), called directly for sort keys
     curl wget aria2 firefox-esr      # real downloaders (and Debian's browser) for the tests of downloads in progress

@@ -13,8 +13,13 @@ dpkg-deb -f "$deb" Depends | grep -q libqt6core6 || { echo "no computed dependen
 dpkg-deb -x "$deb" "$work/root"
 for file in usr/bin/sorvanel usr/share/applications/io.github.sorvanel.Sorvanel.desktop \
             usr/share/metainfo/io.github.sorvanel.Sorvanel.metainfo.xml usr/share/doc/sorvanel/copyright \
-            usr/share/icons/hicolor/scalable/apps/io.github.sorvanel.Sorvanel.svg; do
+            usr/share/icons/hicolor/scalable/apps/io.github.sorvanel.Sorvanel.svg \
+            usr/share/bash-completion/completions/sorvanel-cli; do
     [ -e "$work/root/$file" ] || { echo "missing in the package: $file"; exit 1; }
+done
+for page in "$build"/data/man/*.1.gz; do   # where help2man made them
+    [ -e "$page" ] || continue
+    [ -e "$work/root/usr/share/man/man1/$(basename "$page")" ] || { echo "missing in the package: $page"; exit 1; }
 done
 export HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config"
 mkdir -p "$HOME/Downloads"

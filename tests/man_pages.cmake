@@ -1,0 +1,33 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+# The manual pages render without a warning from groff, and the command
+# line's page has a section for every command its --help lists.
+#   cmake -DGROFF=… -DPAGES="a.1;b.1" -DCLI=path/to/sorvanel-cli -P man_pages.cmake
+foreach(page IN LISTS PAGES)
+    execute_process(COMMAND ${GROFF} -man -ww -z -Tutf8 ${page} ERROR_VARIABLE warnings RESULT_VARIABLE failed)
+    if(failed OR NOT warnings STREQUAL "")
+        message(FATAL_ERROR "${page} does not render cleanly:\n${warnings}")
+    endif()
+    file(READ ${page} text)
+    foreach(section IN ITEMS "NAME" "SYNOPSIS" "DESCRIPTION" "SEE ALSO")
+        if(NOT text MATCHES "\n\\.SH \"?${section}\"?\n")
+            message(FATAL_ERROR "${page} has no ${section} section")
+        endif()
+    endforeach()
+    get_filename_component(program ${page} NAME_WE)
+    if(program STREQUAL "sorvanel-cli")
+        set(cli_page "${text}")
+    endif()
+endforeach()
+
+execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8 LANGUAGE= ${CLI} --help OUTPUT_VARIABLE help)
+string(REGEX MATCHALL "\n  [a-z]+  " commands "${help}")
+list(LENGTH commands count)
+if(count LESS 6)
+    message(FATAL_ERROR "sorvanel-cli --help lists ${count} commands:\n${help}")
+endif()
+foreach(command IN LISTS commands)
+    string(STRIP "${command}" command)
+    if(NOT cli_page MATCHES "\n\\.SS \"${command}\"\n\\.B\nsorvanel-cli ${command}")
+        message(FATAL_ERROR "the manual page of sorvanel-cli has no section for \"${command}\"")
+    endif()
+endforeach()

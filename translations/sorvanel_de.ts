@@ -691,5 +691,9 @@
         <source>Show this help.</source>
         <translation>Diese Hilfe anzeigen.</translation>
     </message>
+    <message>
+        <source>The run of %@ (%@):</source>
+        <translation>Der Lauf vom %@ (%@):</translation>
+    </message>
 </context>
 </TS>

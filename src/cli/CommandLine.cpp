@@ -474,6 +474,12 @@ int CommandLine::undo(SettingsStore &store, const QStringList &arguments)
             object.insert(u"stopped"_qs, true);
         m_out << printJson(object);
     } else {
+        // Which run it was, as history shows it: undo without an ID picks one.
+        for (const auto &entry : store.loadHistory()) {
+            if (entry.id == result.run)
+                m_out << L10n::format("The run of %@ (%@):", {shownDate(entry.date), localizedName(entry.mode)})
+                      << '\n';
+        }
         m_out << (dryRun ? L10n::format("Would put back: %d", {qint64(result.restored)})
                          : L10n::format("Put back: %d", {qint64(result.restored)}))
               << "   " << L10n::format("Failed: %d", {qint64(result.failed())}) << '\n';

@@ -381,10 +381,16 @@ private slots:
         QCOMPARE(readFile(downloads() / "a.pdf"), QByteArray("a"));
         QCOMPARE(readFile(downloads() / "b.txt"), QByteArray("a new b"));
 
-        // The latest run is the one left by default, and history says which are undone.
+        // The latest run is the one left by default, named as history shows it,
+        // and history says which are undone.
+        const QByteArray latestAsListed = cli({u"history"_qs}).out.split('\n').value(0);
         const Run latest = cli({u"undo"_qs});
         QCOMPARE(latest.status, 0);
-        QVERIFY(latest.out.contains(L10n::format("Put back: %d", {1}).toUtf8()));
+        const QList<QByteArray> said = latest.out.split('\n');
+        const QByteArray date = latestAsListed.left(latestAsListed.indexOf("   "));
+        QCOMPARE(said.value(0),
+                 L10n::format("The run of %@ (%@):", {QString::fromUtf8(date), L10n::text("Manual")}).toUtf8());
+        QVERIFY(said.value(1).startsWith(L10n::format("Put back: %d", {1}).toUtf8()));
         QCOMPARE(readFile(downloads() / "c.png"), QByteArray("c"));
         const QJsonArray history = cli({u"history"_qs, u"--json"_qs}).json().array();
         QCOMPARE(history.size(), 2);

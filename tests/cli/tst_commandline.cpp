@@ -538,15 +538,6 @@ private slots:
         QCOMPARE(moves[0].toObject().value(u"category"_qs).toString(), u"big"_qs);
         QCOMPARE(moves[1].toObject().value(u"category"_qs).toString(), u"docs"_qs);
     }
-
-    void migrationRunsBeforeAnything()
-    {
-        auto legacy = DefaultsSuite::open(SettingsStore::legacyName());
-        legacy->set(u"thresholdMB"_qs, DefaultsValue::integer(321));
-        legacy.reset();
-        QCOMPARE(cli({u"settings"_qs, u"get"_qs, u"thresholdMB"_qs}).out.trimmed(), QByteArray("321"));
-        QCOMPARE(cli({u"settings"_qs, u"get"_qs, u"appGroupMigrationV1"_qs}).out.trimmed(), QByteArray("true"));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestCommandLine)

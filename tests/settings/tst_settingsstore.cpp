@@ -224,12 +224,15 @@ private slots:
         QCOMPARE(store.loadHistory().size(), 1);
     }
 
+    // A settings file that is not ours to read is kept aside, and the
+    // settings start again from their defaults.
     void brokenDatabaseIsMovedAside_data()
     {
-        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QByteArray>("content"); // SQL: a database of that shape
         QTest::newRow("garbage") << QByteArray(5000, 'g');
         QTest::newRow("truncated") << QByteArray();
         QTest::newRow("half a header") << QByteArray("SQLite format 3\0\x10\0", 18);
+        QTest::newRow("another table of that name") << QByteArray("CREATE TABLE defaults(name TEXT)");
     }
 
     void brokenDatabaseIsMovedAside()
@@ -241,16 +244,19 @@ private slots:
             store.saveThreshold(77);
             path = store.defaults().path();
         }
-        if (content.isEmpty()) {
-            // Cut a real database in half.
-            QFile file(path);
+        QFile file(path);
+        if (content.startsWith("CREATE")) {
+            QVERIFY(file.remove());
+            SqliteDatabase db;
+            QCOMPARE(db.open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE), SQLITE_OK);
+            QCOMPARE(db.execute(content.constData()), SQLITE_OK);
+        } else {
             QVERIFY(file.open(QIODevice::ReadWrite));
-            content = file.read(4096 + 100);
-        }
-        {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            if (content.isEmpty())
+                content = file.read(4096 + 100); // a real database cut in half
+            QVERIFY(file.resize(0));
             file.write(content);
+            file.close();
         }
         SettingsStore store;
         QCOMPARE(store.load().thresholdMB, 500);
@@ -258,20 +264,6 @@ private slots:
         QCOMPARE(store.load().thresholdMB, 12);
         const QStringList kept = QDir(QFileInfo(path).absolutePath()).entryList({u"*.broken-*"_qs});
         QVERIFY2(!kept.isEmpty(), qPrintable(QDir(QFileInfo(path).absolutePath()).entryList().join(u',')));
-    }
-
-    void foreignTableShapeIsMovedAside()
-    {
-        const QString path = DefaultsSuite::pathForSuite(SettingsStore::suiteName());
-        QDir().mkpath(QFileInfo(path).absolutePath());
-        {
-            SqliteDatabase db;
-            QCOMPARE(db.open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE), SQLITE_OK);
-            QCOMPARE(db.execute("CREATE TABLE defaults(name TEXT)"), SQLITE_OK);
-        }
-        SettingsStore store;
-        store.saveThreshold(3);
-        QCOMPARE(store.load().thresholdMB, 3);
     }
 
     void storageClassMustMatchTheType()

@@ -14,6 +14,7 @@ SORVANEL_PACKAGES=(
     qt6-tools-dev qt6-l10n-tools     # CMake support for translations, lupdate and lrelease
     qt6-translations-l10n            # Qt's own translations for dialogs and buttons
     help2man groff-base              # manual pages from the programs' own --help, and their check
+    locales                          # the German locale's sources, compiled by the build for the German pages
     bash-completion                  # runs the command line's completion in its test
     libsqlite3-dev                   # the settings suite
     libicu-dev                       # name collation (the ICU that Qt uses), called directly for sort keys

@@ -17,9 +17,10 @@ for file in usr/bin/sorvanel usr/share/applications/io.github.sorvanel.Sorvanel.
             usr/share/bash-completion/completions/sorvanel-cli; do
     [ -e "$work/root/$file" ] || { echo "missing in the package: $file"; exit 1; }
 done
-for page in "$build"/data/man/*.1.gz; do   # where help2man made them
+for page in "$build"/data/man/*.1.gz "$build"/data/man/de/*.1.gz; do   # where help2man made them
     [ -e "$page" ] || continue
-    [ -e "$work/root/usr/share/man/man1/$(basename "$page")" ] || { echo "missing in the package: $page"; exit 1; }
+    case "$page" in */de/*) folder=de/man1 ;; *) folder=man1 ;; esac
+    [ -e "$work/root/usr/share/man/$folder/$(basename "$page")" ] || { echo "missing in the package: $page"; exit 1; }
 done
 export HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config"
 mkdir -p "$HOME/Downloads"

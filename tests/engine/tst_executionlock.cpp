@@ -91,16 +91,6 @@ private slots:
         QCOMPARE(second.readAllStandardOutput().trimmed(), QByteArray("busy"));
     }
 
-    void killedHolderLeavesNoLock()
-    {
-        auto holder = startHolder();
-        QVERIFY(holder);
-        holder->kill();
-        QVERIFY(holder->waitForFinished(10000));
-        PosixFileSystem fs;
-        OrganizerExecutionLock mine(root(), fs);
-    }
-
     void unopenableLockFileIsEio()
     {
         // A planted link must not be followed, and the error is always EIO.

@@ -405,29 +405,6 @@ private slots:
         QCOMPARE(readFile(plan.moves[1].destinationURL), QByteArray("other"));
     }
 
-    void executesAndKeepsContent()
-    {
-        file("a.pdf", "pdf bytes");
-        file("b.png", "png bytes");
-        file("c", "plain");
-        auto c = configuration();
-        c.now = [] { return fixedNow; };
-        const auto plan = organizer().makePlan(c);
-        const auto result = organizer().execute(plan);
-        QCOMPARE(result.moved, 3);
-        QVERIFY(result.issues.isEmpty());
-        QCOMPARE(result.runDate, fixedNow);
-        for (const auto &move : plan.moves) {
-            QVERIFY(!std::filesystem::exists(move.sourceURL));
-            QVERIFY(std::filesystem::is_regular_file(move.destinationURL));
-        }
-        QCOMPARE(readFile(plan.moves[0].destinationURL), QByteArray("pdf bytes"));
-        struct stat info;
-        QCOMPARE(::stat((m_destination / ".sorvanel.lock").c_str(), &info), 0);
-        QCOMPARE(info.st_size, 0);
-        QCOMPARE(info.st_mode & 0777, 0600u);
-    }
-
     void aRunRemovesCopiesLeftByACrash()
     {
         std::filesystem::create_directories(m_destination);
@@ -436,33 +413,6 @@ private slots:
         const auto result = organizer().organize(configuration());
         QCOMPARE(result.moved, 1);
         QVERIFY(!std::filesystem::exists(m_destination / ".sorvanel-4711.partial"));
-    }
-
-    void emptyPlanStillCreatesRootAndLock()
-    {
-        m_destination = toPath(m_dir->path()) / "deep" / "er" / "root";
-        const auto result = organizer().organize(configuration());
-        QCOMPARE(result.moved, 0);
-        QVERIFY(std::filesystem::is_directory(m_destination));
-        QVERIFY(std::filesystem::exists(m_destination / ".sorvanel.lock"));
-    }
-
-    void nameTakenAfterPlanningGetsTheNextFreeName()
-    {
-        file("report.pdf", "mine");
-        file("notes", "mine too");
-        const auto plan = organizer().makePlan(configuration());
-        for (const auto &move : plan.moves) {
-            std::filesystem::create_directories(move.destinationURL.parent_path());
-            writeFile(move.destinationURL, "theirs");
-        }
-        const auto result = organizer().execute(plan);
-        QCOMPARE(result.moved, 2);
-        for (const auto &move : plan.moves)
-            QCOMPARE(readFile(move.destinationURL), QByteArray("theirs"));
-        const Path docs = plan.moves[1].destinationURL.parent_path();
-        QCOMPARE(readFile(docs / "report-2.pdf"), QByteArray("mine"));
-        QCOMPARE(readFile(plan.moves[0].destinationURL.parent_path() / "notes-2"), QByteArray("mine too"));
     }
 
     // Moves are tried in the plan's execution order (the planner's is the
@@ -516,18 +466,6 @@ private slots:
         QCOMPARE(result.issues.size(), 1);
         QCOMPARE(result.issues[0].filename, L10n::text("Cleanup"));
         QCOMPARE(result.issues[0].message, errorDescription(OrganizerError::alreadyRunning));
-        QVERIFY(std::filesystem::exists(m_source / "a.txt"));
-    }
-
-    void destinationUnderAFileFailsAsCleanup()
-    {
-        file("a.txt");
-        writeFile(toPath(m_dir->path()) / "blocker");
-        m_destination = toPath(m_dir->path()) / "blocker" / "root";
-        const auto result = organizer().organize(configuration());
-        QCOMPARE(result.moved, 0);
-        QCOMPARE(result.issues.size(), 1);
-        QCOMPARE(result.issues[0].message, QString::fromLocal8Bit(strerror(ENOTDIR)));
         QVERIFY(std::filesystem::exists(m_source / "a.txt"));
     }
 

@@ -182,20 +182,6 @@ private slots:
         QVERIFY(std::filesystem::is_empty(path("t")));
     }
 
-    void realSecondFileSystem()
-    {
-        const auto other = otherFileSystem(m_dir->path());
-        SKIP_WITHOUT_SECOND_FILE_SYSTEM(other);
-        TemporaryFolder far(*other + QStringLiteral("/sorvanel-test-XXXXXX"));
-        QVERIFY(far.isValid());
-        writeFile(path("x.txt"), "across");
-        PosixFileSystem fs;
-        const Path target = toPath(far.path()) / "x.txt";
-        QVERIFY(!fs.moveItem(path("x.txt"), target));
-        QCOMPARE(readFile(target), QByteArray("across"));
-        QVERIFY(!std::filesystem::exists(path("x.txt")));
-    }
-
     // A file copied ahead of its move to another drive is published with
     // that copy only while it is the very file that was copied, down to the
     // last change of its status; otherwise it is copied afresh. Copies not

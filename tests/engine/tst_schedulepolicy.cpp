@@ -20,14 +20,6 @@ class TestSchedulePolicy : public QObject
     Q_OBJECT
 
 private slots:
-    void dayIdentifiers()
-    {
-        QCOMPARE(SchedulePolicy::dayIdentifier(at(2024, 3, 7, 0, 5), berlin), u"2024-03-07"_qs);
-        QCOMPARE(SchedulePolicy::dayIdentifier(at(2024, 3, 7, 23, 55), berlin), u"2024-03-07"_qs);
-        QVERIFY(SchedulePolicy::dayIdentifier(at(2024, 3, 7, 23, 55), berlin)
-                != SchedulePolicy::dayIdentifier(at(2024, 3, 8, 0, 5), berlin));
-    }
-
     // The latest scheduled moment that has passed is due unless a run is recorded for it.
     void dueDay_data()
     {

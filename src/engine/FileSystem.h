@@ -71,16 +71,27 @@ struct FileProperties
     std::optional<QDateTime> creationDate;
     std::optional<QDateTime> modificationDate;
     std::int64_t modifiedNs = 0; // the modification time, exactly
+    std::int64_t bornNs = 0; // the birth time, exactly, where the file system keeps one; else 0
 };
 
 // What tells one file from another that took its name: its identity, size
-// and modification time to the nanosecond.
+// and modification time to the nanosecond, and its birth time where the
+// file system keeps one.
 struct FileStamp
 {
     FileIdentity identity;
     std::int64_t size = -1;
     std::int64_t modifiedNs = 0;
+    std::int64_t bornNs = 0; // 0: not known
     bool isRegularFile = false;
+
+    // The file that had this identity and birth time: a file system may
+    // give a freed inode number to the next file made, and only the birth
+    // time tells them apart (where either is not known, the number decides).
+    bool isFile(const FileIdentity &id, std::int64_t born) const
+    {
+        return identity == id && (born == 0 || bornNs == 0 || born == bornNs);
+    }
 
     bool sameContent(const FileIdentity &id, std::int64_t bytes, std::int64_t nanoseconds) const
     {

@@ -113,6 +113,7 @@ struct PlannedMove
     FileIdentity sourceIdentity; // the file that was planned, to tell it from one put in its place
     std::int64_t sourceSize = -1; // its size and modification time when planned,
     std::int64_t sourceModifiedNs = 0; // which the run's journal keeps
+    std::int64_t sourceBornNs = 0; // and its birth time (0: not known)
 
     bool operator==(const PlannedMove &) const = default;
 };

@@ -568,6 +568,7 @@ private:
         move.sourceIdentity = entry.properties.identity;
         move.sourceSize = entry.properties.size.value_or(-1);
         move.sourceModifiedNs = entry.properties.modifiedNs;
+        move.sourceBornNs = entry.properties.bornNs;
         move.sourceURL = std::move(entry.url);
     }
 
@@ -704,6 +705,7 @@ JournalMove journalMove(const PlannedMove &move, std::int64_t sequence)
     entry.original = move.sourceIdentity;
     entry.size = move.sourceSize;
     entry.modifiedNs = move.sourceModifiedNs;
+    entry.bornNs = move.sourceBornNs;
     return entry;
 }
 
@@ -1001,7 +1003,7 @@ OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, co
             for (std::int64_t k = batchStart; k < batchEnd; ++k) {
                 const PlannedMove &next = planned(k);
                 intended.push_back({k, next.sourceURL.native(), next.destinationURL.native(), next.sourceIdentity,
-                                    next.sourceSize, next.sourceModifiedNs});
+                                    next.sourceSize, next.sourceModifiedNs, next.sourceBornNs});
             }
             if (!journal->intend(runId, intended)) {
                 // Without its record a move could not be undone: stop here.

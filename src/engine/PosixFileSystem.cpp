@@ -32,6 +32,16 @@ QDateTime dateFrom(const struct statx_timestamp &stamp)
     return QDateTime::fromMSecsSinceEpoch(qint64(stamp.tv_sec) * 1000 + stamp.tv_nsec / 1000000, Qt::UTC);
 }
 
+std::int64_t nanoseconds(const struct statx_timestamp &stamp)
+{
+    return std::int64_t(stamp.tv_sec) * 1000000000 + stamp.tv_nsec;
+}
+
+FileIdentity identityFrom(const struct statx &info)
+{
+    return {std::uint64_t(makedev(info.stx_dev_major, info.stx_dev_minor)), std::uint64_t(info.stx_ino)};
+}
+
 } // namespace
 
 namespace posix {
@@ -155,14 +165,16 @@ std::vector<DirectoryEntry> PosixFileSystem::contentsOfDirectory(const Path &dir
                 p.isDirectory = S_ISDIR(info.stx_mode);
             }
             p.isHidden = name[0] == '.';
-            p.identity = {std::uint64_t(makedev(info.stx_dev_major, info.stx_dev_minor)), std::uint64_t(info.stx_ino)};
+            p.identity = identityFrom(info);
             if (info.stx_mask & STATX_SIZE)
                 p.size = std::int64_t(info.stx_size);
-            if (info.stx_mask & STATX_BTIME)
+            if (info.stx_mask & STATX_BTIME) {
                 p.creationDate = dateFrom(info.stx_btime);
+                p.bornNs = nanoseconds(info.stx_btime);
+            }
             if (info.stx_mask & STATX_MTIME) {
                 p.modificationDate = dateFrom(info.stx_mtime);
-                p.modifiedNs = std::int64_t(info.stx_mtime.tv_sec) * 1000000000 + info.stx_mtime.tv_nsec;
+                p.modifiedNs = nanoseconds(info.stx_mtime);
             }
         }
     };
@@ -479,7 +491,6 @@ void PosixFileSystem::removeLeftoverCopies(const Path &root)
 
 std::optional<FileStamp> PosixFileSystem::stampOf(const Path &path, const Path &within)
 {
-    struct stat info;
     int folder = -1;
     const std::string &text = path.native();
     const auto slash = text.rfind('/');
@@ -488,11 +499,21 @@ std::optional<FileStamp> PosixFileSystem::stampOf(const Path &path, const Path &
         int error = 0;
         folder = known != m_folders.end() ? known->second : openFolder(path.parent_path(), within, false, &error);
     }
-    const int found = folder >= 0 ? ::fstatat(folder, text.c_str() + slash + 1, &info, AT_SYMLINK_NOFOLLOW)
-                                  : ::lstat(path.c_str(), &info);
+    struct statx info;
+    constexpr unsigned mask = STATX_TYPE | STATX_SIZE | STATX_MTIME | STATX_INO | STATX_BTIME;
+    const int found = folder >= 0
+        ? ::statx(folder, text.c_str() + slash + 1, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask, &info)
+        : ::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask, &info);
     if (found != 0)
         return std::nullopt;
-    return posix::stampFrom(info);
+    FileStamp stamp;
+    stamp.identity = identityFrom(info);
+    stamp.size = std::int64_t(info.stx_size);
+    stamp.modifiedNs = nanoseconds(info.stx_mtime);
+    if (info.stx_mask & STATX_BTIME)
+        stamp.bornNs = nanoseconds(info.stx_btime);
+    stamp.isRegularFile = S_ISREG(info.stx_mode);
+    return stamp;
 }
 
 FileError PosixFileSystem::removeFile(const Path &path, const FileIdentity &expected)

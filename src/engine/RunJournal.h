@@ -32,6 +32,7 @@ struct JournalMove
     FileIdentity original; // the file at the source when the move was decided
     std::int64_t size = -1; // its size and modification time then
     std::int64_t modifiedNs = 0; // (nanoseconds since the epoch)
+    std::int64_t bornNs = 0; // its birth time then, where its file system keeps one; else 0
     FileIdentity placed; // the file at the destination: `original`, or our copy on another drive
     std::int64_t placedModifiedNs = 0; // our copy's time as its drive keeps it (FAT and exFAT round it)
     FileIdentity returned; // during an undo across drives: our copy back at the source
@@ -50,6 +51,7 @@ struct JournalIntent
     FileIdentity original;
     std::int64_t size = -1;
     std::int64_t modifiedNs = 0;
+    std::int64_t bornNs = 0;
 };
 
 struct JournalRun

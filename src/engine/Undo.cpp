@@ -79,7 +79,10 @@ JournalMove::State Organizer::recoverMove(JournalMove &move, bool numbered)
     }
     const auto atSource = fs.stampOf(move.source);
     if (move.placed.inode) {
-        // A copy on another drive, announced before it was published.
+        // A copy on another drive, announced before it was published. Once
+        // the source was removed, a new download under its name may have
+        // been given its freed inode number: its birth time tells it apart.
+        const bool sourceStays = atSource && atSource->isRegularFile && atSource->isFile(move.original, move.bornNs);
         const auto atDestination = fs.stampOf(move.destination);
         if (!holds(atDestination, move.placed)) {
             // Where the drive numbers files afresh (a FUSE file system that
@@ -91,14 +94,14 @@ JournalMove::State Organizer::recoverMove(JournalMove &move, bool numbered)
                 && atDestination->size == move.size && atDestination->modifiedNs == move.placedModifiedNs;
             if (!lookAlike)
                 return JournalMove::State::notMoved; // never published; the source stayed
-            if (!atSource || !atSource->isRegularFile || atSource->identity != move.original)
+            if (!sourceStays)
                 return JournalMove::State::moved;
             if (!atSource->sameContent(move.original, move.size, move.modifiedNs)
                 || !fs.sameBytes(move.source, move.destination) || fs.removeFile(move.source, move.original))
                 return JournalMove::State::notMoved; // both stay
             return JournalMove::State::moved;
         }
-        if (atSource && atSource->isRegularFile && atSource->identity == move.original) {
+        if (sourceStays) {
             // Published, but the source was not yet removed: finish the move,
             // provided the source is still the file that was planned (and so
             // copied) and the copy is whole.

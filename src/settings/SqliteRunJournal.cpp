@@ -45,8 +45,10 @@ qint64 stored(std::uint64_t value)
 // A batch of moves is one blob: per move, the source and destination paths
 // (each relative to the run's folder where it lies below it, else absolute)
 // with their lengths, then device, inode, size and modification time, all
-// little-endian 64-bit. One row per 2,048 moves writes a run of 100,000
-// moves in a few milliseconds.
+// little-endian 64-bit. The sources' birth times follow in a blob of their
+// own, 8 bytes a move (journals written before it have none: not known).
+// One row per 2,048 moves writes a run of 100,000 moves in a few
+// milliseconds.
 void appendNumber(std::string &out, std::uint64_t value)
 {
     char bytes[8];
@@ -181,6 +183,8 @@ bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)
         && db.execute("CREATE TABLE IF NOT EXISTS journalFolders(run INTEGER NOT NULL, path BLOB NOT NULL)")
         == SQLITE_OK
         && db.execute("CREATE INDEX IF NOT EXISTS journalFoldersByRun ON journalFolders(run)") == SQLITE_OK
+        && (db.prepare("SELECT births FROM journalBatches LIMIT 0").isValid()
+            || db.execute("ALTER TABLE journalBatches ADD COLUMN births BLOB") == SQLITE_OK)
         // Only the few moves on their way back, so that finding them costs nothing.
         && db.execute("CREATE INDEX IF NOT EXISTS journalReturnsUnderway ON journalOutcomes(run)"
                       " WHERE returnedInode IS NOT NULL")
@@ -239,10 +243,12 @@ bool SqliteRunJournal::intend(const QUuid &run, const std::vector<JournalIntent>
         if (!row)
             throw WriteFailed();
         std::string blob;
+        std::string births;
         std::size_t length = 0;
         for (const JournalIntent &move : moves)
             length += move.source.size() + move.destination.size() + 6 * 8;
         blob.reserve(length);
+        births.reserve(moves.size() * 8);
         for (const JournalIntent &move : moves) {
             appendPath(blob, move.source, row->source);
             appendPath(blob, move.destination, row->destinationRoot);
@@ -250,14 +256,16 @@ bool SqliteRunJournal::intend(const QUuid &run, const std::vector<JournalIntent>
             appendNumber(blob, move.original.inode);
             appendNumber(blob, std::uint64_t(move.size));
             appendNumber(blob, std::uint64_t(move.modifiedNs));
+            appendNumber(births, std::uint64_t(move.bornNs));
         }
         SqliteDatabase &db = m_suite->database();
-        SqliteStatement insert =
-            db.prepare("INSERT OR REPLACE INTO journalBatches(run, first, count, moves) VALUES (?, ?, ?, ?)");
+        SqliteStatement insert = db.prepare(
+            "INSERT OR REPLACE INTO journalBatches(run, first, count, moves, births) VALUES (?, ?, ?, ?, ?)");
         insert.bind(1, row->key);
         insert.bind(2, qint64(moves.front().sequence));
         insert.bind(3, qint64(moves.size()));
         insert.bindBytes(4, blob);
+        insert.bindBytes(5, births);
         check(insert.step());
         SqliteStatement total = db.prepare("UPDATE journalRuns SET total = max(total, ?) WHERE key = ?");
         total.bind(1, qint64(moves.back().sequence + 1));
@@ -446,8 +454,8 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
 {
     std::vector<JournalMove> found;
     SqliteDatabase &db = m_suite->database();
-    SqliteStatement batches = db.prepare("SELECT first, count, moves FROM journalBatches WHERE run = ? AND first < ? "
-                                         "AND first + count > ? ORDER BY first");
+    SqliteStatement batches = db.prepare("SELECT first, count, moves, births FROM journalBatches WHERE run = ? AND "
+                                         "first < ? AND first + count > ? ORDER BY first");
     batches.bind(1, row.key);
     batches.bind(2, to);
     batches.bind(3, from);
@@ -457,6 +465,8 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
         const QByteArray blob = batches.columnBlob(2);
         const char *in = blob.constData();
         const char *end = in + blob.size();
+        const QByteArray births = batches.columnBlob(3);
+        const bool withBirths = births.size() == count * 8;
         for (qint64 i = 0; i < count && first + i < to; ++i) {
             const auto source = nextPath(in, end);
             const auto destination = source ? nextPath(in, end) : std::nullopt;
@@ -476,6 +486,10 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
             move.original.inode = readNumber(in);
             move.size = std::int64_t(readNumber(in));
             move.modifiedNs = std::int64_t(readNumber(in));
+            if (withBirths) {
+                const char *born = births.constData() + i * 8;
+                move.bornNs = std::int64_t(readNumber(born));
+            }
             if (move.sequence >= row.settledThrough)
                 move.state = JournalMove::State::intended;
             else if (row.undoneFrom && move.sequence >= *row.undoneFrom)

@@ -3,6 +3,7 @@
 #include "CleanupRun.h"
 #include "Localization.h"
 #include "OrganizerExecutionLock.h"
+#include "SqliteDatabase.h"
 #include "TestSupport.h"
 
 #include <QtTest>
@@ -96,7 +97,8 @@ class TestCleanupRun : public QObject
     static JournalIntent intended(qint64 sequence, const Path &source, const Path &destination)
     {
         const FileStamp stamp = *PosixFileSystem().stampOf(source);
-        return {sequence, source.native(), destination.native(), stamp.identity, stamp.size, stamp.modifiedNs};
+        return {sequence,   source.native(),  destination.native(), stamp.identity,
+                stamp.size, stamp.modifiedNs, stamp.bornNs};
     }
 
     static void oneDriveAndTwo()
@@ -356,6 +358,47 @@ private slots:
         QCOMPARE(readFile(root / "equal.bin"), QByteArray("payload"));
         QVERIFY(std::filesystem::exists(std::filesystem::path(root / "empty.bin")));
         QCOMPARE(statesOf(id), (QList<int>{moved, notMoved, moved}));
+    }
+
+    // A run across drives killed after it removed a source, before it wrote
+    // that down: a new download under the old name may get the freed inode
+    // number (ext4 hands it out again at once). Its birth time shows it is
+    // not the source, so the move counts as made and the download stays.
+    void aNewDownloadOnTheFreedInodeIsNotTheSource()
+    {
+        const auto far = farDestination();
+        SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
+        RunJournal &journal = m_run->journal();
+        const Path root = *far;
+        const Path source = downloads() / "report.pdf";
+        const Path copy = root / "report.pdf";
+        writeFile(source, "the report", longAgo());
+        const FileStamp original = *PosixFileSystem().stampOf(source);
+        if (original.bornNs == 0)
+            QSKIP("this file system keeps no birth times");
+        const QUuid id = QUuid::createUuid();
+        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
+        QVERIFY(journal.intend(id, {intended(0, source, copy)}));
+        std::filesystem::create_directories(std::filesystem::path(root));
+        writeFile(copy, "the report", longAgo());
+        QVERIFY(journal.publishing(id, 0, *PosixFileSystem().stampOf(copy), copy, false));
+        const auto download = [&] {
+            std::filesystem::remove(std::filesystem::path(source));
+            writeFile(source, "a new download");
+            return PosixFileSystem().stampOf(source)->identity == original.identity;
+        };
+        bool reused = download();
+        for (int attempt = 0; attempt < 20 && !reused; ++attempt)
+            reused = download();
+        if (!reused)
+            QSKIP("this file system did not give the freed inode number to the next file");
+
+        OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
+        m_run->organizer().recoverInterruptedRuns(journal, root);
+        QCOMPARE(statesOf(id), QList<int>{moved});
+        QCOMPARE(journal.run(id)->moved, 1);
+        QCOMPARE(readFile(source), QByteArray("a new download"));
+        QCOMPARE(readFile(copy), QByteArray("the report"));
     }
 
     // A copy killed while it held an empty reservation of its name: the
@@ -706,6 +749,25 @@ private slots:
         QVERIFY(showsWithinTheFile(back.all));
         QCOMPARE(readFile(downloads() / "big.iso"), QByteArray(size, 'b'));
         QVERIFY(onlyTheLockIn(root));
+    }
+
+    // A journal written before it kept birth times still takes its runs back.
+    void aJournalWithoutBirthTimesStillServesUndo()
+    {
+        writeFile(downloads() / "a.txt", "a", longAgo());
+        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual);
+        QCOMPARE(run.result.moved, 1);
+        const QString path = m_run->store().defaults().path();
+        m_run.reset();
+        {
+            SqliteDatabase db;
+            QCOMPARE(db.open(path, SQLITE_OPEN_READWRITE), SQLITE_OK);
+            QCOMPARE(db.execute("ALTER TABLE journalBatches DROP COLUMN births"), SQLITE_OK);
+        }
+        m_run = std::make_unique<CleanupRun>(DefaultsSuite::open(SettingsStore::suiteName()));
+        QCOMPARE(m_run->journal().moves(run.id).at(0).bornNs, 0);
+        QCOMPARE(m_run->undo(run.id, false).restored, 1);
+        QCOMPARE(readFile(downloads() / "a.txt"), QByteArray("a"));
     }
 
     // A run that moved nothing has nothing to take back.

@@ -695,5 +695,9 @@
         <source>The run of %@ (%@):</source>
         <translation>Der Lauf vom %@ (%@):</translation>
     </message>
+    <message>
+        <source>Show the version.</source>
+        <translation>Die Version anzeigen.</translation>
+    </message>
 </context>
 </TS>

@@ -19,7 +19,8 @@ QString programName()
 void addHelpAndVersion(QCommandLineParser &parser)
 {
     parser.addOption(QCommandLineOption({QStringLiteral("h"), QStringLiteral("help")}, L10n::text("Show this help.")));
-    parser.addVersionOption();
+    parser.addOption(
+        QCommandLineOption({QStringLiteral("v"), QStringLiteral("version")}, L10n::text("Show the version.")));
 }
 
 std::optional<int> answerHelpOrVersion(QCommandLineParser &parser, const QStringList &arguments)

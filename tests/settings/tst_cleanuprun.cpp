@@ -620,6 +620,41 @@ private slots:
         QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("the report"));
     }
 
+    // A name another program takes once the run has begun sends the file to
+    // the next free name; the journal follows it there, and undo brings the
+    // file home from it and leaves the other program's file alone.
+    void aNameTakenDuringTheRunIsTakenBackFromItsCounterName_data() { oneDriveAndTwo(); }
+    void aNameTakenDuringTheRunIsTakenBackFromItsCounterName()
+    {
+        QFETCH(bool, acrossDrives);
+        if (acrossDrives) {
+            SKIP_WITHOUT_SECOND_FILE_SYSTEM(farDestination());
+        }
+        writeFile(downloads() / "report.pdf", "mine", longAgo());
+        const Path planned = m_run->plan().moves.at(0).destinationURL;
+        // Takes the planned name when the run reports its start.
+        struct TakeTheName : ExecutionObserver
+        {
+            Path name;
+            void progressed(const ExecutionProgress &) override
+            {
+                if (name.empty())
+                    return;
+                std::filesystem::create_directories(std::filesystem::path(name.parent_path()));
+                writeFile(std::exchange(name, Path()), "theirs");
+            }
+            bool stopRequested() override { return false; }
+        } taker;
+        taker.name = planned;
+        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual, {}, &taker);
+        QCOMPARE(run.result.moved, 1);
+        QCOMPARE(m_run->journal().moves(run.id).at(0).destination, planned.parent_path() / "report-2.pdf");
+        QCOMPARE(m_run->undo(run.id, false).restored, 1);
+        QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("mine"));
+        QCOMPARE(readFile(planned), QByteArray("theirs"));
+        QVERIFY(!std::filesystem::exists(std::filesystem::path(planned.parent_path() / "report-2.pdf")));
+    }
+
     // The journal keeps the runs the history keeps, and no more.
     void theJournalIsPrunedWithTheHistory()
     {

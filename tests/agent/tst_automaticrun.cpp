@@ -152,48 +152,6 @@ private slots:
         QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-05"_qs);
     }
 
-    void planningFailureIsReportedOnce()
-    {
-        SettingsStore store;
-        RecordingNotifier notifier;
-        store.saveAutomaticEnabled(true);
-        store.saveAutomaticTime(at(1, 8, 0));
-        store.saveFolder("/no/such/folder", std::nullopt, true);
-        m_now = at(5, 8, 5);
-        const auto report = perform(store, notifier);
-        QCOMPARE(report.outcome, AutomaticRun::Outcome::failed);
-        QCOMPARE(report.errorDescription, errorDescription(OrganizerError::sourceDoesNotExist));
-        QCOMPARE(notifier.messages.size(), 1);
-        QVERIFY(notifier.messages[0].contains(report.errorDescription));
-        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-05"_qs);
-        QVERIFY(!store.loadLastResult());
-        m_now = at(5, 8, 10);
-        QCOMPARE(perform(store, notifier).outcome, AutomaticRun::Outcome::notDue);
-        QCOMPARE(notifier.messages.size(), 1);
-    }
-
-    // A forced run goes ahead whatever the switch and the time say, and is
-    // not the day's scheduled one: that one still comes.
-    void forcedRunLeavesTheScheduledRunDue()
-    {
-        SettingsStore store;
-        RecordingNotifier notifier;
-        store.saveAutomaticTime(at(1, 8, 0));
-        store.saveLastAutomaticDay(u"2024-05-05"_qs);
-        m_now = at(6, 3, 0);
-        addFile("c.pdf");
-        QCOMPARE(perform(store, notifier, true).result->moved, 1);
-        QCOMPARE(store.loadHistory().value(0).mode, OrganizationRunMode::automatic);
-        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-05"_qs);
-        store.saveAutomaticEnabled(true);
-        m_now = at(6, 9, 0);
-        addFile("d.pdf");
-        const auto scheduled = perform(store, notifier);
-        QCOMPARE(scheduled.outcome, AutomaticRun::Outcome::ran);
-        QCOMPARE(scheduled.result->moved, 1);
-        QCOMPARE(*store.load().lastAutomaticDay, u"2024-05-06"_qs);
-    }
-
     void theRealAgentProgram()
     {
         const QString agent = QString::fromLocal8Bit(qgetenv("SORVANEL_AGENT"));

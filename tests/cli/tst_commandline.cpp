@@ -72,10 +72,8 @@ private slots:
         QCOMPARE(cli({u"tidy"_qs}).status, 64);
         QCOMPARE(cli({u"preview"_qs, u"--yaml"_qs}).status, 64);
         QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"k"_qs}).status, 64);
-        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"k"_qs, u"x"_qs, u"--type"_qs, u"integer"_qs}).status, 64);
         QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"k"_qs, u"x"_qs, u"--type"_qs, u"colour"_qs}).status, 64);
         QCOMPARE(cli({u"undo"_qs, u"not-a-run"_qs}).status, 64);
-        QCOMPARE(cli({u"undo"_qs, u"--force"_qs}).status, 64);
         QCOMPARE(cli({u"undo"_qs, QUuid::createUuid().toString(), QUuid::createUuid().toString()}).status, 64);
         for (const QString &command :
              {u"preview"_qs, u"organize"_qs, u"undo"_qs, u"last"_qs, u"history"_qs, u"settings"_qs}) {
@@ -209,7 +207,6 @@ private slots:
         QTest::addColumn<QString>("given");
         QTest::addColumn<QString>("stored"); // below the home; an empty path is refused with status 64
         QTest::newRow("relative") << u"sorted/new"_qs << u"/work/sorted/new"_qs;
-        QTest::newRow("here") << u"."_qs << u"/work"_qs;
         QTest::newRow("up") << u"../elsewhere/"_qs << u"/elsewhere"_qs;
         QTest::newRow("home") << u"~"_qs << QString();
         QTest::newRow("below home") << u"~/sorted"_qs << u"/sorted"_qs;
@@ -235,35 +232,7 @@ private slots:
             QCOMPARE(QString::fromUtf8(get.out.trimmed()), m_home->path() + stored);
     }
 
-    void previewMovesNothing()
-    {
-        writeFile(downloads() / "a.pdf", "a", longAgo());
-        writeFile(downloads() / "b.jpg", "b", longAgo());
-        std::filesystem::create_directory(downloads() / "folder");
-        const Run run = cli({u"preview"_qs, u"--json"_qs});
-        QCOMPARE(run.status, 0);
-        const QJsonObject plan = run.json().object();
-        QCOMPARE(plan.value(u"skipped"_qs).toInt(), 1);
-        const QJsonArray moves = plan.value(u"moves"_qs).toArray();
-        QCOMPARE(moves.size(), 2);
-        const QJsonObject first = moves[0].toObject();
-        QCOMPARE(first.value(u"source"_qs).toString(), m_home->downloads() + QStringLiteral("/a.pdf"));
-        QCOMPARE(first.value(u"category"_qs).toString(), u"docs"_qs);
-        QVERIFY(first.value(u"destination"_qs)
-                    .toString()
-                    .startsWith(m_home->downloads() + QStringLiteral("/__filesDownloadedAt/")));
-        // ISO 8601 with an explicit offset.
-        QVERIFY(QDateTime::fromString(first.value(u"fileDate"_qs).toString(), Qt::ISODateWithMs).isValid());
-        QVERIFY(first.value(u"fileDate"_qs).toString().contains(QRegularExpression(u"[+-]\\d\\d:\\d\\d$"_qs)));
-        QVERIFY(plan.value(u"issues"_qs).isArray());
-        QVERIFY(std::filesystem::exists(downloads() / "a.pdf"));
-        QVERIFY(!std::filesystem::exists(downloads() / "__filesDownloadedAt"));
-        const Run text = cli({u"preview"_qs});
-        QVERIFY(text.out.contains("a.pdf → "));
-        QCOMPARE(cli({u"last"_qs, u"--json"_qs}).out.trimmed(), QByteArray("null"));
-        QVERIFY(!first.contains(u"sourceHex"_qs)); // only for paths that are not UTF-8
-    }
-
+    // A path that is not UTF-8 comes with its exact bytes beside its readable form.
     void jsonGivesExactBytesOfPathsThatAreNotUtf8()
     {
         const std::string name = "caf\xe9.txt"; // Latin-1, as an old archive names it
@@ -274,6 +243,10 @@ private slots:
                  QByteArray::fromStdString((downloads() / name).native()));
         QVERIFY(QByteArray::fromHex(move.value(u"destinationHex"_qs).toString().toLatin1()).endsWith("/caf\xe9.txt"));
         QVERIFY(move.value(u"source"_qs).toString().endsWith(u"caf\ufffd.txt"_qs));
+        // Dates are ISO 8601 with an explicit offset; a preview moves nothing and records nothing.
+        QVERIFY(move.value(u"fileDate"_qs).toString().contains(QRegularExpression(u"[+-]\\d\\d:\\d\\d$"_qs)));
+        QVERIFY(std::filesystem::exists(downloads() / name));
+        QCOMPARE(cli({u"last"_qs, u"--json"_qs}).out.trimmed(), QByteArray("null"));
     }
 
     void organizeRecordsAManualRun()
@@ -288,16 +261,13 @@ private slots:
         QVERIFY(!std::filesystem::exists(downloads() / "a.pdf"));
         const QJsonObject last = cli({u"last"_qs, u"--json"_qs}).json().object();
         QCOMPARE(last.value(u"moved"_qs).toInt(), 2);
-        QCOMPARE(last.value(u"runDate"_qs).toString(), result.value(u"runDate"_qs).toString());
         const QJsonArray history = cli({u"history"_qs, u"--json"_qs}).json().array();
         QCOMPARE(history.size(), 1);
         const QJsonObject entry = history[0].toObject();
         QCOMPARE(entry.value(u"mode"_qs).toString(), u"manual"_qs);
         QCOMPARE(entry.value(u"moved"_qs).toInt(), 2);
-        QVERIFY(entry.value(u"duration"_qs).toDouble() >= 0);
         QCOMPARE(entry.value(u"id"_qs).toString().size(), 36);
         QCOMPARE(entry.value(u"undone"_qs), QJsonValue(false));
-        QCOMPARE(cli({u"history"_qs}).status, 0);
         // The stored history shows as JSON, not as hexadecimal bytes.
         const QByteArray stored = cli({u"settings"_qs, u"get"_qs, u"runHistory"_qs}).out.trimmed();
         QVERIFY2(stored.startsWith("[{"), stored.constData());
@@ -422,7 +392,6 @@ private slots:
         run = cli({u"organize"_qs});
         QCOMPARE(run.status, 2);
         QVERIFY(!run.err.trimmed().isEmpty());
-        QCOMPARE(cli({u"preview"_qs}).status, 2);
         // With --json the reason also comes on standard output, for scripts.
         for (const QString &command : {u"preview"_qs, u"organize"_qs}) {
             run = cli({command, u"--json"_qs});
@@ -454,7 +423,6 @@ private slots:
                             const QString &type = {}) { QTest::newRow(name) << arguments << shown << type; };
         row("threshold", {u"thresholdMB"_qs, u"200"_qs}, u"200"_qs, u"integer"_qs);
         row("threshold, not a number", {u"thresholdMB"_qs, u"lots"_qs}, {});
-        row("threshold, zero", {u"thresholdMB"_qs, u"0"_qs}, {});
         row("threshold, above", {u"thresholdMB"_qs, u"100001"_qs}, {});
         row("threshold as a string", {u"thresholdMB"_qs, u"200"_qs, u"--type"_qs, u"string"_qs}, {});
         row("switch", {u"automaticEnabled"_qs, u"true"_qs}, u"true"_qs, u"boolean"_qs);
@@ -465,7 +433,6 @@ private slots:
         row("an unknown key stays a string", {u"colour"_qs, u"200"_qs}, u"200"_qs, u"string"_qs);
         row("string", {u"key"_qs, u"hello world"_qs, u"--type"_qs, u"string"_qs}, u"hello world"_qs, u"string"_qs);
         row("integer", {u"key"_qs, u"-42"_qs, u"--type"_qs, u"integer"_qs}, u"-42"_qs, u"integer"_qs);
-        row("boolean digit", {u"key"_qs, u"0"_qs, u"--type"_qs, u"boolean"_qs}, u"false"_qs, u"boolean"_qs);
         row("real", {u"key"_qs, u"2.5"_qs, u"--type"_qs, u"real"_qs}, u"2.5"_qs, u"real"_qs);
         row("date with offset", {u"key"_qs, u"2024-03-07T21:30:00.250+01:00"_qs, u"--type"_qs, u"date"_qs},
             u"2024-03-07T21:30:00.250+01:00"_qs, u"date"_qs);
@@ -526,17 +493,6 @@ private slots:
         m_systemctl->clearCalls();
         QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"automaticTime"_qs, u"07:30"_qs}).status, 0);
         QVERIFY(m_systemctl->calls().isEmpty());
-    }
-
-    void storedSettingsDriveTheRun()
-    {
-        writeFile(downloads() / "small.pdf", QByteArray(10, 'x'), longAgo());
-        cli({u"settings"_qs, u"set"_qs, u"thresholdMB"_qs, u"1"_qs, u"--type"_qs, u"integer"_qs});
-        writeFile(downloads() / "large.pdf", QByteArray(1024 * 1024, 'x'), longAgo());
-        const QJsonArray moves = cli({u"preview"_qs, u"--json"_qs}).json().object().value(u"moves"_qs).toArray();
-        QCOMPARE(moves.size(), 2);
-        QCOMPARE(moves[0].toObject().value(u"category"_qs).toString(), u"big"_qs);
-        QCOMPARE(moves[1].toObject().value(u"category"_qs).toString(), u"docs"_qs);
     }
 };
 

@@ -7,7 +7,6 @@
 
 #include <functional>
 
-#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -172,14 +171,6 @@ private slots:
         QCOMPARE(readFile(path("a")), QByteArray("source"));
         QCOMPARE(readFile(path("t") / "a"), QByteArray("theirs"));
         QCOMPARE(std::distance(std::filesystem::directory_iterator(path("t")), {}), 1);
-    }
-
-    void crossDeviceVanishedSourceFails()
-    {
-        std::filesystem::create_directory(path("t"));
-        CrossDeviceFileSystem fs;
-        QCOMPARE(fs.moveItem(path("gone"), path("t") / "gone").code(), ENOENT);
-        QVERIFY(std::filesystem::is_empty(path("t")));
     }
 
     // A file copied ahead of its move to another drive is published with
@@ -379,22 +370,6 @@ private slots:
         QVERIFY(!fs.sameBytes(path("a"), path("missing")));
     }
 
-    void createDirectoryNamesTheFoldersItMade()
-    {
-        PosixFileSystem fs;
-        const Path root = path("root");
-        std::filesystem::create_directories(root / "2024-01-01");
-        std::vector<Path> created;
-        QVERIFY(!fs.createDirectory(root / "2024-01-01" / "docs" / "deep", root, &created));
-        QCOMPARE(created, (std::vector<Path>{root / "2024-01-01" / "docs", root / "2024-01-01" / "docs" / "deep"}));
-        created.clear();
-        fs.closeFolders();
-        QVERIFY(!fs.createDirectory(root / "2024-01-01" / "docs" / "deep", root, &created));
-        QVERIFY(created.empty());
-        QVERIFY(!fs.removeEmptyFolder(root / "2024-01-01"));
-        QVERIFY(fs.removeEmptyFolder(root / "2024-01-01" / "docs" / "deep"));
-    }
-
     void aCopyAcrossDrivesIsAnnouncedBeforeItIsPublished()
     {
         const auto other = otherFileSystem(m_dir->path());
@@ -420,16 +395,6 @@ private slots:
         QVERIFY(!std::filesystem::exists(path("moved.bin")));
     }
 
-    void createDirectoryReportsWhatBlocksIt()
-    {
-        PosixFileSystem fs;
-        QVERIFY(!fs.createDirectory(path("a") / "b" / "c"));
-        QVERIFY(!fs.createDirectory(path("a") / "b" / "c"));
-        writeFile(path("file"));
-        QCOMPARE(fs.createDirectory(path("file") / "sub").code(), ENOTDIR);
-        QCOMPARE(fs.createDirectory(path("file")).code(), EEXIST);
-    }
-
     void aFolderOnADriveThatIsNotMountedIsKnown_data()
     {
         QTest::addColumn<QByteArray>("fstab"); // ROOT: the test's folder; nothing: no table at all
@@ -438,8 +403,6 @@ private slots:
         const QByteArray stick = "/dev/sdb1 ROOT/usb exfat noauto,user 0 0\n";
         QTest::newRow("below a drive not mounted") << stick << "ROOT/usb/sorted"
                                                    << "ROOT/usb";
-        QTest::newRow("the mount point itself") << stick << "ROOT/usb/"
-                                                << "ROOT/usb";
         QTest::newRow("a name that only begins the same") << stick << "ROOT/usb2/sorted" << QString();
         QTest::newRow("mounted") << QByteArray("proc /proc proc defaults 0 0\n") << "/proc/sys" << QString();
         QTest::newRow("missing below a mounted drive")
@@ -477,17 +440,6 @@ private slots:
         const Path tidy = normalizedPath(toPath(folder.replace(u"ROOT"_qs, m_dir->path())));
         const auto found = fs.missingDrive(tidy);
         QCOMPARE(found ? displayPath(*found) : QString(), missing.replace(u"ROOT"_qs, m_dir->path()));
-    }
-
-    // Out of the box, each folder in the desktop's media folders of this
-    // user is a removable drive's mount point: with nothing mounted, missing.
-    void theDesktopsMediaFoldersHoldRemovableDrives()
-    {
-        const std::string user = ::getpwuid(::geteuid())->pw_name;
-        for (const char *media : {"/media", "/run/media"}) {
-            const Path stick = Path(media) / user / "SORVANEL-TEST-STICK";
-            QCOMPARE(DriveTable().missingDrive(stick / "sorted"), stick);
-        }
     }
 };
 

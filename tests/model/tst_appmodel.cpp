@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "AppModel.h"
 #include "FakeServices.h"
-#include "FolderBookmark.h"
 #include "Localization.h"
 #include "SettingsStore.h"
 #include "TestSupport.h"
@@ -37,44 +36,6 @@ private slots:
         m_store = std::make_shared<SettingsStore>();
         m_loginItems = std::make_shared<FakeLoginItems>();
         m_chooser = std::make_shared<FakeChooser>();
-    }
-
-    void loadsTheStoredSettings()
-    {
-        m_store->saveThreshold(42);
-        m_store->saveFolder("/some/where", std::nullopt, false);
-        auto model = makeModel();
-        QCOMPARE(model->thresholdMB(), 42);
-        QCOMPARE(model->destinationURL(), Path("/some/where"));
-        QCOMPARE(model->sourceURL(), downloads());
-        QVERIFY(!model->isRunning());
-        QVERIFY(!model->lastResult());
-        QVERIFY(!model->alertMessage()); // no bookmarks stored: no message
-        QVERIFY(m_loginItems->calls.isEmpty());
-    }
-
-    void thresholdIsClamped_data()
-    {
-        QTest::addColumn<qint64>("typed");
-        QTest::addColumn<qint64>("kept");
-        QTest::newRow("zero") << 0LL << 1LL;
-        QTest::newRow("negative") << -5LL << 1LL;
-        QTest::newRow("inside") << 250LL << 250LL;
-        QTest::newRow("upper bound") << 100000LL << 100000LL;
-        QTest::newRow("above") << 100001LL << 100000LL;
-    }
-
-    void thresholdIsClamped()
-    {
-        QFETCH(qint64, typed);
-        QFETCH(qint64, kept);
-        auto model = makeModel();
-        QSignalSpy spy(model.get(), &AppModel::thresholdMBChanged);
-        model->setThresholdMB(typed);
-        model->thresholdChanged();
-        QCOMPARE(model->thresholdMB(), kept);
-        QCOMPARE(m_store->load().thresholdMB, kept);
-        QCOMPARE(spy.count(), 2); // every assignment notifies, even an unchanged one
     }
 
     void organizeNowRunsOnceAndRecords()
@@ -152,15 +113,6 @@ private slots:
         QVERIFY(!model->showsPreview());
     }
 
-    void aCleanRunLeavesAnOpenIssuesSheetOpen()
-    {
-        auto model = makeModel();
-        model->setShowsIssues(true);
-        model->organizeNow();
-        QTRY_VERIFY(!model->isRunning());
-        QVERIFY(model->showsIssues());
-    }
-
     void pollingPicksUpAnotherProcesssResult()
     {
         auto model = makeModel();
@@ -205,13 +157,6 @@ private slots:
         model->automaticEnabledChanged();
         QVERIFY(m_store->load().automaticEnabled);
         QTRY_COMPARE(m_loginItems->calls, (QStringList{u"status"_qs, u"register"_qs}));
-        // Already enabled: no call beyond the status check.
-        m_loginItems->calls.clear();
-        model->automaticEnabledChanged();
-        QTRY_COMPARE(m_loginItems->calls, (QStringList{u"status"_qs}));
-        QTest::qWait(20);
-        QCOMPARE(m_loginItems->calls.size(), 1);
-        QVERIFY(!model->alertMessage());
         // Off, and a failure is shown with its reason; the switch stays off.
         m_loginItems->calls.clear();
         m_loginItems->failure = u"Failed to connect to bus"_qs;
@@ -223,22 +168,6 @@ private slots:
         QCOMPARE(m_loginItems->calls, (QStringList{u"status"_qs, u"unregister"_qs}));
         QVERIFY(!model->automaticEnabled());
         QVERIFY(!m_store->load().automaticEnabled);
-    }
-
-    void startupRegistersSilently()
-    {
-        m_store->saveAutomaticEnabled(true);
-        m_loginItems->failure = u"no systemd"_qs;
-        auto model = makeModel();
-        QTRY_COMPARE(m_loginItems->calls, (QStringList{u"status"_qs, u"register"_qs}));
-        QTest::qWait(20);
-        QVERIFY(!model->alertMessage());
-        // Already registered at start: only the status check.
-        m_loginItems->calls.clear();
-        m_loginItems->failure.clear();
-        m_loginItems->status = LoginItemService::Status::enabled;
-        auto second = makeModel();
-        QTRY_COMPARE(m_loginItems->calls, (QStringList{u"status"_qs}));
     }
 
     void choosingFolders()
@@ -264,24 +193,6 @@ private slots:
         QVERIFY(model->alertMessage()->startsWith(
             L10n::format("Could not remember access to the selected folder: %@", {QString()})));
         QCOMPARE(model->sourceURL(), downloads());
-    }
-
-    void storedBookmarksAtStart()
-    {
-        const Path moved = toPath(m_home->path()) / "Elsewhere";
-        std::filesystem::create_directories(moved);
-        m_store->saveFolder("/stale/path", FolderBookmark::create(moved, nullptr), true);
-        {
-            auto model = makeModel();
-            QCOMPARE(model->sourceURL(), moved); // the model only; settings keep their path
-            QVERIFY(!model->alertMessage());
-            QCOMPARE(m_store->load().sourceURL, Path("/stale/path"));
-        }
-        std::filesystem::remove(moved);
-        auto model = makeModel();
-        QCOMPARE(*model->alertMessage(),
-                 L10n::text("Saved folder access is no longer valid. Please choose the folder again."));
-        QCOMPARE(model->sourceURL(), Path("/stale/path"));
     }
 
     // A stop asked for right after the start ends the run long before its

@@ -4,8 +4,6 @@
 
 #include <QProcess>
 #include <QtTest>
-
-#include <QtTest>
 #include <sqlite3.h>
 
 #include <sys/stat.h>
@@ -126,26 +124,6 @@ private slots:
         QCOMPARE(store.load().thresholdMB, 0);
     }
 
-    void foldersAndBookmarks()
-    {
-        SettingsStore store;
-        store.saveFolder("/a/src", QByteArray("srcmark"), true);
-        store.saveFolder("/a/dst", QByteArray("dstmark"), false);
-        store.saveFolder("/a/src2", std::nullopt, true);
-        const auto s = store.load();
-        QCOMPARE(QString::fromStdString(s.sourceURL.native()), u"/a/src2"_qs);
-        QVERIFY(!s.sourceBookmark);
-        QCOMPARE(*s.destinationBookmark, QByteArray("dstmark"));
-        const QDateTime time(QDate(2024, 1, 1), QTime(7, 45, 12, 250), Qt::UTC);
-        store.saveAutomaticTime(time);
-        store.saveAutomaticEnabled(true);
-        store.saveLastAutomaticDay(u"2024-01-01"_qs);
-        const auto t = store.load();
-        QCOMPARE(t.automaticTime, time);
-        QVERIFY(t.automaticEnabled);
-        QCOMPARE(*t.lastAutomaticDay, u"2024-01-01"_qs);
-    }
-
     void lastResult()
     {
         SettingsStore store;
@@ -215,15 +193,6 @@ private slots:
         QCOMPARE(history[49].moved, 1048);
     }
 
-    void corruptHistoryStartsAgain()
-    {
-        SettingsStore store;
-        store.defaults().set(u"runHistory"_qs, DefaultsValue::data("[{\"id\":1}]"));
-        QVERIFY(store.loadHistory().isEmpty());
-        store.record(resultAt(1), OrganizationRunMode::manual, 1);
-        QCOMPARE(store.loadHistory().size(), 1);
-    }
-
     // A settings file that is not ours to read is kept aside, and the
     // settings start again from their defaults.
     void brokenDatabaseIsMovedAside_data()
@@ -264,20 +233,6 @@ private slots:
         QCOMPARE(store.load().thresholdMB, 12);
         const QStringList kept = QDir(QFileInfo(path).absolutePath()).entryList({u"*.broken-*"_qs});
         QVERIFY2(!kept.isEmpty(), qPrintable(QDir(QFileInfo(path).absolutePath()).entryList().join(u',')));
-    }
-
-    void storageClassMustMatchTheType()
-    {
-        SettingsStore store;
-        const QString path = store.defaults().path();
-        SqliteDatabase db;
-        QCOMPARE(db.open(path, SQLITE_OPEN_READWRITE), SQLITE_OK);
-        db.execute("INSERT OR REPLACE INTO defaults VALUES('thresholdMB', 'integer', 'abc')");
-        db.execute("INSERT OR REPLACE INTO defaults VALUES('automaticEnabled', 'boolean', 7)");
-        db.execute("INSERT OR REPLACE INTO defaults VALUES('lastRun', 'unknown-type', 5.0)");
-        QCOMPARE(store.load().thresholdMB, 500);
-        QVERIFY(!store.load().automaticEnabled);
-        QVERIFY(!store.loadLastResult());
     }
 
     void twoProcessesRecordingAtOnceKeepEveryEntry()

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "AboutView.h"
 #include "BusyIndicator.h"
 #include "ContentView.h"
 #include "FolderBookmark.h"
@@ -7,18 +6,13 @@
 #include "IssuesView.h"
 #include "Localization.h"
 #include "MainWindow.h"
-#include "PathLabel.h"
 #include "PreviewView.h"
 #include "WidgetTestSupport.h"
 
 #include <QCheckBox>
-#include <QClipboard>
-#include <QGuiApplication>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QScreen>
 #include <QTimeEdit>
 #include <QtTest>
 
@@ -52,26 +46,14 @@ private slots:
         m_fixture.reset();
     }
 
-    void busyWhileRunning()
-    {
-        QCOMPARE(view()->previewButton()->text(), L10n::text("Preview Changes"));
-        QVERIFY(view()->previewButton()->isEnabled() && view()->organizeButton()->isEnabled());
-        QVERIFY(!view()->busyIndicator()->isVisible());
-        model().setRunning(true);
-        QCOMPARE(view()->previewButton()->text(), L10n::text("Checking…"));
-        QVERIFY(!view()->previewButton()->isEnabled());
-        QVERIFY(!view()->organizeButton()->isEnabled());
-        QVERIFY(view()->busyIndicator()->isVisible());
-        model().setRunning(false);
-        QVERIFY(view()->organizeButton()->isEnabled());
-        QVERIFY(!view()->busyIndicator()->isVisible());
-    }
-
-    // A run that lasts shows how far it is, and can be stopped; a short one
-    // shows only the spinner.
+    // While a run lasts the buttons that start one are off; a run that lasts
+    // shows how far it is, and can be stopped; a short one shows only the spinner.
     void progressAndStopForALongRun()
     {
+        QVERIFY(view()->organizeButton()->isEnabled() && !view()->busyIndicator()->isVisible());
         model().setRunning(true);
+        QCOMPARE(view()->previewButton()->text(), L10n::text("Checking…"));
+        QVERIFY(!view()->previewButton()->isEnabled() && !view()->organizeButton()->isEnabled());
         model().setProgress(ExecutionProgress{250, 1000, 3000, 4000});
         QVERIFY(!view()->progressRow()->isVisible());
         QVERIFY(view()->busyIndicator()->isVisible());
@@ -95,6 +77,7 @@ private slots:
         model().setRunning(false);
         QVERIFY(!view()->progressRow()->isVisible());
         QVERIFY(!view()->busyIndicator()->isVisible());
+        QVERIFY(view()->organizeButton()->isEnabled());
         // The next run waits its second again.
         model().setRunning(true);
         model().setProgress(ExecutionProgress{1, 2, 0, 0});
@@ -124,7 +107,6 @@ private slots:
         details->click();
         QVERIFY(model().showsIssues());
         QTRY_VERIFY(view()->issuesSheet()->isVisible());
-        view()->summary()->findChild<QPushButton *>(u"historyLink"_qs);
     }
 
     void sheetsFollowTheirFlags()
@@ -169,97 +151,6 @@ private slots:
         QCOMPARE(model().thresholdMB(), 100000);
     }
 
-    // At the smallest size its layout allows, in every language, the summary
-    // shows each count whole.
-    void summaryFitsAtTheMinimumSize()
-    {
-        model().setLastResult(sampleResult(123456, 7890, {OrganizationIssue(u"a"_qs, u"b"_qs)}));
-        m_window->resize(m_window->minimumSizeHint());
-        QCoreApplication::processEvents();
-        QTRY_COMPARE(m_window->size(), m_window->minimumSizeHint());
-        const auto labels = view()->summary()->findChildren<QLabel *>();
-        QVERIFY(labels.size() >= 4);
-        for (const QLabel *label : labels) {
-            if (!label->isVisibleTo(m_window.get()) || label->text().isEmpty())
-                continue;
-            QVERIFY2(label->width() >= label->sizeHint().width(), qPrintable(label->text()));
-            const QRect shown(label->mapTo(m_window.get(), QPoint()), label->size());
-            QVERIFY2(m_window->rect().contains(shown), qPrintable(label->text()));
-        }
-    }
-
-    void mainWindowOpensCentredWithinItsScreen()
-    {
-        const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
-        MainWindow window(model());
-        QVERIFY(available.contains(window.geometry()));
-        QVERIFY((window.geometry().center() - available.center()).manhattanLength() <= 2);
-    }
-
-    // Each sheet opens centred over the window's content, below its title
-    // bar, and stays on the screen.
-    void sheetsOpenCentredOverTheWindow()
-    {
-        const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
-        for (const auto &[show, sheet] :
-             {std::pair{&AppModel::setShowsHistory, static_cast<QWidget *>(view()->historySheet())},
-              std::pair{&AppModel::setShowsIssues, static_cast<QWidget *>(view()->issuesSheet())}}) {
-            (model().*show)(true);
-            QTRY_VERIFY(sheet->isVisible());
-            const QRect content = m_window->geometry();
-            QVERIFY2(sheet->geometry().top() >= content.top(),
-                     qPrintable(QStringLiteral("%1 < %2").arg(sheet->geometry().top()).arg(content.top())));
-            QVERIFY(std::abs(sheet->geometry().center().x() - content.center().x()) <= 1);
-            QVERIFY(available.contains(sheet->geometry()));
-            (model().*show)(false);
-        }
-    }
-
-    void aboutWindowClosesWithEscapeAndCtrlW_data()
-    {
-        QTest::addColumn<QKeySequence>("keys");
-        QTest::newRow("Escape") << QKeySequence(Qt::Key_Escape);
-        QTest::newRow("Ctrl+W") << QKeySequence(Qt::CTRL | Qt::Key_W);
-    }
-
-    void aboutWindowClosesWithEscapeAndCtrlW()
-    {
-        QFETCH(QKeySequence, keys);
-        AboutWindowController::shared().show();
-        QWidget *about = AboutWindowController::shared().window();
-        QVERIFY(QTest::qWaitForWindowExposed(about));
-        about->activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(about));
-        QTest::keySequence(about, keys);
-        QTRY_VERIFY(!about->isVisible());
-    }
-
-    // Tab goes through the window in the order it reads: top to bottom, left to right.
-    void tabOrderFollowsTheScreen()
-    {
-        model().setLastResult(sampleResult(2, 1));
-        QCoreApplication::processEvents();
-        QList<QWidget *> chain;
-        QWidget *start = view()->findChild<QWidget *>(u"aboutButton"_qs);
-        for (QWidget *w = start; w && (chain.isEmpty() || w != start); w = w->nextInFocusChain()) {
-            // A spin box's own line edit is part of it, not a stop of its own.
-            if (w->isVisibleTo(m_window.get()) && (w->focusPolicy() & Qt::TabFocus) && view()->isAncestorOf(w)
-                && !chain.contains(w->parentWidget()))
-                chain << w;
-        }
-        QVERIFY(chain.size() >= 6);
-        m_window->activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
-        QCOMPARE(QApplication::focusWidget(), chain.first()); // the window starts where it reads
-        const auto centre = [this](QWidget *w) { return w->mapTo(m_window.get(), w->rect().center()); };
-        for (qsizetype i = 1; i < chain.size(); ++i) {
-            const QPoint before = centre(chain[i - 1]);
-            const QPoint after = centre(chain[i]);
-            QVERIFY2(after.y() > before.y() + 4 || (std::abs(after.y() - before.y()) <= 4 && after.x() > before.x()),
-                     qPrintable(chain[i - 1]->objectName() + u" before "_qs + chain[i]->objectName()));
-        }
-    }
-
     void automaticSwitchEnablesTheTimePicker()
     {
         QVERIFY(!view()->automaticSwitch()->isChecked());
@@ -286,22 +177,6 @@ private slots:
         QCOMPARE(view()->timePicker()->time(), QTime(7, 15)); // the value is kept
     }
 
-    void alertFollowsTheMessage()
-    {
-        model().setAlertMessage(u"The source folder does not exist."_qs);
-        QTRY_VERIFY(view()->alert() && view()->alert()->isVisible());
-        QCOMPARE(view()->alert()->windowTitle(), u"Sorvanel"_qs);
-        QCOMPARE(view()->alert()->text(), u"The source folder does not exist."_qs);
-        // Dismissing the alert clears the message.
-        view()->alert()->buttons().first()->click();
-        QVERIFY(!model().alertMessage());
-        // Clearing the message dismisses the alert.
-        model().setAlertMessage(u"Another"_qs);
-        QTRY_VERIFY(view()->alert()->isVisible());
-        model().setAlertMessage(std::nullopt);
-        QVERIFY(!view()->alert()->isVisible());
-    }
-
     // A saved folder that no longer resolves is reported once, at start.
     void startUpAlertForAFolderThatIsGone()
     {
@@ -320,21 +195,6 @@ private slots:
         QTRY_VERIFY(view()->alert() && view()->alert()->isVisible());
         QCOMPARE(view()->alert()->text(),
                  L10n::text("Saved folder access is no longer valid. Please choose the folder again."));
-    }
-
-    void longPathsAreShortenedButCopiedWhole()
-    {
-        const QString longPath = u"/home/someone/"_qs + QString(300, u'x') + u"/Downloads"_qs;
-        model().setSourceURL(pathFromText(longPath));
-        PathLabel *label = view()->sourcePath();
-        QCOMPARE(label->path(), longPath);
-        QVERIFY(label->text().contains(QChar(0x2026)));
-        QVERIFY(label->text().startsWith(u"/home"_qs) && label->text().endsWith(u"Downloads"_qs));
-        label->setFocus();
-        QTRY_VERIFY(label->hasFocus());
-        label->selectAll();
-        label->copy();
-        QCOMPARE(QGuiApplication::clipboard()->text(), longPath);
     }
 };
 

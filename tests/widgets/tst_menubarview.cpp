@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "AboutView.h"
 #include "Localization.h"
 #include "MenuBarView.h"
 #include "WidgetTestSupport.h"
@@ -50,30 +49,6 @@ private slots:
             opened << open.count();
         }
         QCOMPARE(opened, (QList<qsizetype>{2, 3, 3}));
-    }
-
-    void aboutWindowIsSingleAndReused()
-    {
-        AboutWindowController &about = AboutWindowController::shared();
-        QCOMPARE(&about, &AboutWindowController::shared());
-        about.show();
-        about.show();
-        QWidget *window = about.window();
-        QVERIFY(window->isVisible());
-        QCOMPARE(window->size(), QSize(568, 390));
-        QCOMPARE(window->windowTitle(), L10n::text("About Sorvanel"));
-        int aboutWindows = 0;
-        for (QWidget *top : QApplication::topLevelWidgets())
-            aboutWindows += top->objectName() == u"aboutWindow" && top->isVisible();
-        QCOMPARE(aboutWindows, 1);
-        window->close();
-        QVERIFY(!window->isVisible());
-        about.show();
-        QCOMPARE(about.window(), window);
-        QVERIFY(window->isVisible());
-        QVERIFY(visibleTexts(window).contains(L10n::format("Version %@", {QStringLiteral(SORVANEL_VERSION)})));
-        QVERIFY(visibleTexts(window).contains(
-            L10n::text("A quiet Linux utility that keeps downloads organized by file date and category.")));
     }
 };
 

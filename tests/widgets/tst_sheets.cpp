@@ -3,16 +3,12 @@
 #include "IssuesView.h"
 #include "Localization.h"
 #include "PreviewView.h"
-#include "RowDelegate.h"
 #include "WidgetTestSupport.h"
 
-#include <QAccessible>
 #include <QApplication>
 #include <QListView>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QScrollBar>
-#include <QStandardItemModel>
 #include <QTimer>
 #include <QtTest>
 
@@ -103,49 +99,6 @@ private slots:
         QVERIFY(model().previewPlan());
     }
 
-    // A long name is shortened in its middle on screen; the tooltip holds it whole.
-    void longNamesShowWholeInTheirTooltip()
-    {
-        const std::string name = std::string(180, 'n') + ".tar.gz";
-        OrganizationPlan plan = planWith(0);
-        plan.moves.push_back(PlannedMove{
-            QUuid::createUuid(), "/s/" + name, "/d/2024-01-01/" + name, FileCategory::other, plan.generatedAt, {}});
-        PreviewView preview(model(), nullptr);
-        model().setPreviewPlan(plan);
-        const QString whole = QString::fromStdString(name);
-        QVERIFY(rowText(preview.list(), 0, Qt::ToolTipRole).startsWith(whole + u'\n'));
-        IssuesView issues(model(), nullptr);
-        model().setLastResult(sampleResult(0, 0, {OrganizationIssue(whole, u"Permission denied"_qs)}));
-        QCOMPARE(rowText(issues.list(), 0, Qt::ToolTipRole), whole + u"\nPermission denied"_qs);
-    }
-
-    // A screen reader hears each row whole: the primary text as its name, the
-    // rest (a problem's message, a run's counts and failures) as its description.
-    void screenReadersHearWholeRows()
-    {
-        const auto heard = [](QListView *list, int row) {
-            QAccessibleInterface *cell = QAccessible::queryAccessibleInterface(list)->tableInterface()->cellAt(row, 0);
-            return cell ? QStringList{cell->text(QAccessible::Name), cell->text(QAccessible::Description)}
-                        : QStringList();
-        };
-        IssuesView issues(model(), nullptr);
-        model().setLastResult(sampleResult(0, 0, {OrganizationIssue(u"a.pdf"_qs, u"Permission denied"_qs)}));
-        QCOMPARE(heard(issues.list(), 0), (QStringList{u"a.pdf"_qs, u"Permission denied"_qs}));
-
-        PreviewView preview(model(), nullptr);
-        model().setPreviewPlan(planWith(1));
-        QCOMPARE(heard(preview.list(), 0), (QStringList{u"file0.bin"_qs, u"/d/2024-01-01/file0.bin"_qs}));
-
-        HistoryView history(model(), nullptr);
-        model().setHistory({RunHistoryEntry(sampleResult(12, 3, {OrganizationIssue(), OrganizationIssue()}),
-                                            OrganizationRunMode::manual, 7.5)});
-        const QStringList run = heard(history.list(), 0);
-        QCOMPARE(run.value(0), rowText(history.list(), 0));
-        QVERIFY2(run.value(1).contains(L10n::format("%d moved", {12}))
-                     && run.value(1).endsWith(L10n::format("%d failed", {2})),
-                 qPrintable(run.value(1)));
-    }
-
     void issuesPlaceholderAndSubstitutes()
     {
         IssuesView view(model(), nullptr);
@@ -163,57 +116,6 @@ private slots:
         QCOMPARE(rowText(view.list(), 1), L10n::text("Unknown file"));
         QCOMPARE(rowText(view.list(), 1, SheetDialog::SecondaryTextRole), u"Disk full"_qs);
         QCOMPARE(rowText(view.list(), 2), u"a.pdf"_qs);
-    }
-
-    // A message is read whole: it wraps to the sheet's width, its row grows
-    // with it, and nothing scrolls sideways, down to the sheet's minimum size.
-    void issueMessagesWrapToTheSheet()
-    {
-        IssuesView view(model(), nullptr);
-        const QString path = u"/media/someone/A-DRIVE-WITH-A-LONG-NAME/"_qs + QString(60, u'x');
-        const QString message = L10n::format(
-            "The drive of the destination folder is not connected (%@). Connect it and try again.", {path});
-        model().setLastResult(sampleResult(
-            0, 0,
-            {OrganizationIssue(u"a.pdf"_qs, u"Disk full"_qs), OrganizationIssue(L10n::text("Cleanup"), message)}));
-        view.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view));
-        const auto height = [&](int row) {
-            return view.list()->visualRect(view.list()->model()->index(row, 0)).height();
-        };
-        QTRY_VERIFY(height(1) > 0);
-        const int shortRow = height(0);
-        const int longRow = height(1);
-        QVERIFY2(longRow > shortRow, qPrintable(u"%1 against %2"_qs.arg(longRow).arg(shortRow)));
-        view.resize(view.minimumSize());
-        QTRY_VERIFY(height(1) > longRow);
-        QCOMPARE(height(0), shortRow);
-        QVERIFY(!view.list()->horizontalScrollBar()->isVisible());
-        QVERIFY(view.list()->visualRect(view.list()->model()->index(1, 0)).width() <= view.list()->viewport()->width());
-    }
-
-    // A wrapped text makes room for the counts on a row's right: beside
-    // them it takes more lines, so the row is taller than one without them.
-    void wrappedRowsLeaveRoomForTheirCounts()
-    {
-        QStandardItemModel rows;
-        for (const QString &details : {QString(), L10n::format("%d moved", {1234})}) {
-            auto *row = new QStandardItem(u"Name"_qs);
-            row->setData(u"Automatic · 0.01 s · Partly undone · "_qs.repeated(6), SheetDialog::SecondaryTextRole);
-            row->setData(details, SheetDialog::DetailTextRole);
-            rows.appendRow(row);
-        }
-        QListView list;
-        list.setModel(&rows);
-        list.resize(400, 300);
-        RowDelegate::Layout layout;
-        layout.wrapSecondary = true;
-        const RowDelegate delegate(layout);
-        QStyleOptionViewItem option;
-        option.initFrom(&list);
-        option.widget = &list;
-        QVERIFY(delegate.sizeHint(option, rows.index(1, 0)).height()
-                > delegate.sizeHint(option, rows.index(0, 0)).height());
     }
 
     void historyRows()

@@ -30,8 +30,6 @@ private slots:
         QCOMPARE(app.exitStatus(), QProcess::NormalExit);
         QCOMPARE(app.exitCode(), 2);
         const QString err = QString::fromUtf8(app.readAllStandardError()).trimmed();
-        QCOMPARE(err.count(u'\n'), 0);
-        QVERIFY2(err.contains(u"scripts/run preview"_qs) && err.contains(u"sorvanel-cli"_qs), qPrintable(err));
         QCOMPARE(err,
                  L10n::text("Sorvanel's window needs a graphical session. Without one, use the command line: "
                             "scripts/run preview or scripts/run organize (sorvanel-cli preview, sorvanel-cli "
@@ -50,11 +48,9 @@ private slots:
         const QString appRefusal = L10n::format("Run \"%@ --help\" for its options.", {u"sorvanel"_qs});
         const QString agentRefusal = L10n::format("Run \"%@ --help\" for its options.", {u"sorvanel-agent"_qs});
         QTest::newRow("app --help") << "SORVANEL_APP"_qba << QStringList{u"--help"_qs} << 0 << appHelp;
-        QTest::newRow("app -h") << "SORVANEL_APP"_qba << QStringList{u"-h"_qs} << 0 << appHelp;
         QTest::newRow("app --version") << "SORVANEL_APP"_qba << QStringList{u"--version"_qs} << 0
                                        << u"sorvanel"_qs + version;
         QTest::newRow("app, unknown option") << "SORVANEL_APP"_qba << QStringList{u"--bogus"_qs} << 64 << appRefusal;
-        QTest::newRow("app --help-all") << "SORVANEL_APP"_qba << QStringList{u"--help-all"_qs} << 64 << appRefusal;
         QTest::newRow("app, a value for a switch")
             << "SORVANEL_APP"_qba << QStringList{u"--organize-now=yes"_qs} << 64 << appRefusal;
         QTest::newRow("app, a stray argument") << "SORVANEL_APP"_qba << QStringList{u"report.pdf"_qs} << 64

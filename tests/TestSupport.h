@@ -32,7 +32,7 @@ public:
     {
         std::error_code ignored;
         if (isValid())
-            std::filesystem::remove_all(std::filesystem::path(QFile::encodeName(path()).toStdString()), ignored);
+            std::filesystem::remove_all(QFile::encodeName(path()).toStdString(), ignored);
     }
 };
 
@@ -257,7 +257,7 @@ struct StoppedRun
 inline StoppedRun whereTheFilesAre(const Path &source, const Path &destination)
 {
     StoppedRun found;
-    for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(source)))
+    for (const auto &entry : std::filesystem::directory_iterator(source))
         found.left += entry.is_regular_file();
     for (const QString &file : regularFilesBelow(displayPath(destination)))
         found.moved += file != QLatin1String(".sorvanel.lock");

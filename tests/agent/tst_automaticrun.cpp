@@ -126,7 +126,7 @@ private slots:
         store.saveAutomaticEnabled(true);
         store.saveAutomaticTime(at(1, 8, 0));
         const Path stick = toPath(m_home->path()) / "stick";
-        std::filesystem::create_directories(std::filesystem::path(stick));
+        std::filesystem::create_directories(stick);
         store.saveFolder(stick / "sorted", std::nullopt, false);
         writeFile(toPath(m_home->path()) / "fstab",
                   "/dev/sdb1 " + QByteArray::fromStdString(stick.native()) + " vfat noauto 0 0\n");
@@ -143,7 +143,7 @@ private slots:
         QCOMPARE(forced.outcome, AutomaticRun::Outcome::ran);
         QCOMPARE(forced.result->moved, 0);
         QCOMPARE(forced.result->issues.size(), 1);
-        QVERIFY(std::filesystem::is_empty(std::filesystem::path(stick)));
+        QVERIFY(std::filesystem::is_empty(stick));
 
         m_now = at(5, 11, 0); // plugged in
         const auto report = perform(store, notifier);

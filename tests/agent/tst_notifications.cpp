@@ -118,7 +118,7 @@ private slots:
             QCOMPARE(readFile(downloads / "b.png"), QByteArray("b"));
         } else {
             QCOMPARE(m_server.shown.size(), 1);
-            QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads / "a.pdf")));
+            QVERIFY(!std::filesystem::exists(downloads / "a.pdf"));
         }
         // Nothing (left) to move: nothing to say.
         if (answer.isEmpty()) {

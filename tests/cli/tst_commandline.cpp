@@ -174,7 +174,7 @@ private slots:
     {
         const Path home = toPath(m_home->path());
         const Path source = home / "Down\xfcloads";
-        std::filesystem::create_directories(std::filesystem::path(source));
+        std::filesystem::create_directories(source);
         writeFile(source / "a.pdf", "a", longAgo());
         // Through a shell, so that the bytes reach the program as they are.
         for (const auto &[key, name] :
@@ -189,14 +189,13 @@ private slots:
         }
         QCOMPARE(cli({u"organize"_qs}).status, 0);
         QStringList filed;
-        for (const auto &entry :
-             std::filesystem::recursive_directory_iterator(std::filesystem::path(home / "Sort\xe9")))
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(home / "Sort\xe9"))
             filed << QString::fromStdString(entry.path().filename().native());
         QVERIFY2(filed.contains(u"a.pdf"_qs), qPrintable(filed.join(u',')));
-        QVERIFY(!std::filesystem::exists(std::filesystem::path(source / "a.pdf")));
+        QVERIFY(!std::filesystem::exists(source / "a.pdf"));
         // Nothing else was made in the home folder.
         QStringList folders;
-        for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(home)))
+        for (const auto &entry : std::filesystem::directory_iterator(home))
             folders << QString::fromUtf8(entry.path().filename().native());
         folders.sort();
         QCOMPARE(folders, (QStringList{u".config"_qs, u"Downloads"_qs, u"Down\ufffdloads"_qs, u"Sort\ufffd"_qs}));

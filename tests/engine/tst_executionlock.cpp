@@ -5,9 +5,7 @@
 #include <QProcess>
 #include <QtTest>
 
-#include <cstdio>
 #include <iostream>
-#include <sys/stat.h>
 
 using namespace sorvanel;
 using namespace sorvanel::test;
@@ -61,19 +59,6 @@ class TestExecutionLock : public QObject
     }
 
 private slots:
-    void createsRootAndPrivateEmptyFile()
-    {
-        const Path deep = toPath(m_dir.path()) / "a" / "b" / "c";
-        PosixFileSystem fs;
-        {
-            OrganizerExecutionLock lock(deep, fs);
-        }
-        struct stat info;
-        QCOMPARE(::stat((deep / ".sorvanel.lock").c_str(), &info), 0);
-        QCOMPARE(info.st_mode & 0777, 0600u);
-        QCOMPARE(info.st_size, 0);
-    }
-
     void anotherProcessHoldsIt()
     {
         auto holder = startHolder();
@@ -100,18 +85,6 @@ private slots:
         const auto failure = lockFailure(planted);
         QVERIFY(!failure.organizerError());
         QCOMPARE(failure.posixCode(), EIO);
-        if (::geteuid() != 0) {
-            const Path readOnly = toPath(m_dir.path()) / "readonly";
-            std::filesystem::create_directories(readOnly);
-            ::chmod(readOnly.c_str(), 0555);
-            QCOMPARE(lockFailure(readOnly).posixCode(), EIO);
-        }
-    }
-
-    void rootUnderAFileFailsWithTheCreationError()
-    {
-        writeFile(toPath(m_dir.path()) / "file");
-        QCOMPARE(lockFailure(toPath(m_dir.path()) / "file" / "root").posixCode(), ENOTDIR);
     }
 };
 

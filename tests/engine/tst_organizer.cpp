@@ -290,30 +290,20 @@ private slots:
         QTest::addColumn<QString>("destination");
         QTest::addColumn<qint64>("threshold");
         QTest::addColumn<int>("expected"); // -1: valid
-        QTest::newRow("zero threshold beats missing source") << "missing"
-                                                             << "dest" << 0LL << int(OrganizerError::invalidThreshold);
-        QTest::newRow("missing source") << "missing"
-                                        << "dest" << 1LL << int(OrganizerError::sourceDoesNotExist);
-        QTest::newRow("source is a file") << "file.txt"
-                                          << "dest" << 1LL << int(OrganizerError::sourceIsNotDirectory);
-        QTest::newRow("same folder") << "src"
-                                     << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("trailing separator") << "src"
-                                            << "src/" << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("current-folder component") << "src"
-                                                  << "./src/." << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("through a link") << "link"
-                                        << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("source inside destination") << "src/inner"
-                                                   << "src" << 1LL << int(OrganizerError::unsafeFolderRelationship);
-        QTest::newRow("destination inside source") << "src"
-                                                   << "src/inner/organized" << 1LL << -1;
-        QTest::newRow("sibling with common prefix") << "srcx"
-                                                    << "src" << 1LL << -1;
-        QTest::newRow("missing destination") << "src"
-                                             << "nowhere/deep" << 1LL << -1;
-        QTest::newRow("link to a folder as source") << "link"
-                                                    << "dest" << 1LL << -1;
+        const auto row = [](const char *name, const QString &source, const QString &destination, qint64 threshold,
+                            int expected) { QTest::newRow(name) << source << destination << threshold << expected; };
+        row("zero threshold beats missing source", "missing", "dest", 0LL, int(OrganizerError::invalidThreshold));
+        row("missing source", "missing", "dest", 1LL, int(OrganizerError::sourceDoesNotExist));
+        row("source is a file", "file.txt", "dest", 1LL, int(OrganizerError::sourceIsNotDirectory));
+        row("same folder", "src", "src", 1LL, int(OrganizerError::unsafeFolderRelationship));
+        row("trailing separator", "src", "src/", 1LL, int(OrganizerError::unsafeFolderRelationship));
+        row("current-folder component", "src", "./src/.", 1LL, int(OrganizerError::unsafeFolderRelationship));
+        row("through a link", "link", "src", 1LL, int(OrganizerError::unsafeFolderRelationship));
+        row("source inside destination", "src/inner", "src", 1LL, int(OrganizerError::unsafeFolderRelationship));
+        row("destination inside source", "src", "src/inner/organized", 1LL, -1);
+        row("sibling with common prefix", "srcx", "src", 1LL, -1);
+        row("missing destination", "src", "nowhere/deep", 1LL, -1);
+        row("link to a folder as source", "link", "dest", 1LL, -1);
     }
 
     void validation()
@@ -371,7 +361,7 @@ private slots:
                 QSKIP("no second file system here");
             sorted = toPath(far->path()) / "Sorted";
         }
-        std::filesystem::create_directories(std::filesystem::path(sorted));
+        std::filesystem::create_directories(sorted);
         file("a.pdf", "document");
         file("b.bin", "other");
         auto c = configuration();
@@ -509,7 +499,7 @@ private slots:
         faulty.setCalendarProvider([] { return utc; });
         const auto plan = faulty.makePlan(configuration());
         // The root is made before any fault applies (the lock needs it).
-        std::filesystem::create_directories(std::filesystem::path(m_destination));
+        std::filesystem::create_directories(m_destination);
         const auto result = faulty.execute(plan);
         const int error = moveFault ? moveFault : folderFault;
         const int failing = faultyName.isEmpty() ? 3 : 1;
@@ -521,8 +511,8 @@ private slots:
             QCOMPARE(result.issues[0].filename, faultyName);
         for (const auto &move : plan.moves) {
             const bool failed = faultyName.isEmpty() || move.sourceURL.filename().native() == faultyName.toStdString();
-            QCOMPARE(std::filesystem::exists(std::filesystem::path(move.sourceURL)), failed);
-            QCOMPARE(std::filesystem::exists(std::filesystem::path(move.destinationURL)), !failed);
+            QCOMPARE(std::filesystem::exists(move.sourceURL), failed);
+            QCOMPARE(std::filesystem::exists(move.destinationURL), !failed);
         }
     }
 };

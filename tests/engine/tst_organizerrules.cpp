@@ -80,18 +80,15 @@ private slots:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("part") << "movie.mp4.part"
-                              << "movie.mp4";
-        QTest::newRow("aria2") << "disc.iso.aria2"
-                               << "disc.iso";
-        QTest::newRow("fragment") << "talk.mp4.part-Frag3"
-                                  << "talk.mp4";
-        QTest::newRow("bare") << "x.crdownload"
-                              << "x";
-        QTest::newRow("finished") << "movie.mp4"
-                                  << "";
-        QTest::newRow("only extension") << ".part"
-                                        << "";
+        const auto row = [](const char *tag, const QString &name, const QString &expected) {
+            QTest::newRow(tag) << name << expected;
+        };
+        row("part", "movie.mp4.part", "movie.mp4");
+        row("aria2", "disc.iso.aria2", "disc.iso");
+        row("fragment", "talk.mp4.part-Frag3", "talk.mp4");
+        row("bare", "x.crdownload", "x");
+        row("finished", "movie.mp4", "");
+        row("only extension", ".part", "");
     }
 
     void finishedName()
@@ -143,16 +140,14 @@ private slots:
         QTest::addColumn<QStringList>("taken");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("free") << QStringList{} << "report.pdf"
-                              << "report.pdf";
-        QTest::newRow("counter starts at 2") << QStringList{"report.pdf"} << "report.pdf"
-                                             << "report-2.pdf";
-        QTest::newRow("third") << QStringList{"report.pdf", "report-2.pdf"} << "report.pdf"
-                               << "report-3.pdf";
-        QTest::newRow("no extension") << QStringList{"notes"} << "notes"
-                                      << "notes-2";
-        QTest::newRow("last extension only") << QStringList{"archive.tar.gz"} << "archive.tar.gz"
-                                             << "archive.tar-2.gz";
+        const auto row = [](const char *tag, const QStringList &taken, const QString &name, const QString &expected) {
+            QTest::newRow(tag) << taken << name << expected;
+        };
+        row("free", QStringList{}, "report.pdf", "report.pdf");
+        row("counter starts at 2", QStringList{"report.pdf"}, "report.pdf", "report-2.pdf");
+        row("third", QStringList{"report.pdf", "report-2.pdf"}, "report.pdf", "report-3.pdf");
+        row("no extension", QStringList{"notes"}, "notes", "notes-2");
+        row("last extension only", QStringList{"archive.tar.gz"}, "archive.tar.gz", "archive.tar-2.gz");
     }
 
     void uniqueDestination()

@@ -52,7 +52,7 @@ protected:
 std::vector<std::string> namesIn(const Path &folder)
 {
     std::vector<std::string> names;
-    for (const auto &item : std::filesystem::directory_iterator(std::filesystem::path(folder)))
+    for (const auto &item : std::filesystem::directory_iterator(folder))
         names.push_back(item.path().filename().native());
     std::sort(names.begin(), names.end());
     return names;
@@ -400,27 +400,27 @@ private slots:
         QTest::addColumn<QByteArray>("fstab"); // ROOT: the test's folder; nothing: no table at all
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("missing"); // the drive's mount point; empty: none
+        const auto row = [](const char *name, const QByteArray &fstab, const QString &folder, const QString &missing) {
+            QTest::newRow(name) << fstab << folder << missing;
+        };
         const QByteArray stick = "/dev/sdb1 ROOT/usb exfat noauto,user 0 0\n";
-        QTest::newRow("below a drive not mounted") << stick << "ROOT/usb/sorted"
-                                                   << "ROOT/usb";
-        QTest::newRow("a name that only begins the same") << stick << "ROOT/usb2/sorted" << QString();
-        QTest::newRow("mounted") << QByteArray("proc /proc proc defaults 0 0\n") << "/proc/sys" << QString();
-        QTest::newRow("missing below a mounted drive")
-            << QByteArray("proc /proc proc defaults 0 0\n/dev/sdc1 /proc/stick vfat noauto 0 0\n")
-            << "/proc/stick/sorted"
-            << "/proc/stick";
-        QTest::newRow("the outermost of two")
-            << QByteArray("a ROOT/a ext4 noauto 0 0\nb ROOT/a/b ext4 noauto 0 0\n") << "ROOT/a/b/c"
-            << "ROOT/a";
-        QTest::newRow("escaped space") << QByteArray("LABEL=x ROOT/my\\040disk vfat noauto 0 0\n") << "ROOT/my disk/x"
-                                       << "ROOT/my disk";
-        QTest::newRow("root, swap and comments") << QByteArray("UUID=1 / ext4 defaults 0 1\n/swapfile none swap sw 0 "
-                                                               "0\n# /dev/sdb1 ROOT/usb exfat noauto 0 0\n")
-                                                 << "ROOT/usb/sorted" << QString();
-        QTest::newRow("no table") << QByteArray() << "ROOT/usb" << QString();
-        QTest::newRow("removable drive not mounted") << QByteArray("\n") << "ROOT/media/STICK/sorted"
-                                                     << "ROOT/media/STICK";
-        QTest::newRow("the removable-media folder itself") << QByteArray("\n") << "ROOT/media" << QString();
+        row("below a drive not mounted", stick, "ROOT/usb/sorted", "ROOT/usb");
+        row("a name that only begins the same", stick, "ROOT/usb2/sorted", QString());
+        row("mounted", QByteArray("proc /proc proc defaults 0 0\n"), "/proc/sys", QString());
+        row("missing below a mounted drive",
+            QByteArray("proc /proc proc defaults 0 0\n/dev/sdc1 /proc/stick vfat noauto 0 0\n"), "/proc/stick/sorted",
+            "/proc/stick");
+        row("the outermost of two", QByteArray("a ROOT/a ext4 noauto 0 0\nb ROOT/a/b ext4 noauto 0 0\n"), "ROOT/a/b/c",
+            "ROOT/a");
+        row("escaped space", QByteArray("LABEL=x ROOT/my\\040disk vfat noauto 0 0\n"), "ROOT/my disk/x",
+            "ROOT/my disk");
+        row("root, swap and comments",
+            QByteArray("UUID=1 / ext4 defaults 0 1\n/swapfile none swap sw 0 "
+                       "0\n# /dev/sdb1 ROOT/usb exfat noauto 0 0\n"),
+            "ROOT/usb/sorted", QString());
+        row("no table", QByteArray(), "ROOT/usb", QString());
+        row("removable drive not mounted", QByteArray("\n"), "ROOT/media/STICK/sorted", "ROOT/media/STICK");
+        row("the removable-media folder itself", QByteArray("\n"), "ROOT/media", QString());
     }
 
     // A drive not plugged in leaves its mount point an empty folder: the
@@ -432,7 +432,7 @@ private slots:
         QFETCH(QString, folder);
         QFETCH(QString, missing);
         const QByteArray root = QFile::encodeName(m_dir->path());
-        std::filesystem::create_directories(std::filesystem::path(path("usb")));
+        std::filesystem::create_directories(path("usb"));
         if (!fstab.isEmpty())
             writeFile(path("fstab"), fstab.replace("ROOT", root));
         PosixFileSystem fs;

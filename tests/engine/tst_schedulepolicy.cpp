@@ -27,47 +27,30 @@ private slots:
         QTest::addColumn<QDateTime>("automaticTime");
         QTest::addColumn<QString>("lastDay"); // empty: none
         QTest::addColumn<QString>("due"); // empty: nothing due
+        const auto row = [](const char *name, const QDateTime &now, const QDateTime &automaticTime,
+                            const QString &lastDay,
+                            const QString &due) { QTest::newRow(name) << now << automaticTime << lastDay << due; };
         const QDateTime ten = at(2020, 1, 1, 22, 0); // only hour and minute matter
-        QTest::newRow("before the time, yesterday done") << at(2024, 5, 1, 21, 59) << ten << "2024-04-30"
-                                                         << "";
-        QTest::newRow("at the time") << at(2024, 5, 1, 22, 0) << ten << "2024-04-30"
-                                     << "2024-05-01";
-        QTest::newRow("missed, caught up later that day") << at(2024, 5, 1, 23, 40) << ten << "2024-04-28"
-                                                          << "2024-05-01";
-        QTest::newRow("already ran today") << at(2024, 5, 1, 23, 40) << ten << "2024-05-01"
-                                           << "";
-        QTest::newRow("ran yesterday, not yet time") << at(2024, 5, 2, 8, 0) << ten << "2024-05-01"
-                                                     << "";
-        QTest::newRow("ran yesterday, time passed") << at(2024, 5, 2, 22, 1) << ten << "2024-05-01"
-                                                    << "2024-05-02";
-        QTest::newRow("missed evening, caught up next morning") << at(2024, 5, 2, 8, 0) << ten << "2024-04-30"
-                                                                << "2024-05-01";
-        QTest::newRow("never ran") << at(2024, 5, 2, 8, 0) << ten << ""
-                                   << "2024-05-01";
-        QTest::newRow("across midnight, missed") << at(2024, 5, 2, 0, 10) << at(2020, 1, 1, 23, 30) << "2024-04-30"
-                                                 << "2024-05-01";
-        QTest::newRow("across midnight, done") << at(2024, 5, 2, 0, 10) << at(2020, 1, 1, 23, 30) << "2024-05-01"
-                                               << "";
-        QTest::newRow("off for a week") << at(2024, 5, 8, 8, 0) << ten << "2024-05-01"
-                                        << "2024-05-07";
-        QTest::newRow("off for a week, caught up") << at(2024, 5, 8, 8, 5) << ten << "2024-05-07"
-                                                   << "";
-        QTest::newRow("morning time") << at(2024, 5, 2, 7, 31) << at(2020, 1, 1, 7, 30) << "2024-05-01"
-                                      << "2024-05-02";
-        QTest::newRow("spring forward, in the gap") << at(2024, 3, 31, 3, 30) << at(2020, 1, 1, 2, 30) << "2024-03-30"
-                                                    << "2024-03-31";
-        QTest::newRow("spring forward, before") << at(2024, 3, 31, 1, 30) << at(2020, 1, 1, 2, 30) << "2024-03-30"
-                                                << "";
-        QTest::newRow("spring forward, missed") << at(2024, 4, 1, 1, 0) << at(2020, 1, 1, 2, 30) << "2024-03-30"
-                                                << "2024-03-31";
-        QTest::newRow("fall back, after") << at(2024, 10, 27, 3, 0) << at(2020, 1, 1, 2, 30) << "2024-10-26"
-                                          << "2024-10-27";
-        QTest::newRow("fall back, done") << at(2024, 10, 27, 3, 0) << at(2020, 1, 1, 2, 30) << "2024-10-27"
-                                         << "";
-        QTest::newRow("fall back, missed") << at(2024, 10, 28, 1, 0) << at(2020, 1, 1, 2, 30) << "2024-10-26"
-                                           << "2024-10-27";
-        QTest::newRow("stored day from the future") << at(2024, 5, 2, 22, 1) << ten << "2024-06-01"
-                                                    << "2024-05-02";
+        row("before the time, yesterday done", at(2024, 5, 1, 21, 59), ten, "2024-04-30", "");
+        row("at the time", at(2024, 5, 1, 22, 0), ten, "2024-04-30", "2024-05-01");
+        row("missed, caught up later that day", at(2024, 5, 1, 23, 40), ten, "2024-04-28", "2024-05-01");
+        row("already ran today", at(2024, 5, 1, 23, 40), ten, "2024-05-01", "");
+        row("ran yesterday, not yet time", at(2024, 5, 2, 8, 0), ten, "2024-05-01", "");
+        row("ran yesterday, time passed", at(2024, 5, 2, 22, 1), ten, "2024-05-01", "2024-05-02");
+        row("missed evening, caught up next morning", at(2024, 5, 2, 8, 0), ten, "2024-04-30", "2024-05-01");
+        row("never ran", at(2024, 5, 2, 8, 0), ten, "", "2024-05-01");
+        row("across midnight, missed", at(2024, 5, 2, 0, 10), at(2020, 1, 1, 23, 30), "2024-04-30", "2024-05-01");
+        row("across midnight, done", at(2024, 5, 2, 0, 10), at(2020, 1, 1, 23, 30), "2024-05-01", "");
+        row("off for a week", at(2024, 5, 8, 8, 0), ten, "2024-05-01", "2024-05-07");
+        row("off for a week, caught up", at(2024, 5, 8, 8, 5), ten, "2024-05-07", "");
+        row("morning time", at(2024, 5, 2, 7, 31), at(2020, 1, 1, 7, 30), "2024-05-01", "2024-05-02");
+        row("spring forward, in the gap", at(2024, 3, 31, 3, 30), at(2020, 1, 1, 2, 30), "2024-03-30", "2024-03-31");
+        row("spring forward, before", at(2024, 3, 31, 1, 30), at(2020, 1, 1, 2, 30), "2024-03-30", "");
+        row("spring forward, missed", at(2024, 4, 1, 1, 0), at(2020, 1, 1, 2, 30), "2024-03-30", "2024-03-31");
+        row("fall back, after", at(2024, 10, 27, 3, 0), at(2020, 1, 1, 2, 30), "2024-10-26", "2024-10-27");
+        row("fall back, done", at(2024, 10, 27, 3, 0), at(2020, 1, 1, 2, 30), "2024-10-27", "");
+        row("fall back, missed", at(2024, 10, 28, 1, 0), at(2020, 1, 1, 2, 30), "2024-10-26", "2024-10-27");
+        row("stored day from the future", at(2024, 5, 2, 22, 1), ten, "2024-06-01", "2024-05-02");
     }
 
     void dueDay()

@@ -74,7 +74,7 @@ class TestWriters : public QObject
     // Lets the files written just now pass the minimum age.
     static void ageAll(const Path &folder)
     {
-        for (const auto &item : std::filesystem::directory_iterator(std::filesystem::path(folder))) {
+        for (const auto &item : std::filesystem::directory_iterator(folder)) {
             const qint64 s = longAgo().toSecsSinceEpoch();
             const struct timespec times[2] = {{s, 0}, {s, 0}};
             ::utimensat(AT_FDCWD, item.path().c_str(), times, AT_SYMLINK_NOFOLLOW);
@@ -95,7 +95,7 @@ private slots:
         m_dir = std::make_unique<TemporaryFolder>();
         m_far.reset();
         m_source = toPath(m_dir->path()) / "Downloads";
-        std::filesystem::create_directories(std::filesystem::path(m_source));
+        std::filesystem::create_directories(m_source);
     }
 
     void probeSeesWritersNotReaders_data()
@@ -151,8 +151,7 @@ private slots:
         // Put in place of a planned file before the run began, and still written.
         TestWriter swapped;
         QVERIFY(swapped.start(u"truncate"_qs, m_source / "swapped.iso.new"));
-        std::filesystem::rename(std::filesystem::path(m_source / "swapped.iso.new"),
-                                std::filesystem::path(m_source / "swapped.iso"));
+        std::filesystem::rename(m_source / "swapped.iso.new", m_source / "swapped.iso");
         WriterCheck check(probe, m_source);
         const auto writerOf = [&](const char *name) {
             return check.writerOf(m_source / name, planned[name]).value_or(FileWriter{}).pid;
@@ -165,8 +164,7 @@ private slots:
         // A new file put in place of an old name, still being written.
         TestWriter replacement;
         QVERIFY(replacement.start(u"truncate"_qs, m_source / "replaced.iso.new"));
-        std::filesystem::rename(std::filesystem::path(m_source / "replaced.iso.new"),
-                                std::filesystem::path(m_source / "replaced.iso"));
+        std::filesystem::rename(m_source / "replaced.iso.new", m_source / "replaced.iso");
 
         QCOMPARE(writerOf("before.iso"), before.pid());
         QCOMPARE(writerOf("swapped.iso"), swapped.pid());
@@ -263,7 +261,7 @@ private slots:
         ageAll(m_source);
         const auto later = organizer.organize(configuration(target));
         QCOMPARE(later.moved, 1);
-        QVERIFY(!std::filesystem::exists(std::filesystem::path(file)));
+        QVERIFY(!std::filesystem::exists(file));
         const QStringList files = filed(target);
         QCOMPARE(files.size(), 1);
         QCOMPARE(readFile(target / files.front().toStdString()), TestWriter::content(10000));
@@ -285,7 +283,7 @@ private slots:
         auto result = organizer.organize(c);
         QCOMPARE(result.moved, 0);
         QCOMPARE(result.skipped, 1);
-        QVERIFY(std::filesystem::exists(std::filesystem::path(file)));
+        QVERIFY(std::filesystem::exists(file));
 
         QVERIFY(writer.write(5000));
         QVERIFY(writer.close());

@@ -58,9 +58,9 @@ public:
         QHash<QByteArray, QStringList> where;
         Census result;
         for (const Path &tree : trees) {
-            if (!std::filesystem::exists(std::filesystem::path(tree)))
+            if (!std::filesystem::exists(tree))
                 continue;
-            for (const auto &entry : std::filesystem::recursive_directory_iterator(std::filesystem::path(tree))) {
+            for (const auto &entry : std::filesystem::recursive_directory_iterator(tree)) {
                 if (entry.is_symlink() || !entry.is_regular_file())
                     continue;
                 const std::string name = entry.path().filename().native();

@@ -21,7 +21,7 @@ class TestCrashSafety : public QObject
 
     static bool onlyDestinationLeft(const Path &source, const Path &destination)
     {
-        for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(source))) {
+        for (const auto &entry : std::filesystem::directory_iterator(source)) {
             if (entry.path() != std::filesystem::path(destination))
                 return false;
         }
@@ -31,7 +31,7 @@ class TestCrashSafety : public QObject
     static int filesDirectlyIn(const Path &folder)
     {
         int count = 0;
-        for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(folder)))
+        for (const auto &entry : std::filesystem::directory_iterator(folder))
             count += entry.is_regular_file() && !entry.is_symlink() && entry.path().filename().native()[0] != '.';
         return count;
     }
@@ -87,10 +87,9 @@ class TestCrashSafety : public QObject
         Originals originals;
         while (killed < kills()) {
             // A fresh batch whenever the last one is all moved.
-            if (std::filesystem::is_empty(std::filesystem::path(source))
-                || (nested && onlyDestinationLeft(source, destination))) {
+            if (std::filesystem::is_empty(source) || (nested && onlyDestinationLeft(source, destination))) {
                 originals = Originals();
-                std::filesystem::remove_all(std::filesystem::path(destination));
+                std::filesystem::remove_all(destination);
                 originals.create(source, files, quint32(100 + rounds++));
             }
             killed += killAtRandom(u"organize"_qs, random, maxDelayMs);
@@ -104,7 +103,7 @@ class TestCrashSafety : public QObject
         QCOMPARE(census.foreign, 0);
         QCOMPARE(census.missing, 0);
         QVERIFY2(census.duplicated == 0, qPrintable(census.twice.join(u", ")));
-        QVERIFY(std::filesystem::is_empty(std::filesystem::path(source)) || onlyDestinationLeft(source, destination));
+        QVERIFY(std::filesystem::is_empty(source) || onlyDestinationLeft(source, destination));
         // The journal accounts for every move, even of the runs that were
         // killed: undoing them all brings every file of the batch home.
         QVERIFY(undoEveryRun());
@@ -161,7 +160,7 @@ class TestCrashSafety : public QObject
     static bool prepare(Folders &folders, bool acrossDrives)
     {
         folders.source = toPath(folders.near.path()) / "Downloads";
-        std::filesystem::create_directories(std::filesystem::path(folders.source));
+        std::filesystem::create_directories(folders.source);
         if (!acrossDrives) {
             folders.destination = folders.source / "__filesDownloadedAt";
             return true;

@@ -180,7 +180,7 @@ private slots:
         writeFile(downloads() / "\xff.bin", "not UTF-8", old);
 
         // A drive in use: it holds a file already, which tells that it ignores case.
-        std::filesystem::create_directories(std::filesystem::path(m_volume->root()));
+        std::filesystem::create_directories(m_volume->root());
         writeFile(m_volume->root() / "Existing.txt", "already there", old);
         // The preview names what execution will use: one report is numbered where case is ignored.
         QByteArray preview;
@@ -225,7 +225,7 @@ private slots:
         // Undo waits for a drive that is not plugged in, and makes nothing below its mount point.
         QVERIFY(m_volume->unplug());
         QCOMPARE(cli({u"undo"_qs}), 2);
-        QVERIFY(!std::filesystem::exists(std::filesystem::path(m_volume->root())));
+        QVERIFY(!std::filesystem::exists(m_volume->root()));
         // The drive numbers its files afresh when plugged in again: undo still knows them.
         QVERIFY(m_volume->plugIn());
         QCOMPARE(cli({u"undo"_qs}), 0);

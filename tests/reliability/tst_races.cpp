@@ -70,7 +70,7 @@ private slots:
         organize.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), {u"organize"_qs});
         std::thread racer([&] {
             for (std::size_t i = 0; i < planned.size(); i += 2) {
-                std::filesystem::create_directories(std::filesystem::path(planned[i]).parent_path());
+                std::filesystem::create_directories(Path(planned[i]).parent_path());
                 const int fd = ::open(planned[i].c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
                 if (fd >= 0) {
                     (void)::write(fd, "theirs", 6);
@@ -99,7 +99,7 @@ private slots:
         originals.create(source(), 6000, 3, 1000000);
         TemporaryFolder outsideDir;
         const Path outside = toPath(outsideDir.path());
-        std::filesystem::create_directories(std::filesystem::path(outside / "docs"));
+        std::filesystem::create_directories(outside / "docs");
         QByteArray output;
         cli({u"preview"_qs, u"--json"_qs}, &output);
         const QString firstDestination = QJsonDocument::fromJson(output)
@@ -122,11 +122,8 @@ private slots:
                 std::error_code ignored;
                 if (std::filesystem::is_directory(
                         std::filesystem::symlink_status(std::filesystem::path(dayFolder), ignored))) {
-                    std::filesystem::rename(
-                        std::filesystem::path(dayFolder),
-                        std::filesystem::path(dayFolder.native() + ".moved-" + std::to_string(swaps)), ignored);
-                    std::filesystem::create_directory_symlink(std::filesystem::path(outside),
-                                                              std::filesystem::path(dayFolder), ignored);
+                    std::filesystem::rename(dayFolder, dayFolder.native() + ".moved-" + std::to_string(swaps), ignored);
+                    std::filesystem::create_directory_symlink(outside, dayFolder, ignored);
                     ++swaps;
                 }
                 std::this_thread::sleep_for(std::chrono::microseconds(300));
@@ -137,7 +134,7 @@ private slots:
         racer.join();
         // Nothing landed outside the destination root; nothing was lost.
         std::size_t outsideFiles = 0;
-        for (const auto &entry : std::filesystem::recursive_directory_iterator(std::filesystem::path(outside)))
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(outside))
             outsideFiles += entry.is_regular_file();
         QCOMPARE(outsideFiles, std::size_t(0));
         const auto census = originals.census({source()}) /* the destination lies inside */;
@@ -158,9 +155,8 @@ private slots:
         QTest::qSleep(40);
         const std::filesystem::path moved = std::filesystem::path(m_home->path().toStdString()) / "Downloads-moved";
         std::error_code ignored;
-        std::filesystem::rename(std::filesystem::path(source()), moved, ignored);
-        std::filesystem::create_directory_symlink(elsewhere.path().toStdString(), std::filesystem::path(source()),
-                                                  ignored);
+        std::filesystem::rename(source(), moved, ignored);
+        std::filesystem::create_directory_symlink(elsewhere.path().toStdString(), source(), ignored);
         swapped = true;
         QVERIFY(organize.waitForFinished(120000));
         const auto census = originals.census({Path(moved), toPath(elsewhere.path())});

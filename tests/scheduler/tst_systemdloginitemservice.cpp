@@ -4,7 +4,6 @@
 #include "TestSupport.h"
 
 #include <QProcess>
-#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QtTest>
 
@@ -51,11 +50,6 @@ private slots:
         agent.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         m_fake = std::make_unique<FakeSystemctl>(m_dir->path());
         m_systemctl = m_fake->program();
-    }
-
-    void execPathIsQuoted()
-    {
-        QCOMPARE(SystemdLoginItemService::quotedForExec(u"/a b/%x$y\"z\\"_qs), u"\"/a b/%%x$y\\\"z\\\\\""_qs);
     }
 
     void registerWritesUnitsAndEnablesTheTimer()
@@ -107,10 +101,6 @@ private slots:
         QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }),
                  L10n::text("systemd did not accept Sorvanel's timer, so automatic cleanup stays off."));
         QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());
-        SystemdLoginItemService missing(m_agent, units(), m_dir->path() + QStringLiteral("/no-systemctl"));
-        QVERIFY(!waitFor([&](auto done) { missing.registerAgent(done); }).isEmpty());
-        SystemdLoginItemService noAgent(m_dir->path() + QStringLiteral("/gone"), units(), m_systemctl);
-        QVERIFY(waitFor([&](auto done) { noAgent.registerAgent(done); }).contains(u"gone"_qs));
     }
 
     // The units pass systemd's own check of unit files (syntax, the quoted

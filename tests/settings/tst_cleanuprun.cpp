@@ -26,7 +26,7 @@ public:
 
     std::vector<std::pair<Path, FileError>> finishPreparedMoves() override
     {
-        if (!file.empty() && std::filesystem::exists(std::filesystem::path(file)))
+        if (!file.empty() && std::filesystem::exists(file))
             writeFile(std::exchange(file, Path()), "rewritten");
         return PosixFileSystem::finishPreparedMoves();
     }
@@ -65,7 +65,7 @@ class TestCleanupRun : public QObject
     QMap<QString, QByteArray> sourceFiles() const
     {
         QMap<QString, QByteArray> files;
-        for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(downloads()))) {
+        for (const auto &entry : std::filesystem::directory_iterator(downloads())) {
             if (entry.is_regular_file())
                 files.insert(QString::fromStdString(entry.path().filename().native()), readFile(Path(entry.path())));
         }
@@ -93,12 +93,31 @@ class TestCleanupRun : public QObject
         return states;
     }
 
-    // A move as execution writes it down before trying it; its paths are views of `source` and `destination`.
-    static JournalIntent intended(qint64 sequence, const Path &source, const Path &destination)
+    // A run into `root` as execution writes it down before it tries its
+    // moves (from, to); the journal's records view paths kept here.
+    std::deque<Path> m_paths;
+    QUuid begun(const Path &root, const std::vector<std::pair<Path, Path>> &moves)
     {
-        const FileStamp stamp = *PosixFileSystem().stampOf(source);
-        return {sequence,   source.native(),  destination.native(), stamp.identity,
-                stamp.size, stamp.modifiedNs, stamp.bornNs};
+        std::vector<JournalIntent> intents;
+        for (const auto &[from, to] : moves) {
+            const FileStamp stamp = *PosixFileSystem().stampOf(from);
+            const std::string &source = m_paths.emplace_back(from).native();
+            intents.push_back({qint64(intents.size()), source, m_paths.emplace_back(to).native(), stamp.identity,
+                               stamp.size, stamp.modifiedNs, stamp.bornNs});
+        }
+        const QUuid id = QUuid::createUuid();
+        RunJournal &journal = m_run->journal();
+        const bool written =
+            journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root})
+            && journal.intend(id, intents);
+        return written ? id : QUuid();
+    }
+
+    // What the next run does first: settles the runs cut short, under the lock.
+    void settle(const Path &root)
+    {
+        OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
+        m_run->organizer().recoverInterruptedRuns(m_run->journal(), root);
     }
 
     static void oneDriveAndTwo()
@@ -158,8 +177,7 @@ private slots:
         QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("another report"));
         // The first run's folders hold its files still: they stay.
         QVERIFY(!filed(root, u"report.pdf"_qs).empty());
-        std::filesystem::rename(std::filesystem::path(downloads() / "report.pdf"),
-                                std::filesystem::path(m_home->path().toStdString()) / "aside.pdf");
+        std::filesystem::rename(downloads() / "report.pdf", toPath(m_home->path()) / "aside.pdf");
 
         undone = m_run->undo(std::nullopt, false);
         QCOMPARE(undone.run, first.id);
@@ -179,41 +197,6 @@ private slots:
         QCOMPARE(*m_run->undo(QUuid::createUuid(), false).refusal, L10n::text("No cleanup with this ID is on record."));
     }
 
-    void undoWaitsForAFolderThatIsGone_data()
-    {
-        QTest::addColumn<bool>("destinationGone"); // else the source folder
-        QTest::newRow("destination") << true;
-        QTest::newRow("source") << false;
-    }
-
-    // A folder of the run that is not there (its drive unplugged): the undo
-    // is refused and says which, makes no folder, and leaves the run to undo
-    // once the folder is back.
-    void undoWaitsForAFolderThatIsGone()
-    {
-        QFETCH(bool, destinationGone);
-        const Path root = toPath(m_home->path()) / "sorted";
-        useDestination(root);
-        writeFile(downloads() / "report.pdf", "the report", longAgo());
-        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual);
-        QCOMPARE(run.result.moved, 1);
-
-        const Path gone = destinationGone ? root : downloads();
-        const Path away = toPath(m_home->path()) / "unplugged";
-        std::filesystem::rename(std::filesystem::path(gone), std::filesystem::path(away));
-        for (bool dryRun : {true, false}) {
-            const UndoResult refused = m_run->undo(std::nullopt, dryRun);
-            QVERIFY(refused.refusal);
-            QVERIFY2(refused.refusal->contains(displayPath(gone)), qPrintable(*refused.refusal));
-        }
-        QVERIFY(!std::filesystem::exists(std::filesystem::path(gone)));
-        QVERIFY(!m_run->isUndone(run.id));
-
-        std::filesystem::rename(std::filesystem::path(away), std::filesystem::path(gone));
-        QCOMPARE(m_run->undo(std::nullopt, false).restored, 1);
-        QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("the report"));
-    }
-
     void undoLeavesWhatChangedSince_data()
     {
         QTest::addColumn<std::function<void(const Path &)>>("meddle");
@@ -225,15 +208,14 @@ private slots:
             writeFile(filed, "edited after the run", longAgo());
         }) << changed;
         QTest::newRow("deleted") << std::function<void(const Path &)>([](const Path &filed) {
-            std::filesystem::remove(std::filesystem::path(filed));
+            std::filesystem::remove(filed);
         }) << changed;
         QTest::newRow("moved on") << std::function<void(const Path &)>([](const Path &filed) {
-            std::filesystem::rename(std::filesystem::path(filed),
-                                    std::filesystem::path(filed.parent_path() / "renamed.pdf"));
+            std::filesystem::rename(filed, filed.parent_path() / "renamed.pdf");
         }) << changed;
         QTest::newRow("replaced by an equal file") << std::function<void(const Path &)>([](const Path &filed) {
             const QByteArray bytes = readFile(filed);
-            std::filesystem::rename(std::filesystem::path(filed), std::filesystem::path(filed.parent_path() / ".kept"));
+            std::filesystem::rename(filed, filed.parent_path() / ".kept");
             writeFile(filed, bytes, longAgo());
         }) << changed;
         QTest::newRow("name taken at home") << std::function<void(const Path &)>([this](const Path &) {
@@ -280,33 +262,25 @@ private slots:
         RunJournal &journal = m_run->journal();
         const Path root = destination();
         const Path day = root / "2024-01-01";
-        std::filesystem::create_directories(std::filesystem::path(day));
-        const QUuid id = QUuid::createUuid();
-        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
-        std::vector<JournalIntent> moves;
-        std::deque<Path> paths; // what the moves view
+        std::filesystem::create_directories(day);
+        std::vector<std::pair<Path, Path>> moves;
         for (const char *name : {"renamed.txt", "untouched.txt", "counted.txt", "linked.txt", "gone.txt"}) {
             writeFile(downloads() / name, name, longAgo());
-            const Path &from = paths.emplace_back(downloads() / name);
-            moves.push_back(intended(qint64(moves.size()), from, paths.emplace_back(day / name)));
+            moves.emplace_back(downloads() / name, day / name);
         }
-        QVERIFY(journal.intend(id, moves));
+        const QUuid id = begun(root, moves);
         // What the killed process got done: one rename, one rename to a
         // counter name, one link without its unlink; one file someone else took away.
-        std::filesystem::rename(std::filesystem::path(downloads() / "renamed.txt"),
-                                std::filesystem::path(day / "renamed.txt"));
+        std::filesystem::rename(downloads() / "renamed.txt", day / "renamed.txt");
         writeFile(day / "counted.txt", "someone else's");
-        std::filesystem::rename(std::filesystem::path(downloads() / "counted.txt"),
-                                std::filesystem::path(day / "counted-2.txt"));
+        std::filesystem::rename(downloads() / "counted.txt", day / "counted-2.txt");
         QCOMPARE(::link((downloads() / "linked.txt").c_str(), (day / "linked.txt").c_str()), 0);
-        std::filesystem::rename(std::filesystem::path(downloads() / "gone.txt"),
-                                std::filesystem::path(m_home->path().toStdString()) / "gone.txt");
+        std::filesystem::rename(downloads() / "gone.txt", toPath(m_home->path()) / "gone.txt");
 
-        OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
-        m_run->organizer().recoverInterruptedRuns(journal, root);
+        settle(root);
         QCOMPARE(statesOf(id), (QList<int>{moved, notMoved, moved, moved, notMoved}));
         QCOMPARE(journal.moves(id)[2].destination, day / "counted-2.txt");
-        QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "linked.txt")));
+        QVERIFY(!std::filesystem::exists(downloads() / "linked.txt"));
         QVERIFY(journal.run(id)->finished);
         const auto history = m_run->store().loadHistory();
         QVERIFY(std::any_of(history.begin(), history.end(),
@@ -323,21 +297,16 @@ private slots:
         SKIP_WITHOUT_SECOND_FILE_SYSTEM(m_far);
         RunJournal &journal = m_run->journal();
         const Path root = toPath(m_far->path());
-        const QUuid id = QUuid::createUuid();
-        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
         const QDateTime stamp(QDate(2024, 1, 1), QTime(1, 2, 3, 456), Qt::UTC);
-        std::vector<JournalIntent> moves;
-        std::deque<Path> paths; // what the moves view
         for (const char *name : {"ours.bin", "equal.bin"}) {
             writeFile(downloads() / name, "payload", stamp);
             writeFile(root / name, "payload", stamp); // a byte-equal file with the same time
-            const Path &from = paths.emplace_back(downloads() / name);
-            moves.push_back(intended(qint64(moves.size()), from, paths.emplace_back(root / name)));
         }
         writeFile(downloads() / "empty.bin", "", stamp);
-        moves.push_back(
-            intended(2, paths.emplace_back(downloads() / "empty.bin"), paths.emplace_back(root / "empty.bin")));
-        QVERIFY(journal.intend(id, moves));
+        const QUuid id = begun(root,
+                               {{downloads() / "ours.bin", root / "ours.bin"},
+                                {downloads() / "equal.bin", root / "equal.bin"},
+                                {downloads() / "empty.bin", root / "empty.bin"}});
         // Only the first copy and the empty one were announced as ours
         // before they took their names; the empty file's source went.
         writeFile(root / "empty.bin", "");
@@ -346,17 +315,15 @@ private slots:
                                        *PosixFileSystem().stampOf(root / name), root / name, false));
         }
         writeFile(downloads() / "next.bin", "a new download"); // made while the old file was there: another file
-        std::filesystem::rename(std::filesystem::path(downloads() / "next.bin"),
-                                std::filesystem::path(downloads() / "empty.bin"));
+        std::filesystem::rename(downloads() / "next.bin", downloads() / "empty.bin");
 
         QVERIFY(m_run->organizer().leftoverReservations(journal, root).empty()); // what a preview frees
-        OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
-        m_run->organizer().recoverInterruptedRuns(journal, root);
+        settle(root);
         QCOMPARE(readFile(downloads() / "empty.bin"), QByteArray("a new download"));
-        QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "ours.bin")));
+        QVERIFY(!std::filesystem::exists(downloads() / "ours.bin"));
         QCOMPARE(readFile(downloads() / "equal.bin"), QByteArray("payload"));
         QCOMPARE(readFile(root / "equal.bin"), QByteArray("payload"));
-        QVERIFY(std::filesystem::exists(std::filesystem::path(root / "empty.bin")));
+        QVERIFY(std::filesystem::exists(root / "empty.bin"));
         QCOMPARE(statesOf(id), (QList<int>{moved, notMoved, moved}));
     }
 
@@ -376,14 +343,12 @@ private slots:
         const FileStamp original = *PosixFileSystem().stampOf(source);
         if (original.bornNs == 0)
             QSKIP("this file system keeps no birth times");
-        const QUuid id = QUuid::createUuid();
-        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
-        QVERIFY(journal.intend(id, {intended(0, source, copy)}));
-        std::filesystem::create_directories(std::filesystem::path(root));
+        const QUuid id = begun(root, {{source, copy}});
+        std::filesystem::create_directories(root);
         writeFile(copy, "the report", longAgo());
         QVERIFY(journal.publishing(id, 0, *PosixFileSystem().stampOf(copy), copy, false));
         const auto download = [&] {
-            std::filesystem::remove(std::filesystem::path(source));
+            std::filesystem::remove(source);
             writeFile(source, "a new download");
             return PosixFileSystem().stampOf(source)->identity == original.identity;
         };
@@ -393,8 +358,7 @@ private slots:
         if (!reused)
             QSKIP("this file system did not give the freed inode number to the next file");
 
-        OrganizerExecutionLock lock(root, *std::make_shared<PosixFileSystem>());
-        m_run->organizer().recoverInterruptedRuns(journal, root);
+        settle(root);
         QCOMPARE(statesOf(id), QList<int>{moved});
         QCOMPARE(journal.run(id)->moved, 1);
         QCOMPARE(readFile(source), QByteArray("a new download"));
@@ -417,16 +381,12 @@ private slots:
         writeFile(downloads() / "report.txt", "report", longAgo());
         const Path target = m_run->plan().moves.at(0).destinationURL;
         const Path staged = destination() / ".sorvanel-1.partial";
-        std::filesystem::create_directories(std::filesystem::path(target.parent_path()));
+        std::filesystem::create_directories(target.parent_path());
         writeFile(staged, "report");
         writeFile(target, "");
-        RunJournal &journal = m_run->journal();
-        const QUuid id = QUuid::createUuid();
-        QVERIFY(journal.begin(
-            {id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), destination()}));
-        QVERIFY(journal.intend(id, {intended(0, downloads() / "report.txt", target)}));
-        QVERIFY(journal.publishing(id, 0, *PosixFileSystem().stampOf(staged), target, false,
-                                   PosixFileSystem().stampOf(target)->identity));
+        const QUuid id = begun(destination(), {{downloads() / "report.txt", target}});
+        QVERIFY(m_run->journal().publishing(id, 0, *PosixFileSystem().stampOf(staged), target, false,
+                                            PosixFileSystem().stampOf(target)->identity));
 
         if (previewFirst) {
             const OrganizationPlan preview = m_run->plan();
@@ -451,21 +411,18 @@ private slots:
         RunJournal &journal = m_run->journal();
         const Path root = destination();
         const Path day = root / "2024-01-01";
-        std::filesystem::create_directories(std::filesystem::path(day));
+        std::filesystem::create_directories(day);
         writeFile(downloads() / "moved.txt", "moved", longAgo());
-        const QUuid id = QUuid::createUuid();
-        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, downloads(), root}));
-        QVERIFY(journal.intend(id, {intended(0, downloads() / "moved.txt", day / "moved.txt")}));
-        std::filesystem::rename(std::filesystem::path(downloads() / "moved.txt"),
-                                std::filesystem::path(day / "moved.txt"));
+        const QUuid id = begun(root, {{downloads() / "moved.txt", day / "moved.txt"}});
+        std::filesystem::rename(downloads() / "moved.txt", day / "moved.txt");
         const std::filesystem::path away(toPath(m_home->path()) / "unplugged");
-        std::filesystem::rename(std::filesystem::path(root), away);
+        std::filesystem::rename(root, away);
 
         QCOMPARE(m_run->organize(OrganizationRunMode::manual).result.moved, 0); // makes the root afresh
         QVERIFY(journal.run(id) && !journal.run(id)->finished);
 
-        std::filesystem::remove_all(std::filesystem::path(root));
-        std::filesystem::rename(away, std::filesystem::path(root));
+        std::filesystem::remove_all(root);
+        std::filesystem::rename(away, root);
         m_run->organize(OrganizationRunMode::manual);
         QVERIFY(journal.run(id) && journal.run(id)->finished);
         QCOMPARE(journal.run(id)->moved, 1);
@@ -551,7 +508,7 @@ private slots:
         writeFile(downloads() / "a.txt", "a", longAgo());
         const FileStamp copy = *PosixFileSystem().stampOf(downloads() / "a.txt");
         if (!copyWentBack)
-            std::filesystem::remove(std::filesystem::path(downloads() / "a.txt"));
+            std::filesystem::remove(downloads() / "a.txt");
         QVERIFY(m_run->journal().publishing(first.id, a->sequence, copy, a->source, true));
 
         const CleanupRun::Outcome next = m_run->organize(OrganizationRunMode::manual);
@@ -578,9 +535,8 @@ private slots:
     {
         const Path stick = toPath(m_home->path()) / "stick";
         const Path root = toPath(m_home->path()) / "to-stick" / "sorted";
-        std::filesystem::create_directories(std::filesystem::path(stick));
-        std::filesystem::create_directory_symlink(std::filesystem::path(stick),
-                                                  std::filesystem::path(root.parent_path()));
+        std::filesystem::create_directories(stick);
+        std::filesystem::create_directory_symlink(stick, root.parent_path());
         writeFile(toPath(m_home->path()) / "fstab",
                   "/dev/sdb1 " + QFile::encodeName(displayPath(stick)) + " exfat noauto 0 0\n");
         auto fileSystem = std::make_shared<PosixFileSystem>();
@@ -604,7 +560,7 @@ private slots:
         // The preview said what the run then reported.
         QCOMPARE(preview.previewIssues().size(), 1);
         QCOMPARE(preview.previewIssues()[0].message, refused.result.issues[0].message);
-        QVERIFY(std::filesystem::is_empty(std::filesystem::path(stick)));
+        QVERIFY(std::filesystem::is_empty(stick));
         QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("the report"));
 
         plug(true);
@@ -640,7 +596,7 @@ private slots:
             {
                 if (name.empty())
                     return;
-                std::filesystem::create_directories(std::filesystem::path(name.parent_path()));
+                std::filesystem::create_directories(name.parent_path());
                 writeFile(std::exchange(name, Path()), "theirs");
             }
             bool stopRequested() override { return false; }
@@ -652,25 +608,7 @@ private slots:
         QCOMPARE(m_run->undo(run.id, false).restored, 1);
         QCOMPARE(readFile(downloads() / "report.pdf"), QByteArray("mine"));
         QCOMPARE(readFile(planned), QByteArray("theirs"));
-        QVERIFY(!std::filesystem::exists(std::filesystem::path(planned.parent_path() / "report-2.pdf")));
-    }
-
-    // The journal keeps the runs the history keeps, and no more.
-    void theJournalIsPrunedWithTheHistory()
-    {
-        QUuid first;
-        for (int i = 0; i < SettingsStore::historyLimit + 2; ++i) {
-            writeFile(downloads() / ("f" + std::to_string(i) + ".txt"), "x", longAgo());
-            const auto outcome = m_run->organize(OrganizationRunMode::manual);
-            if (i == 0)
-                first = outcome.id;
-        }
-        const auto runs = m_run->journal().runs();
-        QCOMPARE(int(runs.size()), SettingsStore::historyLimit);
-        QVERIFY(!m_run->journal().run(first));
-        QVERIFY(m_run->journal().moves(first).empty());
-        const auto history = m_run->store().loadHistory();
-        QCOMPARE(runs.front().id, history.front().id);
+        QVERIFY(!std::filesystem::exists(planned.parent_path() / "report-2.pdf"));
     }
 
     void aStoppedRunKeepsAnExactAccount_data() { oneDriveAndTwo(); }
@@ -777,7 +715,7 @@ private slots:
         QCOMPARE(cutBack.restored, 0);
         QCOMPARE(cutBack.remaining, 1);
         QVERIFY(cutBack.issues.isEmpty());
-        QVERIFY(!std::filesystem::exists(std::filesystem::path(downloads() / "big.iso")));
+        QVERIFY(!std::filesystem::exists(downloads() / "big.iso"));
         QVERIFY(!m_run->isUndone(run.id));
         Heard back;
         QCOMPARE(m_run->undo(run.id, false, &back).restored, 1);
@@ -803,15 +741,6 @@ private slots:
         QCOMPARE(m_run->journal().moves(run.id).at(0).bornNs, 0);
         QCOMPARE(m_run->undo(run.id, false).restored, 1);
         QCOMPARE(readFile(downloads() / "a.txt"), QByteArray("a"));
-    }
-
-    // A run that moved nothing has nothing to take back.
-    void runsWithoutMovesLeaveNoJournal()
-    {
-        const auto outcome = m_run->organize(OrganizationRunMode::automatic);
-        QCOMPARE(outcome.result.moved, 0);
-        QVERIFY(!m_run->journal().run(outcome.id));
-        QVERIFY(m_run->undo(std::nullopt, false).refusal);
     }
 };
 

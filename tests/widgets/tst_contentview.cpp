@@ -183,11 +183,11 @@ private slots:
         cleanup();
         auto fixture = std::make_unique<ModelFixture>();
         const Path gone = toPath(fixture->home.path()) / "Gone";
-        std::filesystem::create_directory(std::filesystem::path(gone));
+        std::filesystem::create_directory(gone);
         const auto bookmark = FolderBookmark::create(gone, nullptr);
         QVERIFY(bookmark);
         fixture->store->saveFolder(gone, bookmark, true);
-        std::filesystem::remove(std::filesystem::path(gone));
+        std::filesystem::remove(gone);
         fixture->model = std::make_unique<AppModel>(fixture->store, fixture->loginItems, fixture->chooser);
         m_fixture = std::move(fixture);
         m_window = std::make_unique<MainWindow>(model());

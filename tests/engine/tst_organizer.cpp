@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Localization.h"
 #include "Organizer.h"
-#include "OrganizerExecutionLock.h"
 #include "TestSupport.h"
 
 #include <QtTest>
@@ -418,20 +417,6 @@ private slots:
             QCOMPARE(std::filesystem::exists(move.destinationURL), !gone);
             QVERIFY(!std::filesystem::exists(move.sourceURL));
         }
-    }
-
-    void heldLockMovesNothing()
-    {
-        file("a.txt");
-        const auto plan = organizer().makePlan(configuration());
-        PosixFileSystem fs;
-        OrganizerExecutionLock held(m_destination, fs);
-        const auto result = organizer().execute(plan);
-        QCOMPARE(result.moved, 0);
-        QCOMPARE(result.issues.size(), 1);
-        QCOMPARE(result.issues[0].filename, L10n::text("Cleanup"));
-        QCOMPARE(result.issues[0].message, errorDescription(OrganizerError::alreadyRunning));
-        QVERIFY(std::filesystem::exists(m_source / "a.txt"));
     }
 
     void oddNamesMoveByteForByte()

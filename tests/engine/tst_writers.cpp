@@ -15,8 +15,6 @@ using namespace sorvanel::test;
 
 namespace {
 
-// Starts a writer on the source in the middle of a copy to another drive:
-// the moment a paused download resumes while we copy it.
 // A writer opens the file while it is being copied to another drive: in
 // its move, or ahead of it.
 class WriterDuringCopy : public PosixFileSystem
@@ -173,23 +171,6 @@ private slots:
         QCOMPARE(writerOf("quiet.iso"), 0);
         QCOMPARE(writerOf("read.iso"), 0);
         QCOMPARE(writerOf("gone.iso"), 0);
-    }
-
-    void planSkipsAFileBeingWritten()
-    {
-        writeFile(m_source / "done.pdf", "done");
-        TestWriter writer;
-        QVERIFY(writer.start(u"append"_qs, m_source / "growing.iso"));
-        QVERIFY(writer.write(1000));
-        ageAll(m_source);
-        const auto plan = Organizer().makePlan(configuration(destination(false)));
-        QCOMPARE(plan.moves.size(), 1u);
-        QCOMPARE(plan.skippedFiles.size(), 1u);
-        const SkippedFile &skipped = plan.skippedFiles.front();
-        QCOMPARE(skipped.url, m_source / "growing.iso");
-        QCOMPARE(skipped.reason, SkipReason::beingWritten);
-        QCOMPARE(skipped.writer.pid, writer.pid());
-        QVERIFY(localizedReason(skipped).contains(QString::number(writer.pid())));
     }
 
     // The whole file ends in exactly one place, and nothing partial or empty

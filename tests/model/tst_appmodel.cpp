@@ -195,30 +195,6 @@ private slots:
         QCOMPARE(model->sourceURL(), downloads());
     }
 
-    // A stop asked for right after the start ends the run long before its
-    // last file: the run is recorded with what it moved, the rest stays.
-    void stopEndsTheRunWithWhatItDid()
-    {
-        addFiles(2000);
-        auto model = makeModel();
-        model->stopRun(); // nothing runs: nothing to stop
-        QVERIFY(!model->isStopping());
-        model->organizeNow();
-        model->stopRun();
-        QVERIFY(model->isStopping());
-        QTRY_VERIFY(!model->isRunning());
-        QVERIFY(!model->isStopping());
-        QVERIFY(!model->progress());
-        const OrganizationResult result = *model->lastResult();
-        QVERIFY(result.remaining > 0);
-        QCOMPARE(result.moved + result.remaining, 2000);
-        QCOMPARE(m_store->loadHistory().value(0).moved, result.moved);
-        qint64 left = 0;
-        for (const auto &entry : std::filesystem::directory_iterator(downloads()))
-            left += entry.is_regular_file();
-        QCOMPARE(left, result.remaining);
-    }
-
     // The views hear of a long run's progress while it runs, and of its
     // end. The files cross to another drive, one flush each, so the run
     // lasts long enough to be heard.

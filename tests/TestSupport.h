@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
@@ -227,6 +228,30 @@ private:
 
     QProcess m_process;
 };
+
+// What a run of the built sorvanel-cli (SORVANEL_CLI names it) ended with;
+// status -1 when it crashed or did not end within two minutes.
+struct Run
+{
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+    QJsonDocument json() const { return QJsonDocument::fromJson(out); }
+};
+
+inline Run cli(const QStringList &arguments, const QString &workingDirectory = {})
+{
+    QProcess process;
+    process.setWorkingDirectory(workingDirectory);
+    process.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), arguments);
+    Run run;
+    if (!process.waitForFinished(120000))
+        return run;
+    run.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}
 
 // Every regular file below `root`, as paths relative to it.
 inline QStringList regularFilesBelow(const QString &root)

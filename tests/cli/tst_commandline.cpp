@@ -16,30 +16,6 @@
 using namespace sorvanel;
 using namespace sorvanel::test;
 
-namespace {
-struct Run
-{
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-    QJsonDocument json() const { return QJsonDocument::fromJson(out); }
-};
-
-Run cli(const QStringList &arguments, const QString &workingDirectory = {})
-{
-    QProcess process;
-    process.setWorkingDirectory(workingDirectory);
-    process.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), arguments);
-    Run run;
-    if (!process.waitForFinished(60000))
-        return run;
-    run.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.out = process.readAllStandardOutput();
-    run.err = process.readAllStandardError();
-    return run;
-}
-} // namespace
-
 class TestCommandLine : public QObject
 {
     Q_OBJECT

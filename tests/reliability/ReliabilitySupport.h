@@ -108,20 +108,10 @@ inline std::vector<Path> useFolders(const Path &source, const Path &destination)
     return nested ? std::vector<Path>{source} : std::vector<Path>{source, destination};
 }
 
-inline int cli(const QStringList &arguments, QByteArray *output = nullptr)
-{
-    QProcess process;
-    process.start(QString::fromLocal8Bit(qgetenv("SORVANEL_CLI")), arguments);
-    process.waitForFinished(120000);
-    if (output)
-        *output = process.readAllStandardOutput();
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-}
-
 // Undoes the latest run until none is left; false when that never ends.
 inline bool undoEveryRun(int most = 1000)
 {
-    for (int undos = 0; cli({QStringLiteral("undo")}) != 2;) {
+    for (int undos = 0; cli({QStringLiteral("undo")}).status != 2;) {
         if (++undos >= most)
             return false;
     }

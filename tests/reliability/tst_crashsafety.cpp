@@ -98,7 +98,7 @@ class TestCrashSafety : public QObject
                 return;
         }
         // The last run finishes the job, without copying anything again.
-        QVERIFY(cli({u"organize"_qs}) <= 1);
+        QVERIFY(cli({u"organize"_qs}).status <= 1);
         const auto census = originals.census(trees);
         QCOMPARE(census.foreign, 0);
         QCOMPARE(census.missing, 0);
@@ -127,7 +127,7 @@ class TestCrashSafety : public QObject
         while (killed < kills() / 2) {
             // Everything back in the source: file it all again, for the next undo to take back.
             if (filesDirectlyIn(source) == originals.size()) {
-                QCOMPARE(cli({u"organize"_qs}), 0);
+                QCOMPARE(cli({u"organize"_qs}).status, 0);
                 ++runs;
             }
             killed += killAtRandom(u"undo"_qs, random, maxDelayMs);

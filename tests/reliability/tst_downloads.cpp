@@ -161,9 +161,9 @@ private slots:
         for (const QString &name : QDir(m_home->downloads()).entryList(QDir::Files))
             backdate(source / name.toStdString());
 
-        QByteArray output;
-        QCOMPARE(cli({u"organize"_qs, u"--json"_qs}, &output), 0);
-        const QJsonObject first = QJsonDocument::fromJson(output).object();
+        Run run = cli({u"organize"_qs, u"--json"_qs});
+        QCOMPARE(run.status, 0);
+        const QJsonObject first = run.json().object();
         QCOMPARE(first.value(u"moved"_qs).toInt(), 0);
         QCOMPARE(first.value(u"skipped"_qs).toInt(), aria2 || firefox ? 2 : 1);
         QVERIFY(sizeOf(file) >= partial);
@@ -178,8 +178,9 @@ private slots:
             QCOMPARE(download.exitCode(), 0);
         }
         backdate(file);
-        QCOMPARE(cli({u"organize"_qs, u"--json"_qs}, &output), 0);
-        QCOMPARE(QJsonDocument::fromJson(output).object().value(u"moved"_qs).toInt(), 1);
+        run = cli({u"organize"_qs, u"--json"_qs});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.json().object().value(u"moved"_qs).toInt(), 1);
         QCOMPARE(sizeOf(file), -1);
         QStringList filed = regularFilesBelow(QFile::decodeName(QByteArray::fromStdString(destination.native())));
         filed.removeAll(u".sorvanel.lock"_qs);

@@ -183,16 +183,14 @@ private slots:
         std::filesystem::create_directories(m_volume->root());
         writeFile(m_volume->root() / "Existing.txt", "already there", old);
         // The preview names what execution will use: one report is numbered where case is ignored.
-        QByteArray preview;
-        cli({u"preview"_qs, u"--json"_qs}, &preview);
         QStringList planned;
-        for (const auto &move : QJsonDocument::fromJson(preview).object().value(u"moves"_qs).toArray())
+        for (const auto &move : cli({u"preview"_qs, u"--json"_qs}).json().object().value(u"moves"_qs).toArray())
             planned << move.toObject().value(u"destination"_qs).toString().section(u'/', -1);
         QCOMPARE(planned.contains(u"report-2.pdf"_qs, Qt::CaseInsensitive), exfat);
 
-        QByteArray output;
-        const int status = cli({u"organize"_qs, u"--json"_qs}, &output);
-        const QJsonObject result = QJsonDocument::fromJson(output).object();
+        const Run organize = cli({u"organize"_qs, u"--json"_qs});
+        const int status = organize.status;
+        const QJsonObject result = organize.json().object();
         QMap<QString, QString> problems;
         for (const auto &issue : result.value(u"issues"_qs).toArray())
             problems.insert(issue.toObject().value(u"filename"_qs).toString(),
@@ -224,11 +222,11 @@ private slots:
 
         // Undo waits for a drive that is not plugged in, and makes nothing below its mount point.
         QVERIFY(m_volume->unplug());
-        QCOMPARE(cli({u"undo"_qs}), 2);
+        QCOMPARE(cli({u"undo"_qs}).status, 2);
         QVERIFY(!std::filesystem::exists(m_volume->root()));
         // The drive numbers its files afresh when plugged in again: undo still knows them.
         QVERIFY(m_volume->plugIn());
-        QCOMPARE(cli({u"undo"_qs}), 0);
+        QCOMPARE(cli({u"undo"_qs}).status, 0);
         for (auto it = home.cbegin(); it != home.cend(); ++it)
             QCOMPARE(readFile(downloads() / it.key().toStdString()), it.value());
         QCOMPARE(filesBelow(m_volume->root()).keys(), QStringList{u"Existing.txt"_qs});
@@ -267,9 +265,9 @@ private slots:
              u"organize"_qs});
         QVERIFY(m_volume->remount());
 
-        QByteArray output;
-        QCOMPARE(cli({u"organize"_qs, u"--json"_qs}, &output), 0);
-        QCOMPARE(QJsonDocument::fromJson(output).object().value(u"issues"_qs).toArray().size(), 0);
+        const Run last = cli({u"organize"_qs, u"--json"_qs});
+        QCOMPARE(last.status, 0);
+        QCOMPARE(last.json().object().value(u"issues"_qs).toArray().size(), 0);
         const auto filed = originals.census({downloads(), m_volume->root()});
         QCOMPARE(filed.found, originals.size());
         QCOMPARE(filed.duplicated, 0);
@@ -316,7 +314,7 @@ private slots:
             // Moves killed between publishing and removing their sources: one run of them at most.
             QVERIFY(census.duplicated <= int(PosixFileSystem::preparedCopyBatch));
         }
-        QVERIFY(cli({u"organize"_qs}) <= 1);
+        QVERIFY(cli({u"organize"_qs}).status <= 1);
         const auto census = originals.census(trees);
         QCOMPARE(census.foreign, 0);
         QCOMPARE(census.missing, 0);

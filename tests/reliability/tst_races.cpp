@@ -57,10 +57,10 @@ private slots:
     {
         Originals originals;
         originals.create(source(), 3000, 2, 1000000);
-        QByteArray output;
-        QCOMPARE(cli({u"preview"_qs, u"--json"_qs}, &output), 0);
+        const Run preview = cli({u"preview"_qs, u"--json"_qs});
+        QCOMPARE(preview.status, 0);
         std::vector<std::string> planned;
-        for (const auto &move : QJsonDocument::fromJson(output).object().value(u"moves"_qs).toArray())
+        for (const auto &move : preview.json().object().value(u"moves"_qs).toArray())
             planned.push_back(move.toObject().value(u"destination"_qs).toString().toStdString());
         QCOMPARE(int(planned.size()), originals.size());
 
@@ -100,9 +100,8 @@ private slots:
         TemporaryFolder outsideDir;
         const Path outside = toPath(outsideDir.path());
         std::filesystem::create_directories(outside / "docs");
-        QByteArray output;
-        cli({u"preview"_qs, u"--json"_qs}, &output);
-        const QString firstDestination = QJsonDocument::fromJson(output)
+        const QString firstDestination = cli({u"preview"_qs, u"--json"_qs})
+                                             .json()
                                              .object()
                                              .value(u"moves"_qs)
                                              .toArray()

@@ -5,7 +5,6 @@
 #include "SettingsStore.h"
 #include "TestSupport.h"
 
-#include <QProcess>
 #include <QSignalSpy>
 #include <QtTest>
 

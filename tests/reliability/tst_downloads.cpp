@@ -4,7 +4,6 @@
 #include "ReliabilitySupport.h"
 #include "SettingsStore.h"
 
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QStandardPaths>
 #include <QTcpServer>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "FileSystem.h"
+#include "Localization.h"
 #include "TestSupport.h"
 
 #include <QRegularExpression>
@@ -7,6 +8,9 @@
 
 #include <functional>
 
+#include <csignal>
+
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -230,14 +234,41 @@ private slots:
         QCOMPARE(readFile(path("b.txt")), QByteArray("not moved"));
     }
 
-    void fullDiskLeavesTheSourceAndNoPartialFile()
+    // A copy the drive can't take whole: the disk fills up, or the file is
+    // larger than the drive allows (4 GiB on FAT32; here a real limit on
+    // file sizes, which the kernel enforces the same way).
+    void aCopyTheDriveCannotTakeLeavesTheSourceAndNoPartialFile_data()
     {
+        QTest::addColumn<bool>("sizeLimit");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("disk full") << false << QString::fromLocal8Bit(strerror(ENOSPC));
+        QTest::newRow("over the drive's size limit")
+            << true << L10n::text("The file is larger than the destination drive allows.");
+    }
+
+    void aCopyTheDriveCannotTakeLeavesTheSourceAndNoPartialFile()
+    {
+        QFETCH(bool, sizeLimit);
+        QFETCH(QString, message);
         writeFile(path("a.iso"), QByteArray(5000, 'z'));
         std::filesystem::create_directory(path("t"));
-        FullDiskFileSystem fs;
-        const FileError error = fs.moveItem(path("a.iso"), path("t") / "a.iso");
-        QCOMPARE(error.code(), ENOSPC);
-        QCOMPARE(error.localizedDescription(), QString::fromLocal8Bit(strerror(ENOSPC)));
+        FullDiskFileSystem full;
+        CrossDeviceFileSystem limited;
+        struct rlimit unlimited;
+        ::getrlimit(RLIMIT_FSIZE, &unlimited);
+        if (sizeLimit) {
+            ::signal(SIGXFSZ, SIG_IGN); // a write past the limit fails with EFBIG instead
+            const struct rlimit limit
+            {
+                1000, unlimited.rlim_max
+            };
+            QCOMPARE(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+        }
+        const FileError error =
+            (sizeLimit ? static_cast<FileSystem &>(limited) : full).moveItem(path("a.iso"), path("t") / "a.iso");
+        ::setrlimit(RLIMIT_FSIZE, &unlimited);
+        QVERIFY(error);
+        QCOMPARE(error.localizedDescription(), message);
         QCOMPARE(readFile(path("a.iso")), QByteArray(5000, 'z'));
         QVERIFY(std::filesystem::is_empty(path("t")));
     }

@@ -139,7 +139,10 @@ JournalRun runFrom(const SqliteStatement &row)
 SqliteRunJournal::SqliteRunJournal(std::shared_ptr<DefaultsSuite> suite)
     : m_suite(std::move(suite))
 {
-    m_ready = m_suite && prepareTables(*m_suite);
+    // Settings kept in memory only (nothing could be written to disk) would
+    // take the record with them when the program ends, and the run could
+    // not be taken back: such a journal writes nothing, so nothing moves.
+    m_ready = m_suite && !m_suite->path().isEmpty() && prepareTables(*m_suite);
 }
 
 bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)

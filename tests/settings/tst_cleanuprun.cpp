@@ -733,6 +733,20 @@ private slots:
         QVERIFY(onlyTheLockIn(root));
     }
 
+    // Where the settings can only be kept in memory (a full or read-only
+    // disk), a run's record would end with the program: no file moves.
+    void noFileMovesWithoutALastingRecord()
+    {
+        writeFile(downloads() / "a.txt", "a", longAgo());
+        m_run = std::make_unique<CleanupRun>(DefaultsSuite::inMemory());
+        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual);
+        QCOMPARE(run.result.moved, 0);
+        QCOMPARE(run.result.issues.size(), 1);
+        QCOMPARE(run.result.issues[0].message,
+                 L10n::text("The record of this cleanup could not be written, so no file was moved."));
+        QCOMPARE(readFile(downloads() / "a.txt"), QByteArray("a"));
+    }
+
     // A journal written before it kept birth times still takes its runs back.
     void aJournalWithoutBirthTimesStillServesUndo()
     {

@@ -59,7 +59,7 @@ private:
 
 // A stand-in systemctl, written into `folder` (put that first on PATH, or
 // pass program()): it logs its arguments, answers is-enabled from the state
-// set here, and fails with the message set here.
+// set here, and fails with the message set here (for every command, or one).
 class FakeSystemctl
 {
 public:
@@ -70,7 +70,9 @@ public:
 echo "$*" >> "$(dirname "$0")/calls.log"
 case "$*" in
   *is-enabled*) cat "$(dirname "$0")/state" 2>/dev/null || echo disabled ;;
-  *) if [ -f "$(dirname "$0")/fail" ]; then cat "$(dirname "$0")/fail" >&2; exit 1; fi ;;
+  *) for fail in fail "fail-$2"; do
+       if [ -f "$(dirname "$0")/$fail" ]; then cat "$(dirname "$0")/$fail" >&2; exit 1; fi
+     done ;;
 esac
 )");
         QFile::setPermissions(program(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -87,13 +89,15 @@ esac
     void clearCalls() const { QFile::remove(m_folder + QStringLiteral("/calls.log")); }
     // What is-enabled answers ("enabled", "disabled", …).
     void setState(const QByteArray &state) const { write(u"state"_qs, state + '\n'); }
-    // The message it fails with from now on; empty: it succeeds again.
-    void failWith(const QByteArray &message) const
+    // The message it fails with from now on, for every command or only for
+    // `command` ("enable", ...); empty: it succeeds again.
+    void failWith(const QByteArray &message, const QString &command = {}) const
     {
+        const QString name = command.isEmpty() ? u"fail"_qs : u"fail-"_qs + command;
         if (message.isEmpty())
-            QFile::remove(m_folder + QStringLiteral("/fail"));
+            QFile::remove(m_folder + u'/' + name);
         else
-            write(u"fail"_qs, message + '\n');
+            write(name, message + '\n');
     }
 
 private:

@@ -97,9 +97,13 @@ private slots:
                  L10n::text("Automatic cleanup needs the user service manager (systemd), which is not running in this "
                             "session. Sorvanel can still be run by hand."));
         QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());
-        m_fake->failWith("Failed to enable unit: Unit file is masked.");
+        // The timer refused after its units were loaded.
+        m_fake->failWith({});
+        m_fake->failWith("Failed to enable unit: Unit file is masked.", u"enable"_qs);
+        m_fake->clearCalls();
         QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }),
                  L10n::text("systemd did not accept Sorvanel's timer, so automatic cleanup stays off."));
+        QCOMPARE(m_fake->calls().size(), 2); // daemon-reload, then enable
         QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());
     }
 

@@ -230,6 +230,29 @@ private slots:
         QCOMPARE(plan.moves[1].destinationURL.filename().native(), std::string("notes-2"));
     }
 
+    // Where the destination ignores case, names that differ only in case
+    // clash, on disk and within the plan: each file gets a name of its own
+    // however it is spelt, the one execution will use.
+    void namesThatDifferOnlyInCaseGetNamesOfTheirOwn()
+    {
+        struct IgnoringCase : PosixFileSystem
+        {
+            bool ignoresCase(const Path &) override { return true; }
+        };
+        for (const char *name : {"Report.pdf", "report.pdf", "REPORT.PDF"})
+            file(name, name);
+        Organizer ignoring(std::make_shared<IgnoringCase>());
+        ignoring.setCalendarProvider([] { return utc; });
+        const Path folder = ignoring.makePlan(configuration()).moves[0].destinationURL.parent_path();
+        std::filesystem::create_directories(folder);
+        writeFile(folder / "report.PDF", "already there");
+        const auto plan = ignoring.makePlan(configuration());
+        QSet<QString> names;
+        for (const auto &move : plan.moves)
+            names.insert(displayName(move.destinationURL).toLower());
+        QCOMPARE(names, (QSet<QString>{u"report-2.pdf"_qs, u"report-3.pdf"_qs, u"report-4.pdf"_qs}));
+    }
+
     void bigFolderPlansLikeASmallOne()
     {
         // Enough files for planning to be shared out over the cores. Odd

@@ -170,6 +170,23 @@ private slots:
         QCOMPARE(store.loadHistory().first().moved, 3);
     }
 
+    // A transaction whose body gives up (a journal write that failed) leaves
+    // nothing of it, and the writes after it are kept.
+    void aTransactionThatGivesUpWritesNothingAndTheNextOneWorks()
+    {
+        SettingsStore store;
+        struct GaveUp
+        {
+        };
+        QVERIFY_THROWS_EXCEPTION(GaveUp, store.defaults().transaction([&] {
+            store.defaults().set(u"half"_qs, DefaultsValue::integer(1));
+            throw GaveUp();
+        }));
+        QVERIFY(!store.defaults().contains(u"half"_qs));
+        store.record(resultAt(1), OrganizationRunMode::manual, 0.1);
+        QCOMPARE(SettingsStore().loadHistory().size(), 1); // committed: another connection sees it
+    }
+
     void historyIsCappedNewestFirst()
     {
         SettingsStore store;

@@ -53,6 +53,18 @@ protected:
     }
 };
 
+// A drive with neither the no-replace rename nor hard links (older FUSE
+// file systems): a name is taken by renaming over our own empty reservation.
+class NoLinksFileSystem : public PosixFileSystem
+{
+protected:
+    FileError renameNoReplace(const Path &source, int folder, const char *name, const MoveContext &context) override
+    {
+        rememberRefusal(folder, hardLinks);
+        return linkThenUnlink(source, folder, name, context);
+    }
+};
+
 std::vector<std::string> namesIn(const Path &folder)
 {
     std::vector<std::string> names;
@@ -175,6 +187,39 @@ private slots:
         QCOMPARE(readFile(path("a")), QByteArray("source"));
         QCOMPARE(readFile(path("t") / "a"), QByteArray("theirs"));
         QCOMPARE(std::distance(std::filesystem::directory_iterator(path("t")), {}), 1);
+    }
+
+    // Where a name can only be taken over an empty reservation of it, a file
+    // another program puts in the reservation's place is never renamed
+    // over, even an empty one: the move gives up and the source stays.
+    void aReservationReplacedByAnotherProgramIsNotRenamedOver_data()
+    {
+        QTest::addColumn<bool>("replaced");
+        QTest::newRow("reservation untouched") << false;
+        QTest::newRow("replaced by an empty file") << true;
+    }
+
+    void aReservationReplacedByAnotherProgramIsNotRenamedOver()
+    {
+        QFETCH(bool, replaced);
+        writeFile(path("a.txt"), "mine");
+        std::filesystem::create_directory(path("t"));
+        const Path target = path("t") / "a.txt";
+        NoLinksFileSystem fs;
+        FileIdentity theirs;
+        const PublishCheck meddle = [&](const FileStamp &, const FileIdentity &reservation) {
+            if (replaced && reservation.inode) {
+                std::filesystem::remove(target);
+                writeFile(target, "");
+                theirs = fs.stampOf(target)->identity;
+            }
+            return true;
+        };
+        QCOMPARE(fs.moveItem(path("a.txt"), target, path("t"), nullptr, &meddle).code(), replaced ? EEXIST : 0);
+        QCOMPARE(readFile(target), replaced ? QByteArray() : QByteArray("mine"));
+        QCOMPARE(std::filesystem::exists(path("a.txt")), replaced);
+        if (replaced)
+            QCOMPARE(fs.stampOf(target)->identity, theirs);
     }
 
     // A file copied ahead of its move to another drive is published with

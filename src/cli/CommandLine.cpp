@@ -477,8 +477,7 @@ int CommandLine::undo(SettingsStore &store, const QStringList &arguments)
         // Which run it was, as history shows it: undo without an ID picks one.
         for (const auto &entry : store.loadHistory()) {
             if (entry.id == result.run)
-                m_out << L10n::format("The run of %@ (%@):", {shownDate(entry.date), localizedName(entry.mode)})
-                      << '\n';
+                m_out << L10n::format("The run of %@ (%@):", {shownDate(entry.date), localizedMode(entry)}) << '\n';
         }
         m_out << (dryRun ? L10n::format("Would put back: %d", {qint64(result.restored)})
                          : L10n::format("Put back: %d", {qint64(result.restored)}))
@@ -504,7 +503,7 @@ int CommandLine::history(SettingsStore &store, bool json)
         for (const auto &entry : entries) {
             array.append(QJsonObject{{u"id"_qs, Json::uuidString(entry.id)},
                                      {u"date"_qs, Json::isoDate(entry.date)},
-                                     {u"mode"_qs, rawValue(entry.mode)},
+                                     {u"mode"_qs, rawMode(entry)},
                                      {u"moved"_qs, qint64(entry.moved)},
                                      {u"skipped"_qs, qint64(entry.skipped)},
                                      {u"failed"_qs, qint64(entry.failed)},
@@ -520,9 +519,8 @@ int CommandLine::history(SettingsStore &store, bool json)
     }
     CleanupRun runs(store.suite());
     for (const auto &entry : entries) {
-        m_out << shownDate(entry.date) << "   "
-              << L10n::format("%@ · %.2f s", {localizedName(entry.mode), entry.duration}) << "   "
-              << L10n::format("%d moved", {qint64(entry.moved)}) << "   "
+        m_out << shownDate(entry.date) << "   " << L10n::format("%@ · %.2f s", {localizedMode(entry), entry.duration})
+              << "   " << L10n::format("%d moved", {qint64(entry.moved)}) << "   "
               << L10n::format("%d skipped", {qint64(entry.skipped)});
         if (entry.failed > 0)
             m_out << "   " << L10n::format("%d failed", {qint64(entry.failed)});

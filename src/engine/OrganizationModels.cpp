@@ -87,6 +87,18 @@ QString localizedName(OrganizationRunMode mode)
     return mode == OrganizationRunMode::automatic ? L10n::text("Automatic") : L10n::text("Manual");
 }
 
+QString rawMode(const RunHistoryEntry &entry)
+{
+    return entry.newerMode.isEmpty() ? rawValue(entry.mode) : entry.newerMode;
+}
+
+QString localizedMode(const RunHistoryEntry &entry)
+{
+    if (entry.newerMode.isEmpty())
+        return localizedName(entry.mode);
+    return entry.newerMode.left(1).toUpper() + entry.newerMode.mid(1);
+}
+
 QString localizedReason(const SkippedFile &file)
 {
     switch (file.reason) {
@@ -276,18 +288,59 @@ QByteArray encodeHistory(const QList<RunHistoryEntry> &history)
 {
     QJsonArray array;
     for (const auto &entry : history) {
-        array.append(QJsonObject{
-            {QStringLiteral("id"), uuidString(entry.id)},
-            {QStringLiteral("date"), secondsSinceReferenceDate(entry.date)},
-            {QStringLiteral("mode"), rawValue(entry.mode)},
-            {QStringLiteral("moved"), qint64(entry.moved)},
-            {QStringLiteral("skipped"), qint64(entry.skipped)},
-            {QStringLiteral("failed"), qint64(entry.failed)},
-            {QStringLiteral("duration"), entry.duration},
-        });
+        QJsonObject object = entry.newerFields;
+        object.insert(QStringLiteral("id"), uuidString(entry.id));
+        object.insert(QStringLiteral("date"), secondsSinceReferenceDate(entry.date));
+        object.insert(QStringLiteral("mode"), rawMode(entry));
+        object.insert(QStringLiteral("moved"), qint64(entry.moved));
+        object.insert(QStringLiteral("skipped"), qint64(entry.skipped));
+        object.insert(QStringLiteral("failed"), qint64(entry.failed));
+        object.insert(QStringLiteral("duration"), entry.duration);
+        array.append(object);
     }
     return QJsonDocument(array).toJson(QJsonDocument::Compact);
 }
+
+namespace {
+
+const QStringList &historyKeys()
+{
+    static const QStringList keys{u"id"_qs,      u"date"_qs,   u"mode"_qs,    u"moved"_qs,
+                                  u"skipped"_qs, u"failed"_qs, u"duration"_qs};
+    return keys;
+}
+
+std::optional<RunHistoryEntry> decodeHistoryEntry(const QJsonObject &object)
+{
+    const QJsonValue idValue = object.value(QStringLiteral("id"));
+    const QUuid id = QUuid::fromString(idValue.toString());
+    const QJsonValue modeValue = object.value(QStringLiteral("mode"));
+    const auto date = numberValue(object.value(QStringLiteral("date")));
+    const auto moved = integerValue(object.value(QStringLiteral("moved")));
+    const auto skipped = integerValue(object.value(QStringLiteral("skipped")));
+    const auto failed = integerValue(object.value(QStringLiteral("failed")));
+    const auto duration = numberValue(object.value(QStringLiteral("duration")));
+    if (!idValue.isString() || id.isNull() || !modeValue.isString() || modeValue.toString().isEmpty() || !date || !moved
+        || !skipped || !failed || !duration)
+        return std::nullopt;
+    RunHistoryEntry entry;
+    entry.id = id;
+    entry.date = dateFromReferenceSeconds(*date);
+    if (const auto mode = runModeFromRawValue(modeValue.toString()))
+        entry.mode = *mode;
+    else
+        entry.newerMode = modeValue.toString();
+    entry.moved = *moved;
+    entry.skipped = *skipped;
+    entry.failed = *failed;
+    entry.duration = *duration;
+    entry.newerFields = object;
+    for (const QString &key : historyKeys())
+        entry.newerFields.remove(key);
+    return entry;
+}
+
+} // namespace
 
 std::optional<QList<RunHistoryEntry>> decodeHistory(const QByteArray &data)
 {
@@ -297,29 +350,10 @@ std::optional<QList<RunHistoryEntry>> decodeHistory(const QByteArray &data)
     QList<RunHistoryEntry> history;
     history.reserve(array->size());
     for (const auto &item : *array) {
-        if (!item.isObject())
+        const auto entry = item.isObject() ? decodeHistoryEntry(item.toObject()) : std::nullopt;
+        if (!entry)
             return std::nullopt;
-        const QJsonObject object = item.toObject();
-        const QJsonValue idValue = object.value(QStringLiteral("id"));
-        const QUuid id = QUuid::fromString(idValue.toString());
-        const QJsonValue modeValue = object.value(QStringLiteral("mode"));
-        const auto mode = modeValue.isString() ? runModeFromRawValue(modeValue.toString()) : std::nullopt;
-        const auto date = numberValue(object.value(QStringLiteral("date")));
-        const auto moved = integerValue(object.value(QStringLiteral("moved")));
-        const auto skipped = integerValue(object.value(QStringLiteral("skipped")));
-        const auto failed = integerValue(object.value(QStringLiteral("failed")));
-        const auto duration = numberValue(object.value(QStringLiteral("duration")));
-        if (!idValue.isString() || id.isNull() || !mode || !date || !moved || !skipped || !failed || !duration)
-            return std::nullopt;
-        RunHistoryEntry entry;
-        entry.id = id;
-        entry.date = dateFromReferenceSeconds(*date);
-        entry.mode = *mode;
-        entry.moved = *moved;
-        entry.skipped = *skipped;
-        entry.failed = *failed;
-        entry.duration = *duration;
-        history.append(entry);
+        history.append(*entry);
     }
     return history;
 }

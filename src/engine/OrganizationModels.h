@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QUuid>
@@ -200,15 +201,25 @@ struct RunHistoryEntry
     std::int64_t skipped = 0;
     std::int64_t failed = 0;
     double duration = 0;
+    // What a newer version of the program wrote that this one does not know,
+    // kept as written so that rewriting the history loses none of it: a mode
+    // of its own (`mode` then reads manual) and fields of its own.
+    QString newerMode;
+    QJsonObject newerFields;
 
     RunHistoryEntry() = default;
     RunHistoryEntry(const OrganizationResult &result, OrganizationRunMode mode, double duration);
     bool operator==(const RunHistoryEntry &) const = default;
 };
 
+// The entry's mode as stored, and as shown: a mode of a newer version by its own name.
+QString rawMode(const RunHistoryEntry &entry);
+QString localizedMode(const RunHistoryEntry &entry);
+
 // The stored JSON form: compact, UUIDs upper case, dates as seconds since
 // 2001-01-01 00:00:00 UTC. Decoding is strict: every key required, every type
-// exact; one bad record fails the whole list.
+// exact; one bad record fails the whole list. A history keeps what a newer
+// version added (modes, keys) instead.
 namespace Json {
 double secondsSinceReferenceDate(const QDateTime &date);
 QDateTime dateFromReferenceSeconds(double seconds);

@@ -196,10 +196,15 @@ std::optional<OrganizationResult> SettingsStore::loadLastResult() const
 
 QList<RunHistoryEntry> SettingsStore::loadHistory() const
 {
+    return storedHistory().value_or(QList<RunHistoryEntry>());
+}
+
+std::optional<QList<RunHistoryEntry>> SettingsStore::storedHistory() const
+{
     const auto data = m_defaults->data(Key::runHistory);
     if (!data)
-        return {};
-    return Json::decodeHistory(*data).value_or(QList<RunHistoryEntry>());
+        return QList<RunHistoryEntry>();
+    return Json::decodeHistory(*data);
 }
 
 void SettingsStore::record(const OrganizationResult &result, OrganizationRunMode mode, double duration,
@@ -212,21 +217,31 @@ void SettingsStore::record(const OrganizationResult &result, OrganizationRunMode
     // moment waits for this one and then sees its entry.
     m_defaults->transaction([&] {
         save(result);
-        QList<RunHistoryEntry> history = loadHistory();
-        history.prepend(entry);
-        keepHistory(history);
+        addTo(entry, [](QList<RunHistoryEntry> &history, const RunHistoryEntry &added) { history.prepend(added); });
     });
 }
 
 void SettingsStore::addToHistory(const RunHistoryEntry &entry)
 {
     m_defaults->transaction([&] {
-        QList<RunHistoryEntry> history = loadHistory();
-        const auto place = std::find_if(history.begin(), history.end(),
-                                        [&](const RunHistoryEntry &other) { return other.date <= entry.date; });
-        history.insert(place, entry);
-        keepHistory(history);
+        addTo(entry, [](QList<RunHistoryEntry> &history, const RunHistoryEntry &added) {
+            const auto place = std::find_if(history.begin(), history.end(),
+                                            [&](const RunHistoryEntry &other) { return other.date <= added.date; });
+            history.insert(place, added);
+        });
     });
+}
+
+void SettingsStore::addTo(const RunHistoryEntry &entry,
+                          const std::function<void(QList<RunHistoryEntry> &, const RunHistoryEntry &)> &insert)
+{
+    // A history this version can't read is left as it is, and so are the
+    // journal's runs: pruning by it would take every run's undo away.
+    std::optional<QList<RunHistoryEntry>> history = storedHistory();
+    if (!history)
+        return;
+    insert(*history, entry);
+    keepHistory(*history);
 }
 
 void SettingsStore::keepHistory(QList<RunHistoryEntry> &history)

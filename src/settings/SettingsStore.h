@@ -10,6 +10,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -78,6 +79,10 @@ public:
 
 private:
     void keepHistory(QList<RunHistoryEntry> &history);
+    // The stored history; nothing when it is there but can't be read.
+    std::optional<QList<RunHistoryEntry>> storedHistory() const;
+    void addTo(const RunHistoryEntry &entry,
+               const std::function<void(QList<RunHistoryEntry> &, const RunHistoryEntry &)> &insert);
 
     std::shared_ptr<DefaultsSuite> m_defaults;
 };

@@ -45,7 +45,7 @@ public:
         case SheetDialog::SecondaryTextRole: {
             // Whether it was taken back goes below the date, where there is
             // room for it: the counts on the right leave the date little.
-            QString line = L10n::format("%@ · %.2f s", {localizedName(entry.mode), entry.duration});
+            QString line = L10n::format("%@ · %.2f s", {localizedMode(entry), entry.duration});
             if (const QString undone = m_model.undoneLabel(entry.id); !undone.isEmpty())
                 line += u" · "_qs + undone;
             return line;

@@ -747,6 +747,45 @@ private slots:
         QCOMPARE(readFile(downloads() / "a.txt"), QByteArray("a"));
     }
 
+    void aHistoryThisVersionCantFullyReadKeepsEveryRun_data()
+    {
+        QTest::addColumn<QByteArray>("entry"); // %1 is the earlier run's ID
+        QTest::addColumn<bool>("readable");
+        QTest::newRow("a newer mode and field")
+            << QByteArray(R"({"id":"%1","date":1e9,"mode":"watch","moved":1,"skipped":0,"failed":0,"duration":0.5,)"
+                          R"("group":{"day":"2032-09-09"}})")
+            << true;
+        QTest::newRow("a record without its counts")
+            << QByteArray(R"({"id":"%1","date":1e9,"mode":"manual","duration":0.5})") << false;
+    }
+
+    // A history written by a newer version, or one that can't be read at all,
+    // loses nothing to the next run: neither its entries nor the journal's
+    // record of their runs, which undo needs.
+    void aHistoryThisVersionCantFullyReadKeepsEveryRun()
+    {
+        QFETCH(QByteArray, entry);
+        QFETCH(bool, readable);
+        writeFile(downloads() / "a.txt", "a", longAgo());
+        const QUuid earlier = m_run->organize(OrganizationRunMode::manual).id;
+        const QByteArray history = "[" + QString::fromLatin1(entry).arg(Json::uuidString(earlier)).toLatin1() + "]";
+        m_run->store().defaults().set(u"runHistory"_qs, DefaultsValue::data(history));
+
+        writeFile(downloads() / "b.txt", "b", longAgo());
+        const QUuid later = m_run->organize(OrganizationRunMode::manual).id;
+        const QList<RunHistoryEntry> kept = m_run->store().loadHistory();
+        if (readable) {
+            QCOMPARE(kept.size(), 2);
+            QCOMPARE(kept[0].id, later);
+            QCOMPARE(rawMode(kept[1]), u"watch"_qs);
+            QCOMPARE(QJsonDocument::fromJson(Json::encodeHistory({kept[1]})), QJsonDocument::fromJson(history));
+        } else {
+            QCOMPARE(m_run->store().defaults().data(u"runHistory"_qs), history);
+        }
+        QCOMPARE(m_run->undo(earlier, false).restored, 1);
+        QCOMPARE(readFile(downloads() / "a.txt"), QByteArray("a"));
+    }
+
     // A journal written before it kept birth times still takes its runs back.
     void aJournalWithoutBirthTimesStillServesUndo()
     {

@@ -1,19 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Organizer.h"
 
+#include "Execution.h"
+#include "OrganizerExecutionLock.h"
+#include "Recovery.h"
+
 #include "Localization.h"
 #include "NameCollator.h"
-#include "OrganizerExecutionLock.h"
 #include "Parallel.h"
 
 #include <QFile>
 
 #include <algorithm>
-#include <cerrno>
 #include <deque>
 #include <limits>
 #include <mutex>
-#include <numeric>
 #include <unordered_set>
 
 namespace sorvanel {
@@ -107,12 +108,6 @@ struct TargetFolder
     std::deque<std::string> foldedNames;
 };
 
-std::string_view filenameOf(const Path &path)
-{
-    const std::string &text = path.native();
-    return std::string_view(text).substr(text.rfind('/') + 1);
-}
-
 std::vector<QString> pathComponents(const Path &path)
 {
     std::vector<QString> components;
@@ -121,10 +116,6 @@ std::vector<QString> pathComponents(const Path &path)
         components.push_back(part);
     return components;
 }
-
-// How often a move retries with the next free name when other programs keep
-// taking the one it picked.
-constexpr int maximumNameAttempts = 1000;
 
 } // namespace
 
@@ -688,53 +679,6 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUs
 
 namespace {
 
-// The journal records moves this many at a time: one write before the batch
-// is tried and one after. A kill in between leaves the batch "intended",
-// which the next run settles from what lies on disk.
-constexpr std::size_t journalBatch = 2048;
-
-// How far ahead execution asks for the next moves' memory.
-constexpr std::size_t prefetchDistance = 4;
-
-JournalMove journalMove(const PlannedMove &move, std::int64_t sequence)
-{
-    JournalMove entry;
-    entry.sequence = sequence;
-    entry.source = move.sourceURL;
-    entry.destination = move.destinationURL;
-    entry.original = move.sourceIdentity;
-    entry.size = move.sourceSize;
-    entry.modifiedNs = move.sourceModifiedNs;
-    entry.bornNs = move.sourceBornNs;
-    return entry;
-}
-
-// The plan's execution order when it is a whole permutation of its moves,
-// otherwise plan order (a plan made by hand, or one that lost its order).
-std::vector<std::uint32_t> executionOrder(const OrganizationPlan &plan)
-{
-    const std::size_t count = plan.moves.size();
-    std::vector<std::uint32_t> order;
-    if (plan.executionOrder.size() == count) {
-        std::vector<bool> seen(count);
-        bool whole = true;
-        for (const std::uint32_t place : plan.executionOrder) {
-            if (place >= count || seen[place]) {
-                whole = false;
-                break;
-            }
-            seen[place] = true;
-        }
-        if (whole)
-            order = plan.executionOrder;
-    }
-    if (order.size() != count) {
-        order.resize(count);
-        std::iota(order.begin(), order.end(), 0);
-    }
-    return order;
-}
-
 const Path &normalizedPlan(const OrganizationPlan &given, OrganizationPlan &copy, const OrganizationPlan *&planned)
 {
     planned = &given;
@@ -758,7 +702,7 @@ OrganizationResult Organizer::execute(const OrganizationPlan &given, ExecutionOb
     OrganizationPlan copy;
     const OrganizationPlan *planned = nullptr;
     normalizedPlan(given, copy, planned);
-    return executeNormalized(*planned, {}, observer);
+    return Execution(*this, *planned, {}, observer).run();
 }
 
 OrganizationResult Organizer::execute(const OrganizationPlan &given, RunJournal &journal, const QUuid &runId,
@@ -767,361 +711,38 @@ OrganizationResult Organizer::execute(const OrganizationPlan &given, RunJournal 
     OrganizationPlan copy;
     const OrganizationPlan *planned = nullptr;
     normalizedPlan(given, copy, planned);
-    return executeNormalized(*planned, {&journal, runId, mode}, observer);
+    return Execution(*this, *planned, {&journal, runId, mode}, observer).run();
 }
 
-std::size_t Organizer::chooseCopyRun(std::size_t from, std::size_t count, const Path &folder,
-                                     const std::function<CopyCandidate(std::size_t)> &candidate,
-                                     std::vector<std::string_view> &names)
+void Organizer::recoverInterruptedRuns(RunJournal &journal, const Path &destinationRoot,
+                                       std::unordered_set<std::string> *finished)
 {
-    names.clear();
-    const std::string &prefix = folder.native();
-    const std::size_t last = std::min(count, from + PosixFileSystem::preparedCopyBatch);
-    std::int64_t bytes = 0;
-    std::size_t next = from;
-    for (; next < last; ++next) {
-        const CopyCandidate file = candidate(next);
-        if (!file || file->second > PosixFileSystem::preparedCopyLimit || file->first.size() <= prefix.size() + 1
-            || !file->first.starts_with(prefix) || file->first[prefix.size()] != '/')
-            continue;
-        bytes += std::max<std::int64_t>(file->second, 0);
-        if (bytes > PosixFileSystem::preparedBytesLimit && !names.empty())
-            break;
-        names.push_back(file->first.substr(prefix.size() + 1));
-    }
-    return next;
+    Recovery(*m_fileManager, journal).recoverRuns(destinationRoot, finished);
 }
 
-OrganizationResult Organizer::executeNormalized(const OrganizationPlan &plan, const Journaling &journaling,
-                                                ExecutionObserver *observer)
+std::vector<Path> Organizer::leftoverReservations(RunJournal &journal, const Path &destinationRoot)
 {
-    OrganizationResult result;
-    result.runDate = plan.generatedAt;
-    result.skipped = plan.skipped;
-    result.issues = plan.issues;
+    return Recovery(*m_fileManager, journal).leftoverReservations(normalizedPath(destinationRoot));
+}
 
-    // A root the lock has to make holds nothing of a run cut short: settling
-    // against it would take every file of that run for not moved (its drive
-    // may just not be plugged in). Such a run waits until its root is back.
-    const bool rootWasThere = m_fileManager->folderExists(plan.destinationRoot);
-    // Nor is anything made on the disk below the mount point of a drive that
-    // is not plugged in: the files would be hidden once it is.
-    if (const std::optional<Path> drive = m_fileManager->missingDrive(plan.destinationRoot)) {
-        result.issues.append(missingDriveIssue(*drive));
-        return result;
-    }
-    std::unique_ptr<OrganizerExecutionLock> lock;
+void Organizer::recoverBeforePlanning(RunJournal &journal, const Path &destinationRoot)
+{
+    const Path root = normalizedPath(destinationRoot);
+    // Nothing to recover against a root that is not there (a drive not plugged in).
+    if (!m_fileManager->folderReachable(root))
+        return;
+    const std::vector<JournalRun> runs = journal.runs();
+    if (std::none_of(runs.begin(), runs.end(),
+                     [&](const JournalRun &run) { return !run.finished && run.destinationRoot == root; })
+        && journal.returnsUnderway(root).empty())
+        return;
     try {
-        lock = std::make_unique<OrganizerExecutionLock>(plan.destinationRoot, *m_fileManager);
-    } catch (const OrganizerFailure &failure) {
-        result.issues.append(OrganizationIssue(L10n::text("Cleanup"), failure.errorDescription()));
-        return result;
+        const OrganizerExecutionLock lock(root, *m_fileManager);
+        m_fileManager->removeLeftoverCopies(root);
+        recoverInterruptedRuns(journal, root);
+    } catch (const OrganizerFailure &) {
+        // Held or out of reach: the run that follows says so, or recovers it.
     }
-    m_fileManager->removeLeftoverCopies(plan.destinationRoot);
-
-    RunJournal *journal = journaling.journal;
-    const QUuid &runId = journaling.runId;
-    // Files whose move a killed run had all but finished: the settling
-    // below finishes it, and this run leaves them out without a word.
-    std::unordered_set<std::string> finishedEarlier;
-    if (journal) {
-        if (rootWasThere)
-            recoverInterruptedRuns(*journal, plan.destinationRoot, &finishedEarlier);
-        if (plan.moves.empty()) {
-            journal = nullptr; // nothing to write down, nothing to undo
-        } else if (!journal->begin({runId, plan.generatedAt, journaling.mode,
-                                    plan.moves.front().sourceURL.parent_path(), plan.destinationRoot})) {
-            result.issues.append(OrganizationIssue(
-                L10n::text("Cleanup"),
-                L10n::text("The record of this cleanup could not be written, so no file was moved.")));
-            return result;
-        }
-    }
-
-    // A download can start while a preview is open: each source is checked
-    // again right before its move.
-    std::optional<WriterCheck> writers;
-    if (m_writerProbe && !plan.moves.empty()) {
-        const Path folder = plan.moves.front().sourceURL.parent_path();
-        std::unique_ptr<FolderWatch> watch;
-        if (m_watchAhead && m_watchAhead->folder == folder)
-            watch = m_watchAhead->watch.get();
-        m_watchAhead.reset();
-        if (watch && watch->lostCount())
-            watch.reset(); // events were dropped while the plan waited: start afresh
-        writers.emplace(*m_writerProbe, folder, std::move(watch));
-    }
-    WriterCheck *writerCheck = writers ? &*writers : nullptr;
-
-    // Folders made or found in this run; re-checked when a move reports them gone.
-    std::unordered_set<std::string, StringHash, std::equal_to<>> readyFolders;
-    std::unordered_map<std::string, CounterHints> hints;
-    const auto taken = [&](const Path &candidate) { return m_fileManager->itemExists(candidate); };
-
-    // What the journal hears: the moves of the batch that did not go as
-    // intended, and the folders made for it.
-    std::vector<JournalMove> settled;
-    std::vector<Path> createdFolders;
-    std::vector<Path> *created = journal ? &createdFolders : nullptr;
-    std::int64_t batchEnd = 0;
-    std::int64_t batchStart = 0;
-    const auto settleBatch = [&] {
-        if (!journal || batchEnd == batchStart)
-            return;
-        if (!createdFolders.empty())
-            journal->addFolders(runId, createdFolders);
-        // Moves not named in `settled` went to their planned destination.
-        journal->settle(runId, settled);
-        settled.clear();
-        createdFolders.clear();
-    };
-    FileIdentity copyPublished;
-    std::int64_t copyModifiedNs = 0;
-    std::int64_t sequence = 0;
-    const Path *target = nullptr;
-    const PublishCheck beforePublish = [&](const FileStamp &copy, const FileIdentity &reservation) {
-        copyPublished = copy.identity;
-        copyModifiedNs = copy.modifiedNs;
-        return journal->publishing(runId, sequence - 1, copy, *target, false, reservation);
-    };
-
-    ExecutionProgress progress;
-    std::int64_t fileSize = 0; // of the file in hand
-    const CopyProgress copied = [&](std::int64_t bytes) {
-        reportWithinFile(*observer, progress, fileSize, bytes);
-        return !observer->stopRequested();
-    };
-    // The journal numbers the moves in the order they are tried.
-    const std::vector<std::uint32_t> order = executionOrder(plan);
-    const auto planned = [&](std::int64_t step) -> const PlannedMove & { return plan.moves[order[std::size_t(step)]]; };
-    // Problems of moves, kept with each move's place in the plan, are reported in plan order.
-    std::vector<std::pair<std::uint32_t, OrganizationIssue>> moveIssues;
-    std::optional<OrganizationIssue> unrecorded;
-    std::vector<JournalIntent> intended;
-    // A stop: the moves from `first` on are not tried, and those of them in
-    // the batch the journal holds as intended are written down as not moved.
-    const auto stopAt = [&](std::int64_t first) {
-        result.remaining = std::int64_t(plan.moves.size()) - first;
-        for (std::int64_t k = first; k < batchEnd; ++k) {
-            JournalMove entry = journalMove(planned(k), k);
-            entry.state = JournalMove::State::notMoved;
-            settled.push_back(std::move(entry));
-        }
-    };
-    if (observer) {
-        progress.filesTotal = std::int64_t(plan.moves.size());
-        for (const PlannedMove &move : plan.moves)
-            progress.bytesTotal += std::max<std::int64_t>(move.sourceSize, 0);
-        observer->progressed(progress);
-    }
-    // Small files bound for another drive are copied a run at a time ahead
-    // of their moves, so that the drive flushes them together.
-    const Path sourceFolder = plan.moves.empty() ? Path() : plan.moves.front().sourceURL.parent_path();
-    std::size_t preparedUntil = 0;
-    bool anyPrepared = false;
-    std::vector<std::string_view> toPrepare;
-    // A run ends after so many files or bytes, whichever comes first: a
-    // stop waits for the run's copies, and progress moves on after them.
-    const auto prepareCopies = [&](std::size_t from) {
-        preparedUntil = chooseCopyRun(
-            from, order.size(), sourceFolder,
-            [&](std::size_t i) -> CopyCandidate {
-                const PlannedMove &next = plan.moves[order[i]];
-                if (finishedEarlier.count(next.sourceURL.native()))
-                    return std::nullopt;
-                return std::pair{std::string_view(next.sourceURL.native()), next.sourceSize};
-            },
-            toPrepare);
-        anyPrepared = m_fileManager->prepareCopies(sourceFolder, toPrepare, plan.destinationRoot) > 0;
-    };
-    // The moves that went through with a prepared copy, whose sources go
-    // together once their copies' names are flushed: a source that can't
-    // go keeps its place, and the move counts as failed after all.
-    struct Deferred
-    {
-        std::uint32_t place;
-        std::int64_t sequence;
-    };
-    std::vector<std::pair<std::string_view, Deferred>> deferred;
-    const auto finishPreparedMoves = [&] {
-        finishDeferredMoves<Deferred>(*m_fileManager, deferred, [&](const Deferred &move, const FileError &error) {
-            const PlannedMove &planned = plan.moves[move.place];
-            --result.moved;
-            moveIssues.emplace_back(move.place,
-                                    OrganizationIssue(displayName(planned.sourceURL), error.localizedDescription()));
-            if (!journal)
-                return;
-            const auto entry = std::find_if(settled.begin(), settled.end(),
-                                            [&](const JournalMove &m) { return m.sequence == move.sequence; });
-            if (entry != settled.end()) {
-                entry->state = JournalMove::State::notMoved;
-            } else {
-                JournalMove notMoved = journalMove(planned, move.sequence);
-                notMoved.state = JournalMove::State::notMoved;
-                settled.push_back(std::move(notMoved));
-            }
-        });
-    };
-    for (std::size_t step = 0; step < order.size(); ++step) {
-        const PlannedMove &move = plan.moves[order[step]];
-        // The moves lie in plan order and are visited in listing order: ask
-        // for the ones a few steps ahead while this one is being moved.
-        if (step + prefetchDistance < order.size()) {
-            const PlannedMove &ahead = plan.moves[order[step + prefetchDistance]];
-            __builtin_prefetch(&ahead);
-            __builtin_prefetch(reinterpret_cast<const char *>(&ahead) + 64);
-        }
-        if (observer && observer->stopRequested()) {
-            stopAt(sequence);
-            break;
-        }
-        if (step == preparedUntil) {
-            finishPreparedMoves();
-            prepareCopies(step);
-        }
-        if (observer) {
-            fileSize = std::max<std::int64_t>(move.sourceSize, 0);
-            ++progress.filesDone;
-            progress.bytesDone += fileSize;
-        }
-        // Progress is told once the file is done, however it ends.
-        struct Report
-        {
-            ExecutionObserver *observer;
-            const ExecutionProgress &progress;
-            ~Report()
-            {
-                if (observer)
-                    observer->progressed(progress);
-            }
-        } report{observer, progress};
-        if (journal && sequence == batchEnd) {
-            settleBatch();
-            batchStart = sequence;
-            batchEnd = std::min<std::int64_t>(sequence + std::int64_t(journalBatch), std::int64_t(plan.moves.size()));
-            intended.clear();
-            for (std::int64_t k = batchStart; k < batchEnd; ++k) {
-                const PlannedMove &next = planned(k);
-                intended.push_back({k, next.sourceURL.native(), next.destinationURL.native(), next.sourceIdentity,
-                                    next.sourceSize, next.sourceModifiedNs, next.sourceBornNs});
-            }
-            if (!journal->intend(runId, intended)) {
-                // Without its record a move could not be undone: stop here.
-                unrecorded = OrganizationIssue(
-                    L10n::text("Cleanup"),
-                    L10n::text(
-                        "The record of this cleanup could not be written, so it stopped before moving more files."));
-                batchEnd = batchStart;
-                break;
-            }
-        }
-        const std::int64_t current = sequence++;
-        const auto recordOutcome = [&](JournalMove::State state, const Path *destination) {
-            if (!journal)
-                return;
-            JournalMove entry = journalMove(move, current);
-            entry.state = state;
-            if (destination)
-                entry.destination = *destination;
-            entry.placed = copyPublished.inode ? copyPublished : move.sourceIdentity;
-            entry.placedModifiedNs = copyPublished.inode ? copyModifiedNs : 0;
-            settled.push_back(std::move(entry));
-        };
-        copyPublished = {};
-
-        // Most moves need no copy of their paths: the folder and the names are views.
-        const std::string_view directoryView =
-            std::string_view(move.destinationURL.native()).substr(0, move.destinationURL.native().rfind('/'));
-        const auto fail = [&](const FileError &error) {
-            moveIssues.emplace_back(order[step],
-                                    OrganizationIssue(displayName(move.sourceURL), error.localizedDescription()));
-            recordOutcome(JournalMove::State::notMoved, nullptr);
-        };
-        const auto ensureFolder = [&]() -> FileError {
-            if (readyFolders.find(directoryView) != readyFolders.end())
-                return {};
-            // Below the destination root no symbolic link is followed: a
-            // planted link can't send a file outside it.
-            const FileError error = m_fileManager->createDirectory(Path(directoryView), plan.destinationRoot, created);
-            if (!error)
-                readyFolders.emplace(directoryView);
-            return error;
-        };
-        if (!finishedEarlier.empty() && finishedEarlier.count(move.sourceURL.native())) {
-            recordOutcome(JournalMove::State::notMoved, nullptr);
-            continue;
-        }
-        // A download may have started or resumed since planning.
-        if (writerCheck) {
-            if (auto writer = writerCheck->writerOf(move.sourceURL, move.sourceIdentity)) {
-                fail(FileError::writtenBy(std::move(*writer)));
-                continue;
-            }
-        }
-        if (const FileError error = ensureFolder()) {
-            fail(error);
-            continue;
-        }
-        // The planned name first; when another program took it since planning,
-        // the next free name made from the source's own name.
-        const std::string_view sourceName = filenameOf(move.sourceURL);
-        target = &move.destinationURL;
-        Path renamed;
-        FileError error;
-        bool folderRechecked = false;
-        for (int attempt = 0; attempt < maximumNameAttempts; ++attempt) {
-            error = m_fileManager->moveItem(move.sourceURL, *target, plan.destinationRoot, writerCheck,
-                                            journal ? &beforePublish : nullptr, observer ? &copied : nullptr);
-            if (error.code() == EEXIST) {
-                renamed = uniqueDestination(std::string(sourceName), Path(directoryView), taken,
-                                            &hints[std::string(directoryView)]);
-                target = &renamed;
-                continue;
-            }
-            if (error.code() == ENOENT && !folderRechecked && m_fileManager->itemExists(move.sourceURL)) {
-                // The target folder vanished under us: make it again, once.
-                folderRechecked = true;
-                if (const auto found = readyFolders.find(directoryView); found != readyFolders.end())
-                    readyFolders.erase(found);
-                m_fileManager->closeFolders();
-                if (const FileError folderError = ensureFolder()) {
-                    error = folderError;
-                    break;
-                }
-                continue;
-            }
-            break;
-        }
-        if (error.code() == ECANCELED && observer && observer->stopRequested()) {
-            // Stopped within its copy: the file stays, as if it was not tried.
-            --progress.filesDone;
-            progress.bytesDone -= fileSize;
-            stopAt(current);
-            break;
-        }
-        if (error) {
-            fail(error);
-        } else {
-            ++result.moved;
-            if (anyPrepared)
-                deferred.push_back({move.sourceURL.native(), Deferred{order[step], current}});
-            // The journal already holds the planned name and identity.
-            if (target != &move.destinationURL || copyPublished.inode)
-                recordOutcome(JournalMove::State::moved, target);
-        }
-    }
-    finishPreparedMoves();
-    if (journal)
-        settleBatch();
-    m_fileManager->discardPreparedCopies();
-    m_fileManager->closeFolders();
-    std::stable_sort(moveIssues.begin(), moveIssues.end(),
-                     [](const auto &a, const auto &b) { return a.first < b.first; });
-    for (auto &[place, issue] : moveIssues)
-        result.issues.append(std::move(issue));
-    if (unrecorded)
-        result.issues.append(std::move(*unrecorded));
-    return result;
 }
 
 OrganizationResult Organizer::organize(const OrganizerConfiguration &configuration)

@@ -73,17 +73,18 @@ public:
                     ExecutionObserver *observer = nullptr);
     // The run an undo without a run ID takes back, if any.
     static std::optional<JournalRun> latestUndoableRun(RunJournal &journal);
-    // Settles the runs on `destinationRoot` that a kill cut short, from what
-    // lies on disk. Call it holding the root's lock. `finished` gains the
-    // sources of the moves it finished (their source names are gone now).
+    // Recovers the runs on `destinationRoot` that a kill cut short, from what
+    // lies on disk (each move's outcome is settled in the journal). Call it
+    // holding the root's lock. `finished` gains the sources of the moves it
+    // finished (their source names are gone now).
     void recoverInterruptedRuns(RunJournal &journal, const Path &destinationRoot,
                                 std::unordered_set<std::string> *finished = nullptr);
     // The same before planning, so that names a killed run held are free
     // to plan with again: only when a run on `destinationRoot` was cut
     // short, and only if its lock is free (a run holding it is no leftover).
-    void settleInterruptedRuns(RunJournal &journal, const Path &destinationRoot);
+    void recoverBeforePlanning(RunJournal &journal, const Path &destinationRoot);
     // The empty reservations that runs on `destinationRoot` cut short left
-    // in place of their files' names: settling frees those names, so a
+    // in place of their files' names: recovery frees those names, so a
     // preview may plan with them.
     std::vector<Path> leftoverReservations(RunJournal &journal, const Path &destinationRoot);
     // The mount point of the drive that `destination` lies on, where the
@@ -126,46 +127,8 @@ public:
                                   const std::function<bool(const Path &)> &isTaken, CounterHints *hints = nullptr);
 
 private:
-    struct Journaling
-    {
-        RunJournal *journal = nullptr;
-        QUuid runId;
-        OrganizationRunMode mode = OrganizationRunMode::manual;
-    };
-    OrganizationResult executeNormalized(const OrganizationPlan &plan, const Journaling &journaling,
-                                         ExecutionObserver *observer);
-    // `numbered`: the destination's file system keeps inode numbers.
-    JournalMove::State recoverMove(JournalMove &move, bool numbered);
-    // The next run of copies to prepare ahead of their moves (see
-    // FileSystem::prepareCopies): from move `from` of `count` on, up to
-    // preparedCopyBatch moves, ending before the bytes pass
-    // preparedBytesLimit. `candidate(i)` gives move i's source and size, or
-    // nothing where that move takes no prepared copy; sources not below
-    // `folder` or over preparedCopyLimit are left out. The names, relative
-    // to `folder`, go to `names`; returns the move after the run.
-    using CopyCandidate = std::optional<std::pair<std::string_view, std::int64_t>>;
-    static std::size_t chooseCopyRun(std::size_t from, std::size_t count, const Path &folder,
-                                     const std::function<CopyCandidate(std::size_t)> &candidate,
-                                     std::vector<std::string_view> &names);
-    // Finishes the moves that went through with a prepared copy (see
-    // FileSystem::finishPreparedMoves): `deferred` holds each one's source
-    // and what its caller keeps of it; `failed` hears of each move that had
-    // to be taken back after all. Empties `deferred`.
-    template<typename Kept>
-    static void finishDeferredMoves(FileSystem &fs, std::vector<std::pair<std::string_view, Kept>> &deferred,
-                                    const std::function<void(const Kept &, const FileError &)> &failed)
-    {
-        if (deferred.empty())
-            return;
-        for (const auto &failure : fs.finishPreparedMoves()) {
-            const std::string &source = failure.first.native();
-            const auto found =
-                std::find_if(deferred.begin(), deferred.end(), [&](const auto &move) { return move.first == source; });
-            if (found != deferred.end())
-                failed(found->second, failure.second);
-        }
-        deferred.clear();
-    }
+    friend class Execution;
+    friend class Undoing;
 
     std::shared_ptr<FileSystem> m_fileManager;
     std::shared_ptr<WriterProbe> m_writerProbe;

@@ -84,6 +84,13 @@ inline Path &Path::operator/=(std::string_view component)
     return *this;
 }
 
+// The last component of the path, as a view of it.
+inline std::string_view filenameOf(const Path &path)
+{
+    const std::string &text = path.native();
+    return std::string_view(text).substr(text.rfind('/') + 1);
+}
+
 // Lets hash containers of std::string be searched with a std::string_view.
 struct StringHash
 {

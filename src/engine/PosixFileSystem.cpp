@@ -239,7 +239,7 @@ PosixFileSystem::PosixFileSystem() = default;
 PosixFileSystem::~PosixFileSystem()
 {
     // Moves left unfinished keep their sources beside their published
-    // copies, as a kill would leave them; the next run settles them.
+    // copies, as a kill would leave them; the next run recovers them.
     m_pending.clear();
     discardPreparedCopies();
     closeFolders();

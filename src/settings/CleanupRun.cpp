@@ -34,11 +34,11 @@ OrganizationPlan CleanupRun::plan(const Clock &now, Organizer::PlanUse use)
 OrganizationPlan CleanupRun::plan(const OrganizerConfiguration &configuration, Organizer::PlanUse use)
 {
     // A killed run may have left empty reservations in place of its files'
-    // names. A plan to carry out at once settles that run first; a preview
-    // changes nothing on disk, and plans with the names settling will free.
+    // names. A plan to carry out at once recovers that run first; a preview
+    // changes nothing on disk, and plans with the names recovery will free.
     std::vector<Path> freed;
     if (use == Organizer::PlanUse::execution)
-        m_organizer->settleInterruptedRuns(m_journal, configuration.destinationURL);
+        m_organizer->recoverBeforePlanning(m_journal, configuration.destinationURL);
     else
         freed = m_organizer->leftoverReservations(m_journal, configuration.destinationURL);
     try {

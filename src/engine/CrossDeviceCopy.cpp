@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+#include <utility>
 
 namespace sorvanel {
 
@@ -119,6 +120,33 @@ void copyExtendedAttributes(int from, int to)
 int PosixFileSystem::copyContents(int from, int to, const CopyProgress *copied)
 {
     return copyData(from, to, copied);
+}
+
+PosixFileSystem::HiddenCopy::HiddenCopy(HiddenCopy &&other) noexcept
+    : copy(std::move(other.copy))
+    , partial(std::exchange(other.partial, {}))
+    , folder(other.folder)
+    , published(std::exchange(other.published, false))
+{
+}
+
+PosixFileSystem::HiddenCopy &PosixFileSystem::HiddenCopy::operator=(HiddenCopy &&other) noexcept
+{
+    if (this != &other) {
+        if (!published)
+            discard();
+        copy = std::move(other.copy);
+        partial = std::exchange(other.partial, {});
+        folder = other.folder;
+        published = std::exchange(other.published, false);
+    }
+    return *this;
+}
+
+PosixFileSystem::HiddenCopy::~HiddenCopy()
+{
+    if (!published)
+        discard();
 }
 
 void PosixFileSystem::HiddenCopy::discard()
@@ -252,151 +280,232 @@ bool PosixFileSystem::takePreparedCopy(const Path &source, const struct stat &no
     return true;
 }
 
+// One move to another drive. Its steps, in order:
+//
+//   open     the source (a regular file) and the target folder; a name that
+//            is taken already is refused before anything is written;
+//   stage    the copy, written where nobody sees it and flushed, or the one
+//            prepared ahead with a run of others (prepareCopies);
+//   check    the source is unchanged and nobody writes it; the copy is
+//            announced to whoever keeps account of the move;
+//   publish  under the final name, never over an existing item: an anonymous
+//            copy by a link; a partial name by renaming without replacing,
+//            else by a link, else by renaming over a reservation;
+//   finish   the source goes now, or, for a prepared copy, later with the
+//            others of its run (finishPreparedMoves).
+//
+// Until it is published the copy is discarded on every way out.
+class PosixFileSystem::CrossDeviceMove
+{
+public:
+    CrossDeviceMove(PosixFileSystem &fs, const Path &source, int folder, const char *name, const MoveContext &context)
+        : m_fs(fs)
+        , m_source(source)
+        , m_givenFolder(folder)
+        , m_name(name)
+        , m_context(context)
+    {
+    }
+
+    FileError run()
+    {
+        if (FileError error = open())
+            return error;
+        if (FileError error = stage())
+            return error;
+        if (FileError error = check())
+            return error;
+        if (FileError error = publish())
+            return error;
+        return m_prepared ? defer() : finish();
+    }
+
+private:
+    FileError open()
+    {
+        m_from = Descriptor(::open(m_source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY));
+        if (!m_from)
+            return FileError(errno);
+        if (::fstat(m_from.get(), &m_before) != 0)
+            return FileError(errno);
+        if (!S_ISREG(m_before.st_mode))
+            return FileError(EINVAL);
+        // The folder is flushed once the copy has its name: it needs a real
+        // descriptor, not the working directory's stand-in.
+        if (m_givenFolder == AT_FDCWD) {
+            m_ownFolder = Descriptor(::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            if (!m_ownFolder)
+                return FileError(errno);
+        }
+        m_dir = m_ownFolder ? m_ownFolder.get() : m_givenFolder;
+        struct stat target;
+        if (::fstat(m_dir, &target) != 0)
+            return FileError(errno);
+        m_device = std::uint64_t(target.st_dev);
+        struct stat existing;
+        if (::fstatat(m_dir, m_name, &existing, AT_SYMLINK_NOFOLLOW) == 0)
+            return FileError(EEXIST);
+        return {};
+    }
+
+    FileError stage()
+    {
+        m_prepared = m_fs.takePreparedCopy(m_source, m_before, m_device, m_staged);
+        if (m_prepared)
+            return {};
+        int error = 0;
+        const int root =
+            m_context.stagingRoot ? m_fs.openFolder(*m_context.stagingRoot, *m_context.stagingRoot, false, &error) : -1;
+        if (const FileError failed =
+                m_fs.writeHiddenCopy(m_from.get(), m_before, m_dir, m_device, root, m_context.copied, m_staged))
+            return failed;
+        if (::fsync(m_staged.copy.get()) != 0) {
+            const int flushError = errno;
+            m_staged.discard();
+            return FileError(flushError);
+        }
+        return {};
+    }
+
+    FileError check()
+    {
+        struct stat afterCopy;
+        if (::fstat(m_from.get(), &afterCopy) != 0 || !posix::sameContentStamp(m_before, afterCopy)) {
+            m_staged.discard();
+            return FileError(FileError::changedDuringCopy);
+        }
+        // A download paused mid-way looks finished to every test of time and
+        // size: ask whether anyone still holds the file open for writing.
+        if (m_context.writers) {
+            if (auto writer = m_context.writers->writerOf(m_source, m_from.get())) {
+                m_staged.discard();
+                return FileError::writtenBy(std::move(*writer));
+            }
+        }
+        if (::fstat(m_staged.copy.get(), &m_copied) != 0) {
+            const int error = errno;
+            m_staged.discard();
+            return FileError(error);
+        }
+        // As the destination keeps it: some file systems keep times more coarsely.
+        m_copyStamp = posix::stampFrom(m_copied);
+        // Whoever keeps account of the move hears of the copy before it has a name.
+        if (m_context.beforePublish && !(*m_context.beforePublish)(m_copyStamp, {})) {
+            m_staged.discard();
+            return FileError(EIO);
+        }
+        return {};
+    }
+
+    FileError publish()
+    {
+        const int error = m_staged.partial.empty() ? linkAnonymous() : publishPartial();
+        if (error == 0) {
+            m_staged.published = true;
+            return {};
+        }
+        m_staged.discard();
+        // Names are UTF-16 on NTFS and exFAT: bytes that are not UTF-8 can't be one.
+        return FileError(error == EILSEQ ? int(FileError::nameRefused) : error);
+    }
+
+    // 0, or the error that kept the copy from its name.
+    int linkAnonymous()
+    {
+        const std::string self = "/proc/self/fd/" + std::to_string(m_staged.copy.get());
+        if (::linkat(AT_FDCWD, self.c_str(), m_dir, m_name, AT_SYMLINK_FOLLOW) == 0)
+            return 0;
+        if (errno != ENOENT)
+            return errno;
+        // No /proc: needs CAP_DAC_READ_SEARCH.
+        return ::linkat(m_staged.copy.get(), "", m_dir, m_name, AT_EMPTY_PATH) == 0 ? 0 : errno;
+    }
+
+    // The first way the file system takes, trying only those it has not refused before.
+    int publishPartial()
+    {
+        const int from = m_staged.folder;
+        const char *partial = m_staged.partial.c_str();
+        int error = 0;
+        if (!m_fs.refuses(m_device, noReplaceFlag)) {
+            if (::renameat2(from, partial, m_dir, m_name, RENAME_NOREPLACE) == 0)
+                return 0;
+            error = errno;
+            if (error == EINVAL || error == ENOSYS || error == EOPNOTSUPP)
+                m_fs.rememberRefusal(m_device, noReplaceFlag);
+        }
+        if (!m_fs.refuses(m_device, noReplaceFlag))
+            return error;
+        if (!m_fs.refuses(m_device, hardLinks)) {
+            if (::linkat(from, partial, m_dir, m_name, 0) == 0) {
+                ::unlinkat(from, partial, 0);
+                return 0;
+            }
+            error = errno;
+            if (error == EPERM || error == EOPNOTSUPP || error == ENOSYS)
+                m_fs.rememberRefusal(m_device, hardLinks);
+        }
+        if (!m_fs.refuses(m_device, hardLinks))
+            return error;
+        // Neither (older FUSE file systems): over a reservation.
+        return m_fs.renameOverReservation(from, partial, m_dir, m_name, m_copyStamp, m_context, true).code();
+    }
+
+    int partialFolder() const { return m_staged.partial.empty() ? m_dir : m_staged.folder; }
+
+    FileError finish()
+    {
+        ::fsync(m_dir);
+        if (partialFolder() != m_dir)
+            ::fsync(partialFolder()); // the partial name is gone for good before the source goes
+        return m_fs.removeCopiedSource(m_source, m_from.get(), m_before, m_dir, m_name, m_copied, m_context.writers);
+    }
+
+    // Flushed and finished with the others of its run.
+    FileError defer()
+    {
+        auto pending = std::make_unique<PendingRemoval>();
+        pending->source = m_source;
+        pending->from = std::move(m_from);
+        pending->before = m_before;
+        pending->folder = Descriptor(::fcntl(m_dir, F_DUPFD_CLOEXEC, 0));
+        pending->name = m_name;
+        pending->copied = m_copied;
+        pending->writers = m_context.writers;
+        const bool partial = !m_staged.partial.empty();
+        if (partial)
+            pending->stagingFolder = Descriptor(::fcntl(partialFolder(), F_DUPFD_CLOEXEC, 0));
+        if (!pending->folder || (partial && !pending->stagingFolder)) {
+            // Can't keep the folder: finish this one now.
+            ::fsync(m_dir);
+            ::fsync(partialFolder());
+            return m_fs.removeCopiedSource(m_source, pending->from.get(), m_before, m_dir, m_name, m_copied,
+                                           m_context.writers);
+        }
+        m_fs.m_pending.push_back(std::move(pending));
+        return {};
+    }
+
+    PosixFileSystem &m_fs;
+    const Path &m_source;
+    const int m_givenFolder;
+    const char *const m_name;
+    const MoveContext &m_context;
+    Descriptor m_from;
+    struct stat m_before = {};
+    Descriptor m_ownFolder;
+    int m_dir = -1;
+    std::uint64_t m_device = 0;
+    HiddenCopy m_staged;
+    bool m_prepared = false;
+    struct stat m_copied = {};
+    FileStamp m_copyStamp;
+};
+
 FileError PosixFileSystem::copyAcrossDevices(const Path &source, int folder, const char *name,
                                              const MoveContext &context)
 {
-    Descriptor from(::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY));
-    if (!from)
-        return FileError(errno);
-    struct stat before;
-    if (::fstat(from.get(), &before) != 0)
-        return FileError(errno);
-    if (!S_ISREG(before.st_mode))
-        return FileError(EINVAL);
-
-    // The folder is flushed once the copy has its name: it needs a real
-    // descriptor, not the working directory's stand-in.
-    Descriptor ownFolder;
-    if (folder == AT_FDCWD) {
-        ownFolder = Descriptor(::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (!ownFolder)
-            return FileError(errno);
-    }
-    const int dir = ownFolder ? ownFolder.get() : folder;
-    struct stat target;
-    if (::fstat(dir, &target) != 0)
-        return FileError(errno);
-    const auto device = std::uint64_t(target.st_dev);
-    struct stat existing;
-    if (::fstatat(dir, name, &existing, AT_SYMLINK_NOFOLLOW) == 0)
-        return FileError(EEXIST);
-
-    // Write the copy where no one sees it, and flush it; unless it was
-    // written and flushed ahead, with a run of others (prepareCopies).
-    HiddenCopy staged;
-    const bool prepared = takePreparedCopy(source, before, device, staged);
-    if (!prepared) {
-        int error = 0;
-        const int root =
-            context.stagingRoot ? openFolder(*context.stagingRoot, *context.stagingRoot, false, &error) : -1;
-        if (const FileError failed = writeHiddenCopy(from.get(), before, dir, device, root, context.copied, staged))
-            return failed;
-        if (::fsync(staged.copy.get()) != 0) {
-            const int flushError = errno;
-            staged.discard();
-            return FileError(flushError);
-        }
-    }
-    const Descriptor &copy = staged.copy;
-    const std::string &partial = staged.partial;
-    const int partialFolder = staged.partial.empty() ? dir : staged.folder;
-    const auto discard = [&] { staged.discard(); };
-
-    struct stat afterCopy;
-    if (::fstat(from.get(), &afterCopy) != 0 || !posix::sameContentStamp(before, afterCopy)) {
-        discard();
-        return FileError(FileError::changedDuringCopy);
-    }
-    // A download paused mid-way looks finished to every test of time and
-    // size: ask whether anyone still holds the file open for writing.
-    if (context.writers) {
-        if (auto writer = context.writers->writerOf(source, from.get())) {
-            discard();
-            return FileError::writtenBy(std::move(*writer));
-        }
-    }
-    struct stat copied;
-    if (::fstat(copy.get(), &copied) != 0) {
-        const int error = errno;
-        discard();
-        return FileError(error);
-    }
-    // As the destination keeps it: some file systems keep times more coarsely.
-    const FileStamp copyIdentity = posix::stampFrom(copied);
-    // Whoever keeps account of the move hears of the copy before it has a name.
-    if (context.beforePublish && !(*context.beforePublish)(copyIdentity, {})) {
-        discard();
-        return FileError(EIO);
-    }
-
-    // Publish under the final name, never over an existing item.
-    int published = -1;
-    int publishError = 0;
-    if (partial.empty()) {
-        const std::string self = "/proc/self/fd/" + std::to_string(copy.get());
-        published = ::linkat(AT_FDCWD, self.c_str(), dir, name, AT_SYMLINK_FOLLOW);
-        publishError = errno;
-        if (published != 0 && publishError == ENOENT) { // no /proc: needs CAP_DAC_READ_SEARCH
-            published = ::linkat(copy.get(), "", dir, name, AT_EMPTY_PATH);
-            publishError = errno;
-        }
-    } else {
-        // The first way the file system takes, trying only those it has not refused before.
-        bool renamed = false;
-        bool linked = false;
-        if (!refuses(device, noReplaceFlag)) {
-            renamed = ::renameat2(partialFolder, partial.c_str(), dir, name, RENAME_NOREPLACE) == 0;
-            publishError = errno;
-            if (!renamed && (publishError == EINVAL || publishError == ENOSYS || publishError == EOPNOTSUPP))
-                rememberRefusal(device, noReplaceFlag);
-        }
-        if (!renamed && refuses(device, noReplaceFlag) && !refuses(device, hardLinks)) {
-            linked = ::linkat(partialFolder, partial.c_str(), dir, name, 0) == 0;
-            publishError = errno;
-            if (!linked && (publishError == EPERM || publishError == EOPNOTSUPP || publishError == ENOSYS))
-                rememberRefusal(device, hardLinks);
-        }
-        if (!renamed && !linked && refuses(device, noReplaceFlag) && refuses(device, hardLinks)) {
-            // Neither (older FUSE file systems): over a reservation.
-            const FileError error =
-                renameOverReservation(partialFolder, partial.c_str(), dir, name, copyIdentity, context, true);
-            publishError = error.code();
-            renamed = !error;
-        }
-        published = renamed || linked ? 0 : -1;
-        if (linked)
-            ::unlinkat(partialFolder, partial.c_str(), 0);
-    }
-    if (published != 0) {
-        discard();
-        // Names are UTF-16 on NTFS and exFAT: bytes that are not UTF-8 can't be one.
-        return FileError(publishError == EILSEQ ? int(FileError::nameRefused) : publishError);
-    }
-    if (prepared) {
-        // Flushed and finished with the others of its run (finishPreparedMoves).
-        auto pending = std::make_unique<PendingRemoval>();
-        pending->source = source;
-        pending->from = std::move(from);
-        pending->before = before;
-        pending->folder = Descriptor(::fcntl(dir, F_DUPFD_CLOEXEC, 0));
-        pending->name = name;
-        pending->copied = copied;
-        pending->writers = context.writers;
-        if (!partial.empty())
-            pending->stagingFolder = Descriptor(::fcntl(partialFolder, F_DUPFD_CLOEXEC, 0));
-        if (!pending->folder || (!partial.empty() && !pending->stagingFolder)) {
-            // Can't keep the folder: finish this one now.
-            ::fsync(dir);
-            ::fsync(partialFolder);
-            return removeCopiedSource(source, pending->from.get(), before, dir, name, copied, context.writers);
-        }
-        m_pending.push_back(std::move(pending));
-        return {};
-    }
-    ::fsync(dir);
-    if (partialFolder != dir)
-        ::fsync(partialFolder); // the partial name is gone for good before the source goes
-    return removeCopiedSource(source, from.get(), before, dir, name, copied, context.writers);
+    return CrossDeviceMove(*this, source, folder, name, context).run();
 }
 
 FileError PosixFileSystem::removeCopiedSource(const Path &source, int from, const struct stat &before, int dir,

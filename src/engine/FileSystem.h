@@ -315,14 +315,22 @@ protected:
                                     const FileStamp &file, const MoveContext &context, bool announced = false);
     // Copies to another drive (in CrossDeviceCopy.cpp).
     virtual FileError copyAcrossDevices(const Path &source, int folder, const char *name, const MoveContext &context);
-    // A copy that no one sees yet: an anonymous file, or a hidden partial name.
+    // A copy that no one sees yet: an anonymous file, or a hidden partial
+    // name. Discarded when it goes out of scope, unless it was published.
     struct HiddenCopy
     {
         Descriptor copy;
         std::string partial; // empty: anonymous
         int folder = -1; // where the partial name lies
+        bool published = false; // it has its final name: nothing to discard
+
+        HiddenCopy() = default;
+        HiddenCopy(HiddenCopy &&other) noexcept;
+        HiddenCopy &operator=(HiddenCopy &&other) noexcept;
+        ~HiddenCopy();
         void discard();
     };
+    class CrossDeviceMove;
     // Writes the open file `from` (as `before` describes it) into a hidden
     // copy: anonymous in `dir` where its file system has such files, else
     // under a partial name in `stagingFolder` when that is on `dir`'s file

@@ -7,6 +7,7 @@
 #include "Organizer.h"
 #include "SettingsSchema.h"
 #include "SettingsStore.h"
+#include "ShellQuoting.h"
 #include "TerminalProgress.h"
 
 #include <QDateTime>
@@ -29,8 +30,6 @@ namespace sorvanel {
 
 namespace {
 
-const QStringList commands{u"preview"_qs, u"organize"_qs, u"undo"_qs, u"last"_qs, u"history"_qs, u"settings"_qs};
-
 QString shownDate(const QDateTime &date)
 {
     return QLocale().toString(date.toLocalTime(), QLocale::ShortFormat);
@@ -42,102 +41,6 @@ QJsonArray issuesJson(const QList<OrganizationIssue> &issues)
     for (const auto &issue : issues)
         array.append(QJsonObject{{u"filename"_qs, issue.filename}, {u"message"_qs, issue.message}});
     return array;
-}
-
-// Names are written the way ls writes them to a terminal (its "shell-escape"
-// quoting): as they are when nothing in them needs care; in single quotes
-// when they hold spaces or characters a shell would act on; and control
-// characters or bytes that are not UTF-8 as $'\n' or $'\033' outside the
-// quotes. An escape sequence in a downloaded file's name is shown, not
-// obeyed, one name is always one line, and every name can be pasted into a shell.
-void appendQuoted(std::string &out, std::string_view bytes)
-{
-    // The length of the printable character at `i`, or 0 for a control
-    // character or a byte that does not start valid UTF-8.
-    const auto printable = [&](std::size_t i) -> std::size_t {
-        const auto c = static_cast<unsigned char>(bytes[i]);
-        if (c < 0x80)
-            return c < 0x20 || c == 0x7f ? 0 : 1;
-        const std::size_t length = c >= 0xf0 && c < 0xf5 ? 4 : c >= 0xe0 ? 3 : c >= 0xc2 && c < 0xe0 ? 2 : 0;
-        if (length == 0 || i + length > bytes.size())
-            return 0;
-        for (std::size_t k = 1; k < length; ++k) {
-            if ((static_cast<unsigned char>(bytes[i + k]) & 0xc0) != 0x80)
-                return 0;
-        }
-        if (c == 0xc2 && static_cast<unsigned char>(bytes[i + 1]) < 0xa0)
-            return 0; // a C1 control character
-        return length;
-    };
-    const auto plainCharacter = [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
-            || std::string_view("%+,-./:=@_").find(c) != std::string_view::npos
-            || static_cast<unsigned char>(c) >= 0x80;
-    };
-    bool plain = !bytes.empty();
-    bool control = false;
-    for (std::size_t i = 0; i < bytes.size();) {
-        const std::size_t length = printable(i);
-        if (length == 0) {
-            control = true;
-            ++i;
-            continue;
-        }
-        plain = plain && plainCharacter(bytes[i]);
-        i += length;
-    }
-    if (plain && !control) {
-        out += bytes; // nearly every name
-        return;
-    }
-    // A quote and nothing a shell expands inside double quotes: "it's.pdf".
-    if (!control && bytes.find('\'') != std::string_view::npos
-        && bytes.find_first_of("$`\\\"!") == std::string_view::npos) {
-        out += '"';
-        out += bytes;
-        out += '"';
-        return;
-    }
-    bool quoted = false;
-    char escape[8];
-    for (std::size_t i = 0; i < bytes.size();) {
-        const std::size_t length = printable(i);
-        if (length == 0) {
-            if (quoted)
-                out += '\'';
-            quoted = false;
-            const auto c = static_cast<unsigned char>(bytes[i++]);
-            if (c == '\n')
-                out += "$'\\n'";
-            else if (c == '\t')
-                out += "$'\\t'";
-            else {
-                std::snprintf(escape, sizeof escape, "$'\\%03o'", c);
-                out += escape;
-            }
-            continue;
-        }
-        if (bytes[i] == '\'') {
-            out += quoted ? "'\\'" : "\\'";
-            quoted = false;
-            ++i;
-            continue;
-        }
-        if (!quoted)
-            out += '\'';
-        quoted = true;
-        out.append(bytes.substr(i, length));
-        i += length;
-    }
-    if (quoted)
-        out += '\'';
-}
-
-QString terminalSafe(const QString &text)
-{
-    std::string out;
-    appendQuoted(out, text.toStdString());
-    return QString::fromStdString(out);
 }
 
 QJsonArray skippedJson(const std::vector<SkippedFile> &skipped)
@@ -203,106 +106,119 @@ int CommandLine::usage(const QString &message)
     return usageError;
 }
 
-void CommandLine::printHelp(const QString &command)
+std::vector<CommandLine::Command> CommandLine::commands()
 {
-    if (command == u"preview") {
-        m_out << L10n::text("Usage: sorvanel-cli preview [--json]") << "\n\n"
-              << L10n::text("Plans a cleanup with the stored settings and prints every planned move, the skipped count "
-                            "and the problems. Nothing is moved.")
-              << '\n'
-              << L10n::text("In JSON, a path that is not valid UTF-8 also comes as hexadecimal bytes (\"sourceHex\", "
-                            "\"destinationHex\").")
-              << '\n';
-    } else if (command == u"organize") {
-        m_out << L10n::text("Usage: sorvanel-cli organize [--json]") << "\n\n"
-              << L10n::text("Runs a cleanup now with the stored settings and records it as a manual run.") << '\n'
-              << L10n::text(
-                     "On a terminal it shows its progress. Ctrl+C stops it after the file in hand, or within a copy "
-                     "to another drive; what it moved is recorded, and the rest stays where it is.")
-              << '\n';
-    } else if (command == u"undo") {
-        m_out << L10n::text("Usage: sorvanel-cli undo [RUN_ID] [--dry-run] [--json]") << "\n\n"
-              << L10n::text("Puts the files of a run back where they came from: the latest run that moved something "
-                            "and was not undone yet, or the run RUN_ID (the \"id\" that \"history --json\" prints). A "
-                            "file changed, moved or deleted since, or whose name is taken, stays where it is. With "
-                            "--dry-run nothing is moved. Ctrl+C stops it after the file in hand, or within a copy to "
-                            "another drive; run it again to go on.")
-              << '\n';
-    } else if (command == u"last") {
-        m_out << L10n::text("Usage: sorvanel-cli last [--json]") << "\n\n"
-              << L10n::text("Prints the result of the latest run with its problems.") << '\n';
-    } else if (command == u"history") {
-        m_out << L10n::text("Usage: sorvanel-cli history [--json]") << "\n\n"
-              << L10n::text("Prints the latest 50 runs, newest first.") << '\n';
-    } else if (command == u"settings") {
-        m_out << L10n::text("Usage: sorvanel-cli settings") << '\n'
-              << L10n::text("       sorvanel-cli settings get KEY") << '\n'
-              << L10n::text("       sorvanel-cli settings set KEY VALUE [--type string|integer|boolean|real|date|data]")
-              << '\n'
-              << L10n::text("       sorvanel-cli settings unset KEY") << "\n\n"
-              << L10n::text("Lists, reads or changes the stored settings. A key Sorvanel knows takes its own type and "
-                            "range (thresholdMB: 1 to 100000; automaticTime also HH:MM); any other key is a string "
-                            "unless --type says otherwise. Booleans are true or false (1 or 0), dates ISO 8601, data "
-                            "hexadecimal; stored JSON is shown as JSON.")
-              << "\n\n"
-              << L10n::text("The settings to choose: sourcePath and destinationPath (folders), thresholdMB, "
-                            "automaticEnabled, automaticTime, notifyAfterAutomatic.")
-              << '\n';
-    } else {
+    // Each command's help is what its manual page section is made of.
+    return {
+        {u"preview"_qs,
+         L10n::text("Show what a cleanup would move, without moving anything."),
+         {L10n::text("Usage: sorvanel-cli preview [--json]")},
+         {L10n::text("Plans a cleanup with the stored settings and prints every planned move, the skipped count and "
+                     "the problems. Nothing is moved."),
+          L10n::text("In JSON, a path that is not valid UTF-8 also comes as hexadecimal bytes (\"sourceHex\", "
+                     "\"destinationHex\").")},
+         &CommandLine::preview},
+        {u"organize"_qs,
+         L10n::text("Run a cleanup now."),
+         {L10n::text("Usage: sorvanel-cli organize [--json]")},
+         {L10n::text("Runs a cleanup now with the stored settings and records it as a manual run."),
+          L10n::text("On a terminal it shows its progress. Ctrl+C stops it after the file in hand, or within a copy to "
+                     "another drive; what it moved is recorded, and the rest stays where it is.")},
+         &CommandLine::organize},
+        {u"undo"_qs,
+         L10n::text("Put the files of a run back."),
+         {L10n::text("Usage: sorvanel-cli undo [RUN_ID] [--dry-run] [--json]")},
+         {L10n::text("Puts the files of a run back where they came from: the latest run that moved something and was "
+                     "not undone yet, or the run RUN_ID (the \"id\" that \"history --json\" prints). A file changed, "
+                     "moved or deleted since, or whose name is taken, stays where it is. With --dry-run nothing is "
+                     "moved. Ctrl+C stops it after the file in hand, or within a copy to another drive; run it again "
+                     "to go on.")},
+         &CommandLine::undo},
+        {u"last"_qs,
+         L10n::text("Show the latest run's result."),
+         {L10n::text("Usage: sorvanel-cli last [--json]")},
+         {L10n::text("Prints the result of the latest run with its problems.")},
+         &CommandLine::last},
+        {u"history"_qs,
+         L10n::text("Show the latest 50 runs."),
+         {L10n::text("Usage: sorvanel-cli history [--json]")},
+         {L10n::text("Prints the latest 50 runs, newest first.")},
+         &CommandLine::history},
+        {u"settings"_qs,
+         L10n::text("List, read or change the stored settings."),
+         {L10n::text("Usage: sorvanel-cli settings"), L10n::text("       sorvanel-cli settings get KEY"),
+          L10n::text("       sorvanel-cli settings set KEY VALUE [--type string|integer|boolean|real|date|data]"),
+          L10n::text("       sorvanel-cli settings unset KEY")},
+         {L10n::text("Lists, reads or changes the stored settings. A key Sorvanel knows takes its own type and range "
+                     "(thresholdMB: 1 to 100000; automaticTime also HH:MM); any other key is a string unless --type "
+                     "says otherwise. Booleans are true or false (1 or 0), dates ISO 8601, data hexadecimal; stored "
+                     "JSON is shown as JSON."),
+          QString(),
+          L10n::text("The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, "
+                     "automaticTime, notifyAfterAutomatic.")},
+         &CommandLine::settings},
+    };
+}
+
+void CommandLine::printHelp(const QString &name)
+{
+    const std::vector<Command> all = commands();
+    const auto command =
+        std::find_if(all.begin(), all.end(), [&](const Command &candidate) { return candidate.name == name; });
+    if (command == all.end()) {
         m_out << L10n::text("Usage: sorvanel-cli COMMAND [--json]") << "\n\n"
               << L10n::text("Sorvanel moves the loose files of a folder into dated, categorized folders.") << "\n\n"
-              << L10n::text("Commands:") << '\n'
-              << "  preview    " << L10n::text("Show what a cleanup would move, without moving anything.") << '\n'
-              << "  organize   " << L10n::text("Run a cleanup now.") << '\n'
-              << "  undo       " << L10n::text("Put the files of a run back.") << '\n'
-              << "  last       " << L10n::text("Show the latest run's result.") << '\n'
-              << "  history    " << L10n::text("Show the latest 50 runs.") << '\n'
-              << "  settings   " << L10n::text("List, read or change the stored settings.") << '\n';
+              << L10n::text("Commands:") << '\n';
+        for (const Command &each : all)
+            m_out << "  " << each.name.leftJustified(9) << "  " << each.summary << '\n';
+        return;
     }
+    m_out << command->usage.join(u'\n') << "\n\n";
+    for (const QString &paragraph : command->help)
+        m_out << paragraph << '\n';
 }
 
 int CommandLine::run(const QStringList &arguments)
 {
     if (arguments.isEmpty())
         return usage();
-    const QString command = arguments.first();
-    if (command == u"--help" || command == u"-h" || command == u"help") {
+    const QString name = arguments.first();
+    if (name == u"--help" || name == u"-h" || name == u"help") {
         printHelp(arguments.value(1));
         return success;
     }
-    if (command == u"--version") {
+    if (name == u"--version") {
         m_out << "sorvanel-cli " << SORVANEL_VERSION << '\n';
         return success;
     }
-    if (!commands.contains(command))
-        return usage(L10n::format("Unknown command: %@", {command}));
+    const std::vector<Command> all = commands();
+    const auto command =
+        std::find_if(all.begin(), all.end(), [&](const Command &candidate) { return candidate.name == name; });
+    if (command == all.end())
+        return usage(L10n::format("Unknown command: %@", {name}));
     const QStringList rest = arguments.mid(1);
     if (rest.contains(u"--help"_qs) || rest.contains(u"-h"_qs)) {
-        printHelp(command);
+        printHelp(name);
         return success;
     }
-
     // Opening the store runs the one-time migration before anything else.
     SettingsStore store;
-    if (command == u"settings")
-        return settings(store, rest);
-    if (command == u"undo")
-        return undo(store, rest);
+    return (this->*command->handler)(store, rest);
+}
 
+// The arguments of a command that takes --json alone: whether it was given,
+// or nothing after a usage error was told.
+std::optional<bool> CommandLine::jsonOption(const QStringList &arguments)
+{
     bool json = false;
-    for (const QString &argument : rest) {
-        if (argument == u"--json")
-            json = true;
-        else
-            return usage(L10n::format("Unknown argument: %@", {argument}));
+    for (const QString &argument : arguments) {
+        if (argument != u"--json") {
+            usage(L10n::format("Unknown argument: %@", {argument}));
+            return std::nullopt;
+        }
+        json = true;
     }
-    if (command == u"preview")
-        return preview(store, json);
-    if (command == u"organize")
-        return organize(store, json);
-    if (command == u"last")
-        return last(store, json);
-    return history(store, json);
+    return json;
 }
 
 namespace {
@@ -327,8 +243,12 @@ int CommandLine::failed(const QString &message, bool json)
     return failure;
 }
 
-int CommandLine::preview(SettingsStore &store, bool json)
+int CommandLine::preview(SettingsStore &store, const QStringList &arguments)
 {
+    const std::optional<bool> option = jsonOption(arguments);
+    if (!option)
+        return usageError;
+    const bool json = *option;
     OrganizationPlan plan;
     try {
         plan = CleanupRun(store.suite()).plan();
@@ -380,8 +300,12 @@ int CommandLine::preview(SettingsStore &store, bool json)
     return issues.isEmpty() ? success : finishedWithIssues;
 }
 
-int CommandLine::organize(SettingsStore &store, bool json)
+int CommandLine::organize(SettingsStore &store, const QStringList &arguments)
 {
+    const std::optional<bool> option = jsonOption(arguments);
+    if (!option)
+        return usageError;
+    const bool json = *option;
     OrganizationResult result;
     bool interrupted = false;
     try {
@@ -411,8 +335,12 @@ int CommandLine::organize(SettingsStore &store, bool json)
     return result.issues.isEmpty() ? success : finishedWithIssues;
 }
 
-int CommandLine::last(SettingsStore &store, bool json)
+int CommandLine::last(SettingsStore &store, const QStringList &arguments)
 {
+    const std::optional<bool> option = jsonOption(arguments);
+    if (!option)
+        return usageError;
+    const bool json = *option;
     const auto result = store.loadLastResult();
     if (json) {
         m_out << (result ? printJson(resultJson(*result)) : u"null\n"_qs);
@@ -494,8 +422,12 @@ int CommandLine::undo(SettingsStore &store, const QStringList &arguments)
     return result.issues.isEmpty() ? success : finishedWithIssues;
 }
 
-int CommandLine::history(SettingsStore &store, bool json)
+int CommandLine::history(SettingsStore &store, const QStringList &arguments)
 {
+    const std::optional<bool> option = jsonOption(arguments);
+    if (!option)
+        return usageError;
+    const bool json = *option;
     const auto entries = store.loadHistory();
     if (json) {
         CleanupRun runs(store.suite());
@@ -554,47 +486,57 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
         return arguments[1] == SettingsSchema::Key::automaticEnabled ? applyAutomaticSwitch(store) : success;
     }
     const auto *known = arguments.size() >= 2 ? SettingsSchema::definition(arguments[1]) : nullptr;
-    if (action == u"set" && arguments.size() == 3 && known && known->folder) {
-        // A folder takes the exact bytes it was given: its name need not be UTF-8.
-        const bool raw = m_rawArguments.size() == std::size_t(arguments.size()) + 1;
-        std::string bytes = raw ? m_rawArguments.back() : arguments[2].toStdString();
-        if (bytes.empty())
-            return usage(L10n::format("%@ needs the path of a folder.", {arguments[1]}));
-        // Taken as a shell takes it: "~" is the home folder, and a relative
-        // path starts in the folder the command runs in.
-        if (bytes == "~" || bytes.starts_with("~/")) {
-            bytes = QFile::encodeName(QDir::homePath()).toStdString() + bytes.substr(1);
-        } else if (bytes.front() != '/') {
-            std::error_code error;
-            bytes = std::filesystem::current_path(error).native() + '/' + bytes;
-            if (error)
-                return failed(QString::fromLocal8Bit(error.message().c_str()), false);
-        }
-        defaults.set(arguments[1], SettingsStore::folderValue(normalizedPath(Path(bytes))));
-        return success;
-    }
-    if (action == u"set" && (arguments.size() == 3 || arguments.size() == 5)) {
-        // A key the programs know has its own type; any other is a string unless told.
-        ValueType type = known ? known->type : ValueType::string;
-        if (arguments.size() == 5) {
-            const auto named = arguments[3] == u"--type" ? valueTypeFromName(arguments[4]) : std::nullopt;
-            if (!named)
-                return usage(L10n::format("Unknown type: %@", {arguments.mid(3).join(u' ')}));
-            if (known && *named != known->type)
-                return usage(L10n::format("%@ holds %@ values.", {arguments[1], typeName(known->type)}));
-            type = *named;
-        }
-        const auto parsed = SettingsSchema::parse(arguments[1], arguments[2], type);
-        if (const auto *refusal = std::get_if<QString>(&parsed))
-            return usage(*refusal);
-        defaults.set(arguments[1], std::get<DefaultsValue>(parsed));
-        // Stored as asked, but a misspelt key would otherwise go unnoticed.
-        if (!known)
-            m_err << L10n::format("Note: Sorvanel does not read “%@”; it is stored all the same.", {arguments[1]})
-                  << '\n';
-        return arguments[1] == SettingsSchema::Key::automaticEnabled ? applyAutomaticSwitch(store) : success;
-    }
+    if (action == u"set" && arguments.size() == 3 && known && known->folder)
+        return setFolder(store, arguments);
+    if (action == u"set" && (arguments.size() == 3 || arguments.size() == 5))
+        return setValue(store, arguments);
     return usage(L10n::format("Unknown argument: %@", {arguments.join(u' ')}));
+}
+
+// `settings set KEY FOLDER`: a folder takes the exact bytes it was given, so
+// its name need not be UTF-8.
+int CommandLine::setFolder(SettingsStore &store, const QStringList &arguments)
+{
+    const bool raw = m_rawArguments.size() == std::size_t(arguments.size()) + 1;
+    std::string bytes = raw ? m_rawArguments.back() : arguments[2].toStdString();
+    if (bytes.empty())
+        return usage(L10n::format("%@ needs the path of a folder.", {arguments[1]}));
+    // Taken as a shell takes it: "~" is the home folder, and a relative
+    // path starts in the folder the command runs in.
+    if (bytes == "~" || bytes.starts_with("~/")) {
+        bytes = QFile::encodeName(QDir::homePath()).toStdString() + bytes.substr(1);
+    } else if (bytes.front() != '/') {
+        std::error_code error;
+        bytes = std::filesystem::current_path(error).native() + '/' + bytes;
+        if (error)
+            return failed(QString::fromLocal8Bit(error.message().c_str()), false);
+    }
+    store.defaults().set(arguments[1], SettingsStore::folderValue(normalizedPath(Path(bytes))));
+    return success;
+}
+
+// `settings set KEY VALUE [--type TYPE]`.
+int CommandLine::setValue(SettingsStore &store, const QStringList &arguments)
+{
+    const auto *known = SettingsSchema::definition(arguments[1]);
+    // A key the programs know has its own type; any other is a string unless told.
+    ValueType type = known ? known->type : ValueType::string;
+    if (arguments.size() == 5) {
+        const auto named = arguments[3] == u"--type" ? valueTypeFromName(arguments[4]) : std::nullopt;
+        if (!named)
+            return usage(L10n::format("Unknown type: %@", {arguments.mid(3).join(u' ')}));
+        if (known && *named != known->type)
+            return usage(L10n::format("%@ holds %@ values.", {arguments[1], typeName(known->type)}));
+        type = *named;
+    }
+    const auto parsed = SettingsSchema::parse(arguments[1], arguments[2], type);
+    if (const auto *refusal = std::get_if<QString>(&parsed))
+        return usage(*refusal);
+    store.defaults().set(arguments[1], std::get<DefaultsValue>(parsed));
+    // Stored as asked, but a misspelt key would otherwise go unnoticed.
+    if (!known)
+        m_err << L10n::format("Note: Sorvanel does not read “%@”; it is stored all the same.", {arguments[1]}) << '\n';
+    return arguments[1] == SettingsSchema::Key::automaticEnabled ? applyAutomaticSwitch(store) : success;
 }
 
 int CommandLine::applyAutomaticSwitch(SettingsStore &store)

@@ -5,6 +5,7 @@
 #include <QTextStream>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,12 +33,27 @@ public:
     void setRawArguments(std::vector<std::string> arguments) { m_rawArguments = std::move(arguments); }
 
 private:
-    int preview(SettingsStore &store, bool json);
-    int organize(SettingsStore &store, bool json);
+    // One command: its name, its line in the list of commands, its usage and
+    // help, and what runs it with the arguments after its name.
+    struct Command
+    {
+        QString name;
+        QString summary;
+        QStringList usage;
+        QStringList help; // paragraphs; an empty one is a blank line
+        int (CommandLine::*handler)(SettingsStore &store, const QStringList &arguments);
+    };
+    static std::vector<Command> commands();
+
+    int preview(SettingsStore &store, const QStringList &arguments);
+    int organize(SettingsStore &store, const QStringList &arguments);
     int undo(SettingsStore &store, const QStringList &arguments);
-    int last(SettingsStore &store, bool json);
-    int history(SettingsStore &store, bool json);
+    int last(SettingsStore &store, const QStringList &arguments);
+    int history(SettingsStore &store, const QStringList &arguments);
     int settings(SettingsStore &store, const QStringList &arguments);
+    int setFolder(SettingsStore &store, const QStringList &arguments);
+    int setValue(SettingsStore &store, const QStringList &arguments);
+    std::optional<bool> jsonOption(const QStringList &arguments);
     // After a change of automaticEnabled: the timer follows the stored switch.
     int applyAutomaticSwitch(SettingsStore &store);
 

@@ -345,7 +345,7 @@ bool SqliteRunJournal::publishing(const QUuid &run, std::int64_t sequence, const
         if (!reservation.inode)
             move.announcedNs = QDateTime::currentMSecsSinceEpoch() * 1000000;
         writeOutcome(row->key, move, *row, false);
-        m_withOutcome.insert({row->key, sequence});
+        m_withOutcome.add(row->key, sequence);
     });
 }
 
@@ -358,12 +358,12 @@ bool SqliteRunJournal::settle(const QUuid &run, const std::vector<JournalMove> &
         std::optional<qint64> undoneFrom = row->undoneFrom;
         for (const JournalMove &move : moves) {
             // A file put back by an undo, with nothing else to say: the sweep mark covers it.
-            if (move.state == JournalMove::State::restored && !m_withOutcome.count({row->key, move.sequence})) {
+            if (move.state == JournalMove::State::restored && !m_withOutcome.contains(row->key, move.sequence)) {
                 undoneFrom = undoneFrom ? std::min(*undoneFrom, qint64(move.sequence)) : qint64(move.sequence);
                 continue;
             }
             writeOutcome(row->key, move, *row, true);
-            m_withOutcome.insert({row->key, move.sequence});
+            m_withOutcome.add(row->key, move.sequence);
         }
         SqliteStatement marks = m_suite->database().prepare(
             "UPDATE journalRuns SET settledThrough = max(settledThrough, ?), undoneFrom = ? WHERE key = ?");
@@ -456,9 +456,16 @@ std::optional<JournalRun> SqliteRunJournal::run(const QUuid &id)
 std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 from, qint64 to)
 {
     std::vector<JournalMove> found;
-    SqliteDatabase &db = m_suite->database();
-    SqliteStatement batches = db.prepare("SELECT first, count, moves, births FROM journalBatches WHERE run = ? AND "
-                                         "first < ? AND first + count > ? ORDER BY first");
+    readBatches(row, from, to, found);
+    readOutcomes(row, from, to, found);
+    return found;
+}
+
+void SqliteRunJournal::readBatches(const RunRow &row, qint64 from, qint64 to, std::vector<JournalMove> &found)
+{
+    SqliteStatement batches =
+        m_suite->database().prepare("SELECT first, count, moves, births FROM journalBatches WHERE run = ? AND "
+                                    "first < ? AND first + count > ? ORDER BY first");
     batches.bind(1, row.key);
     batches.bind(2, to);
     batches.bind(3, from);
@@ -502,17 +509,21 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
             found.push_back(std::move(move));
         }
     }
-    SqliteStatement outcomes =
-        db.prepare("SELECT sequence, state, destination, placedDevice, placedInode, returnedDevice, returnedInode,"
-                   " reservedDevice, reservedInode, announcedNs, placedModifiedNs FROM journalOutcomes WHERE run = ? "
-                   "AND sequence >= ? AND sequence < ? ORDER BY sequence");
+}
+
+void SqliteRunJournal::readOutcomes(const RunRow &row, qint64 from, qint64 to, std::vector<JournalMove> &found)
+{
+    SqliteStatement outcomes = m_suite->database().prepare(
+        "SELECT sequence, state, destination, placedDevice, placedInode, returnedDevice, returnedInode,"
+        " reservedDevice, reservedInode, announcedNs, placedModifiedNs FROM journalOutcomes WHERE run = ? "
+        "AND sequence >= ? AND sequence < ? ORDER BY sequence");
     outcomes.bind(1, row.key);
     outcomes.bind(2, from);
     outcomes.bind(3, to);
     auto next = found.begin();
     while (outcomes.step() == SQLITE_ROW) {
         const qint64 sequence = outcomes.columnInteger(0);
-        m_withOutcome.insert({row.key, sequence});
+        m_withOutcome.add(row.key, sequence);
         next = std::lower_bound(next, found.end(), sequence,
                                 [](const JournalMove &move, qint64 value) { return move.sequence < value; });
         if (next == found.end() || next->sequence != sequence)
@@ -531,7 +542,6 @@ std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 fro
         next->announcedNs = outcomes.columnInteger(9);
         next->placedModifiedNs = outcomes.columnInteger(10);
     }
-    return found;
 }
 
 std::vector<JournalMove> SqliteRunJournal::moves(const QUuid &run)

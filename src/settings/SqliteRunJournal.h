@@ -58,24 +58,38 @@ private:
         QUuid run;
         qint64 end = 0;
     };
-    struct KeyHash
+    // The moves of one run known to have an outcome row, which the sweep of
+    // an undo must not cover. Only the run last read or written is kept (an
+    // undo reads its run's moves before it settles any), so a process that
+    // lives for weeks holds one run's worth at most.
+    struct OutcomeRows
     {
-        std::size_t operator()(const std::pair<qint64, qint64> &key) const noexcept
+        qint64 run = -1;
+        std::unordered_set<qint64> sequences;
+
+        void add(qint64 runKey, qint64 sequence)
         {
-            return std::hash<qint64>()(key.first * 1000003 ^ key.second);
+            if (runKey != run) {
+                sequences.clear();
+                run = runKey;
+            }
+            sequences.insert(sequence);
         }
+        bool contains(qint64 runKey, qint64 sequence) const { return runKey == run && sequences.count(sequence); }
     };
 
     std::optional<RunRow> rowOf(const QUuid &run);
     std::vector<JournalMove> movesOf(const RunRow &row, qint64 from, qint64 to);
+    // The moves as intended, from the batches; then what their outcomes say.
+    void readBatches(const RunRow &row, qint64 from, qint64 to, std::vector<JournalMove> &found);
+    void readOutcomes(const RunRow &row, qint64 from, qint64 to, std::vector<JournalMove> &found);
     void writeOutcome(qint64 runKey, const JournalMove &move, const RunRow &row, bool withState);
     bool write(const std::function<void()> &body);
 
     std::shared_ptr<DefaultsSuite> m_suite;
     bool m_ready = false;
     std::optional<Pending> m_pending;
-    // The moves known to have an outcome row, which the sweep of an undo must not cover.
-    std::unordered_set<std::pair<qint64, qint64>, KeyHash> m_withOutcome;
+    OutcomeRows m_withOutcome;
 };
 
 } // namespace sorvanel

@@ -84,6 +84,52 @@ int NameCollator::compare(const QString &a, const QString &b) const
     return int(ucol_strcoll(m_collator, utf16(a), int32_t(a.size()), utf16(b), int32_t(b.size())));
 }
 
+namespace {
+
+// The sort keys of names `from` to `to` into `block`, and their items.
+void keysOf(const UCollator *collator, std::size_t from, std::size_t to,
+            const std::function<QString(std::size_t)> &nameAt, std::vector<Item> &items,
+            std::vector<std::uint8_t> &block)
+{
+    block.reserve((to - from) * 48);
+    std::vector<std::uint8_t> buffer(256);
+    std::vector<std::size_t> offsets(to - from);
+    for (std::size_t i = from; i < to; ++i) {
+        const QString name = nameAt(i);
+        const UChar *text = utf16(name);
+        int32_t needed = ucol_getSortKey(collator, text, int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
+        if (needed > int32_t(buffer.size())) {
+            buffer.resize(std::size_t(needed));
+            needed = ucol_getSortKey(collator, text, int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
+        }
+        const std::size_t length = std::size_t(std::max(needed, 0));
+        std::uint64_t prefix = 0;
+        for (std::size_t b = 0; b < 8; ++b)
+            prefix = (prefix << 8) | (b < length ? buffer[b] : 0);
+        items[i] = {prefix, nullptr, std::uint32_t(length), std::uint32_t(i)};
+        offsets[i - from] = block.size(); // the block may still move as it grows
+        block.insert(block.end(), buffer.begin(), buffer.begin() + std::ptrdiff_t(length));
+    }
+    for (std::size_t i = from; i < to; ++i)
+        items[i].key = block.data() + offsets[i - from];
+}
+
+// Merges neighbouring sorted parts, pairwise, until one is left.
+void mergeParts(std::vector<Item> &items, const std::vector<std::pair<std::size_t, std::size_t>> &ranges)
+{
+    for (std::size_t width = 1; width < ranges.size(); width *= 2) {
+        for (std::size_t left = 0; left + width < ranges.size(); left += 2 * width) {
+            const auto first = items.begin() + std::ptrdiff_t(ranges[left].first);
+            const auto middle = items.begin() + std::ptrdiff_t(ranges[left + width].first);
+            const auto last =
+                items.begin() + std::ptrdiff_t(ranges[std::min(ranges.size(), left + 2 * width) - 1].second);
+            std::inplace_merge(first, middle, last);
+        }
+    }
+
+} // namespace
+} // namespace
+
 std::vector<std::size_t> NameCollator::stableOrder(const std::vector<QString> &names) const
 {
     return stableOrder(names.size(), [&](std::size_t i) { return names[i]; });
@@ -116,44 +162,12 @@ std::vector<std::size_t> NameCollator::stableOrder(std::size_t count,
             UErrorCode status = U_ZERO_ERROR;
             clone = ucol_clone(m_collator, &status);
         }
-        const UCollator *collator = clone ? clone : m_collator;
-        std::vector<std::uint8_t> &block = keyBlocks[part];
-        block.reserve((to - from) * 48);
-        std::vector<std::uint8_t> buffer(256);
-        std::vector<std::size_t> offsets(to - from);
-        for (std::size_t i = from; i < to; ++i) {
-            const QString name = nameAt(i);
-            const UChar *text = utf16(name);
-            int32_t needed =
-                ucol_getSortKey(collator, text, int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
-            if (needed > int32_t(buffer.size())) {
-                buffer.resize(std::size_t(needed));
-                needed = ucol_getSortKey(collator, text, int32_t(name.size()), buffer.data(), int32_t(buffer.size()));
-            }
-            const std::size_t length = std::size_t(std::max(needed, 0));
-            std::uint64_t prefix = 0;
-            for (std::size_t b = 0; b < 8; ++b)
-                prefix = (prefix << 8) | (b < length ? buffer[b] : 0);
-            items[i] = {prefix, nullptr, std::uint32_t(length), std::uint32_t(i)};
-            offsets[i - from] = block.size(); // the block may still move as it grows
-            block.insert(block.end(), buffer.begin(), buffer.begin() + std::ptrdiff_t(length));
-        }
+        keysOf(clone ? clone : m_collator, from, to, nameAt, items, keyBlocks[part]);
         if (clone)
             ucol_close(clone);
-        for (std::size_t i = from; i < to; ++i)
-            items[i].key = block.data() + offsets[i - from];
         std::sort(items.begin() + std::ptrdiff_t(from), items.begin() + std::ptrdiff_t(to));
     });
-    // Merge neighbouring sorted parts, pairwise, until one is left.
-    for (std::size_t width = 1; width < ranges.size(); width *= 2) {
-        for (std::size_t left = 0; left + width < ranges.size(); left += 2 * width) {
-            const auto first = items.begin() + std::ptrdiff_t(ranges[left].first);
-            const auto middle = items.begin() + std::ptrdiff_t(ranges[left + width].first);
-            const auto last =
-                items.begin() + std::ptrdiff_t(ranges[std::min(ranges.size(), left + 2 * width) - 1].second);
-            std::inplace_merge(first, middle, last);
-        }
-    }
+    mergeParts(items, ranges);
     for (std::size_t i = 0; i < count; ++i)
         order[i] = items[i].index;
     return order;

@@ -116,6 +116,53 @@ QString FileError::localizedDescription() const
     return QString::fromLocal8Bit(strerror_r(m_code, buffer, sizeof buffer));
 }
 
+namespace {
+
+// What one statx call says of an entry.
+FileProperties propertiesFrom(const struct statx &info, const std::string &name)
+{
+    FileProperties p;
+    if (info.stx_mask & STATX_TYPE) {
+        p.isRegularFile = S_ISREG(info.stx_mode);
+        p.isSymbolicLink = S_ISLNK(info.stx_mode);
+        p.isDirectory = S_ISDIR(info.stx_mode);
+    }
+    p.isHidden = name[0] == '.';
+    p.identity = identityFrom(info);
+    if (info.stx_mask & STATX_SIZE)
+        p.size = std::int64_t(info.stx_size);
+    if (info.stx_mask & STATX_BTIME) {
+        p.creationDate = dateFrom(info.stx_btime);
+        p.bornNs = nanoseconds(info.stx_btime);
+    }
+    if (info.stx_mask & STATX_MTIME) {
+        p.modificationDate = dateFrom(info.stx_mtime);
+        p.modifiedNs = nanoseconds(info.stx_mtime);
+    }
+    return p;
+}
+
+// The names in the folder, but "." and "..".
+std::vector<std::string> namesIn(DIR *dir)
+{
+    std::vector<std::string> names;
+    for (;;) {
+        errno = 0;
+        const dirent *item = ::readdir(dir);
+        if (!item) {
+            if (errno != 0)
+                throw OrganizerFailure::posix(errno);
+            return names;
+        }
+        const char *name = item->d_name;
+        if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
+            continue;
+        names.emplace_back(name);
+    }
+}
+
+} // namespace
+
 std::vector<DirectoryEntry> PosixFileSystem::contentsOfDirectory(const Path &directory)
 {
     const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -131,54 +178,20 @@ std::vector<DirectoryEntry> PosixFileSystem::contentsOfDirectory(const Path &dir
 
     // One pass over the directory for the names, then one statx per entry;
     // on a big folder the statx calls are shared out over the cores.
-    std::vector<DirectoryEntry> entries;
-    std::vector<std::string> names;
-    for (;;) {
-        errno = 0;
-        const dirent *item = ::readdir(dir);
-        if (!item) {
-            if (errno != 0)
-                throw OrganizerFailure::posix(errno);
-            break;
-        }
-        const char *name = item->d_name;
-        if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
-            continue;
-        names.emplace_back(name);
-    }
-    entries.resize(names.size());
-    const auto readProperties = [&](std::size_t from, std::size_t to) {
+    const std::vector<std::string> names = namesIn(dir);
+    std::vector<DirectoryEntry> entries(names.size());
+    parallelFor(names.size(), [&](std::size_t, std::size_t from, std::size_t to) {
         constexpr unsigned mask = STATX_TYPE | STATX_SIZE | STATX_BTIME | STATX_MTIME | STATX_INO;
         for (std::size_t i = from; i < to; ++i) {
             DirectoryEntry &entry = entries[i];
-            const std::string &name = names[i];
-            entry.url = directory / name;
+            entry.url = directory / names[i];
             struct statx info;
-            if (::statx(fd, name.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask, &info) != 0) {
+            if (::statx(fd, names[i].c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask, &info) != 0)
                 entry.error = FileError(errno);
-                continue;
-            }
-            FileProperties &p = entry.properties;
-            if (info.stx_mask & STATX_TYPE) {
-                p.isRegularFile = S_ISREG(info.stx_mode);
-                p.isSymbolicLink = S_ISLNK(info.stx_mode);
-                p.isDirectory = S_ISDIR(info.stx_mode);
-            }
-            p.isHidden = name[0] == '.';
-            p.identity = identityFrom(info);
-            if (info.stx_mask & STATX_SIZE)
-                p.size = std::int64_t(info.stx_size);
-            if (info.stx_mask & STATX_BTIME) {
-                p.creationDate = dateFrom(info.stx_btime);
-                p.bornNs = nanoseconds(info.stx_btime);
-            }
-            if (info.stx_mask & STATX_MTIME) {
-                p.modificationDate = dateFrom(info.stx_mtime);
-                p.modifiedNs = nanoseconds(info.stx_mtime);
-            }
+            else
+                entry.properties = propertiesFrom(info, names[i]);
         }
-    };
-    parallelFor(names.size(), [&](std::size_t, std::size_t from, std::size_t to) { readProperties(from, to); });
+    });
     return entries;
 }
 

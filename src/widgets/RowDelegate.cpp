@@ -79,18 +79,29 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     QRect area = option.rect.adjusted(horizontalMargin, verticalMargin, -horizontalMargin, -verticalMargin);
 
     painter->save();
-    const QIcon icon = index.data(SheetDialog::SymbolRole).value<QIcon>();
-    if (!icon.isNull()) {
-        const int size = std::min(m_layout.symbolBox - 4, 20);
-        const QRect box(area.left(), area.top(), m_layout.symbolBox, area.height());
-        icon.paint(painter, QRect(box.center() - QPoint(size / 2, size / 2), QSize(size, size)));
-    }
+    paintSymbol(painter, index, area);
     area.setLeft(area.left() + m_layout.symbolBox + m_layout.spacing);
+    painter->setFont(option.font);
+    paintDetails(painter, option.font, index, secondaryColor, area);
+    paintText(painter, option.font, index, primaryColor, secondaryColor, area);
+    painter->restore();
+}
 
-    // Right-hand details and the warning count.
-    const QFont baseFont = option.font;
-    painter->setFont(baseFont);
-    const QFontMetrics metrics(baseFont);
+void RowDelegate::paintSymbol(QPainter *painter, const QModelIndex &index, const QRect &area) const
+{
+    const QIcon icon = index.data(SheetDialog::SymbolRole).value<QIcon>();
+    if (icon.isNull())
+        return;
+    const int size = std::min(m_layout.symbolBox - 4, 20);
+    const QRect box(area.left(), area.top(), m_layout.symbolBox, area.height());
+    icon.paint(painter, QRect(box.center() - QPoint(size / 2, size / 2), QSize(size, size)));
+}
+
+// Right-hand details and the warning count; `area` loses what they take.
+void RowDelegate::paintDetails(QPainter *painter, const QFont &font, const QModelIndex &index,
+                               const QColor &secondaryColor, QRect &area) const
+{
+    const QFontMetrics metrics(font);
     const int warning = index.data(SheetDialog::WarningRole).toInt();
     if (warning > 0) {
         const QString text = QLocale().toString(warning);
@@ -110,8 +121,13 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
         painter->drawText(QRect(area.right() - width, area.top(), width, area.height()), Qt::AlignVCenter, details);
         area.setRight(area.right() - width - columnGap);
     }
+}
 
-    QFont primaryFont = baseFont;
+// The primary line and below it the secondary one (or lines, wrapped).
+void RowDelegate::paintText(QPainter *painter, const QFont &font, const QModelIndex &index, const QColor &primaryColor,
+                            const QColor &secondaryColor, const QRect &area) const
+{
+    QFont primaryFont = font;
     primaryFont.setBold(m_layout.boldPrimary);
     const QFont secondaryFont = Style::captionFont();
     const QFontMetrics primaryMetrics(primaryFont);
@@ -137,7 +153,6 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     else
         painter->drawText(QPoint(area.left(), y + secondaryMetrics.ascent()),
                           secondaryMetrics.elidedText(secondary, m_layout.secondaryElide, area.width()));
-    painter->restore();
 }
 
 QSize RowDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const

@@ -35,6 +35,12 @@ public:
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
 
 private:
+    void paintSymbol(QPainter *painter, const QModelIndex &index, const QRect &area) const;
+    void paintDetails(QPainter *painter, const QFont &font, const QModelIndex &index, const QColor &secondaryColor,
+                      QRect &area) const;
+    void paintText(QPainter *painter, const QFont &font, const QModelIndex &index, const QColor &primaryColor,
+                   const QColor &secondaryColor, const QRect &area) const;
+
     Layout m_layout;
 };
 

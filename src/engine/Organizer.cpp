@@ -91,6 +91,7 @@ struct Sorting
     FileCategory category = FileCategory::other;
     std::uint16_t part = 0; // the planning thread, whose day names `day` indexes
     std::uint32_t day = 0;
+    std::uint32_t companion = 0; // a download's control file beside it: that file's entry
 };
 
 // One folder files are planned into, and the names taken in it: what is on
@@ -378,7 +379,7 @@ public:
             if (found != companions.end()) {
                 sorting.verdict = Sorting::skip;
                 sorting.reason = SkipReason::downloadBeside;
-                sorting.day = found->second; // the control file's entry
+                sorting.companion = found->second;
             } else if (m_entries[i].properties.size == 0) {
                 sorting.verdict = Sorting::skip;
                 sorting.reason = SkipReason::emptyWhileDownloading;
@@ -424,7 +425,7 @@ public:
                 if (skipped.reason == SkipReason::beingWritten)
                     skipped.writer = m_writers.at(m_entries[index].properties.identity);
                 else if (skipped.reason == SkipReason::downloadBeside)
-                    skipped.companion = filenameOf(m_entries[m_sortings[index].day].url);
+                    skipped.companion = filenameOf(m_entries[m_sortings[index].companion].url);
                 break;
             }
             case Sorting::issue: {

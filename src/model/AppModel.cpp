@@ -63,64 +63,84 @@ AppModel::~AppModel()
     m_worker.reset();
 }
 
-// Every assignment notifies, as the views expect.
+// A property notifies only when its value really changes.
 void AppModel::setSourceURL(const Path &url)
 {
+    if (m_sourceURL == url)
+        return;
     m_sourceURL = url;
     emit sourceURLChanged();
 }
 
 void AppModel::setDestinationURL(const Path &url)
 {
+    if (m_destinationURL == url)
+        return;
     m_destinationURL = url;
     emit destinationURLChanged();
 }
 
 void AppModel::setThresholdMB(qint64 megabytes)
 {
+    if (m_thresholdMB == megabytes)
+        return;
     m_thresholdMB = megabytes;
     emit thresholdMBChanged();
 }
 
 void AppModel::setAutomaticEnabled(bool enabled)
 {
+    if (m_automaticEnabled == enabled)
+        return;
     m_automaticEnabled = enabled;
     emit automaticEnabledValueChanged();
 }
 
 void AppModel::setAutomaticTime(const QDateTime &time)
 {
+    if (m_automaticTime == time)
+        return;
     m_automaticTime = time;
     emit automaticTimeValueChanged();
 }
 
 void AppModel::setLastResult(std::optional<OrganizationResult> result)
 {
-    m_lastResult = std::move(result);
-    emit lastResultChanged();
+    if (m_lastResult != result) {
+        m_lastResult = std::move(result);
+        emit lastResultChanged();
+    }
     setShownIssues(m_lastResult ? m_lastResult->issues : QList<OrganizationIssue>());
 }
 
 void AppModel::setShownIssues(QList<OrganizationIssue> issues)
 {
+    if (m_shownIssues == issues)
+        return;
     m_shownIssues = std::move(issues);
     emit shownIssuesChanged();
 }
 
 void AppModel::setRunning(bool running)
 {
+    if (m_isRunning == running)
+        return;
     m_isRunning = running;
     emit isRunningChanged();
 }
 
 void AppModel::setProgress(std::optional<ExecutionProgress> progress)
 {
+    if (m_progress == progress)
+        return;
     m_progress = progress;
     emit progressChanged();
 }
 
 void AppModel::setStopping(bool stopping)
 {
+    if (m_isStopping == stopping)
+        return;
     m_isStopping = stopping;
     emit isStoppingChanged();
 }
@@ -136,18 +156,25 @@ void AppModel::stopRun()
 
 void AppModel::setPreviewPlan(std::optional<OrganizationPlan> plan)
 {
-    m_previewPlan = std::move(plan); // a big plan is moved in, never copied
+    // A big plan is moved in, never copied, nor compared: every plan is new.
+    if (!m_previewPlan && !plan)
+        return;
+    m_previewPlan = std::move(plan);
     emit previewPlanChanged();
 }
 
 void AppModel::setShowsPreview(bool shows)
 {
+    if (m_showsPreview == shows)
+        return;
     m_showsPreview = shows;
     emit showsPreviewChanged();
 }
 
 void AppModel::setShowsIssues(bool shows)
 {
+    if (m_showsIssues == shows)
+        return;
     m_showsIssues = shows;
     emit showsIssuesChanged();
 }
@@ -157,12 +184,16 @@ void AppModel::setShowsHistory(bool shows)
     // Another program may have run or undone something since: show it as it is now.
     if (shows && !m_showsHistory)
         setHistory(m_store->loadHistory());
+    if (m_showsHistory == shows)
+        return;
     m_showsHistory = shows;
     emit showsHistoryChanged();
 }
 
 void AppModel::setAlertMessage(const std::optional<QString> &message)
 {
+    if (m_alertMessage == message)
+        return;
     m_alertMessage = message;
     emit alertMessageChanged();
 }
@@ -183,9 +214,12 @@ AppModel::JournalView AppModel::readJournal() const
 
 void AppModel::setHistory(QList<RunHistoryEntry> history)
 {
-    m_history = std::move(history);
     // What the journal says of each run, read once per change of the list.
-    m_journalView = readJournal();
+    JournalView view = readJournal();
+    if (m_history == history && m_journalView == view)
+        return;
+    m_history = std::move(history);
+    m_journalView = std::move(view);
     emit historyChanged();
 }
 

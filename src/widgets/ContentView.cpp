@@ -307,7 +307,7 @@ void ContentView::updateThreshold()
 
 void ContentView::commitThreshold()
 {
-    // Return or leaving the field: always hand the value to the model, even unchanged.
+    // Return or leaving the field: hand the value to the model, and show what it kept.
     // As shown: the field has no mask and no echo mode, so it is its text.
     const QString typed = m_threshold->displayText().trimmed();
     bool ok = false;
@@ -317,6 +317,7 @@ void ContentView::commitThreshold()
     if (ok)
         m_model.setThresholdMB(value);
     m_model.thresholdChanged();
+    updateThreshold(); // the value as the model keeps it, changed or not
 }
 
 void ContentView::updateAutomatic()

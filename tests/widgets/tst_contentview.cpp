@@ -133,7 +133,6 @@ private slots:
     {
         QLineEdit *field = view()->thresholdField();
         QCOMPARE(field->text(), QLocale().toString(500));
-        QSignalSpy handled(&model(), &AppModel::thresholdMBChanged);
         field->setFocus();
         field->selectAll();
         QTest::keyClicks(field, u"0"_qs);
@@ -141,10 +140,12 @@ private slots:
         QCOMPARE(model().thresholdMB(), 1);
         QCOMPARE(field->text(), QLocale().toString(1));
         QCOMPARE(m_fixture->store->load().thresholdMB, 1);
-        // Return with the value unchanged still goes through the model.
-        handled.clear();
+        // Text that is no number leaves the value as it was, and the field shows it again.
+        field->selectAll();
+        QTest::keyClicks(field, u"x"_qs);
         QTest::keyClick(field, Qt::Key_Return);
-        QVERIFY(handled.count() >= 1);
+        QCOMPARE(model().thresholdMB(), 1);
+        QCOMPARE(field->text(), QLocale().toString(1));
         field->selectAll();
         QTest::keyClicks(field, u"100001"_qs);
         QTest::keyClick(field, Qt::Key_Return);

@@ -67,7 +67,8 @@ bool operator<(const Item &a, const Item &b)
 } // namespace
 
 NameCollator::NameCollator(const QLocale &locale)
-    : m_collator(openCollator(icuLocaleName(locale)))
+    : m_locale(locale)
+    , m_collator(openCollator(icuLocaleName(locale)))
 {
 }
 

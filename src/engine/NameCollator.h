@@ -23,6 +23,8 @@ public:
     NameCollator &operator=(const NameCollator &) = delete;
 
     int compare(const QString &a, const QString &b) const;
+    // The locale it collates for.
+    const QLocale &locale() const { return m_locale; }
 
     // The stable order of the names: indices into `names`, equal names keep
     // their order. One sort key per name, made on every core for big lists.
@@ -32,6 +34,7 @@ public:
     std::vector<std::size_t> stableOrder(std::size_t count, const std::function<QString(std::size_t)> &nameAt) const;
 
 private:
+    QLocale m_locale;
     UCollator *m_collator = nullptr;
 };
 

@@ -127,6 +127,10 @@ Organizer::Organizer(std::shared_ptr<FileSystem> fileManager, std::shared_ptr<Wr
 {
 }
 
+Organizer::~Organizer() = default;
+Organizer::Organizer(Organizer &&) noexcept = default;
+Organizer &Organizer::operator=(Organizer &&) noexcept = default;
+
 void Organizer::setCalendarProvider(std::function<Calendar()> provider)
 {
     m_calendarProvider = std::move(provider);
@@ -319,11 +323,12 @@ class Planning
 {
 public:
     Planning(const OrganizerConfiguration &configuration, FileSystem &files, WriterProbe *writerProbe,
-             const Calendar &calendar)
+             const Calendar &calendar, const NameCollator &collator)
         : m_configuration(configuration)
         , m_files(files)
         , m_writerProbe(writerProbe)
         , m_calendar(calendar)
+        , m_collator(collator)
     {
         m_plan.generatedAt = configuration.now();
         m_plan.destinationRoot = configuration.destinationURL;
@@ -333,7 +338,7 @@ public:
     {
         m_entries = m_files.contentsOfDirectory(m_configuration.sourceURL);
         m_order =
-            NameCollator().stableOrder(m_entries.size(), [&](std::size_t i) { return displayName(m_entries[i].url); });
+            m_collator.stableOrder(m_entries.size(), [&](std::size_t i) { return displayName(m_entries[i].url); });
         // Who is writing what, read after the listing: a download that starts
         // later is caught again right before its move.
         if (m_writerProbe)
@@ -627,6 +632,7 @@ private:
     FileSystem &m_files;
     WriterProbe *m_writerProbe;
     const Calendar m_calendar;
+    const NameCollator &m_collator;
     OrganizationPlan m_plan;
 
     std::vector<DirectoryEntry> m_entries;
@@ -663,7 +669,10 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUs
                        })};
     }
 
-    Planning planning(configuration, *m_fileManager, m_writerProbe.get(), m_calendarProvider());
+    // A process that plans again and again keeps its collator while the locale stays.
+    if (!m_collator || m_collator->locale() != QLocale())
+        m_collator = std::make_unique<NameCollator>();
+    Planning planning(configuration, *m_fileManager, m_writerProbe.get(), m_calendarProvider(), *m_collator);
     planning.list();
     planning.classify();
     planning.holdBackWhatDownloadsNeed();

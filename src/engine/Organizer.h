@@ -22,6 +22,8 @@
 
 namespace sorvanel {
 
+class NameCollator;
+
 // What an undo did: the files that went back and those that could not.
 struct UndoResult
 {
@@ -45,6 +47,9 @@ class Organizer
 public:
     explicit Organizer(std::shared_ptr<FileSystem> fileManager = std::make_shared<PosixFileSystem>(),
                        std::shared_ptr<WriterProbe> writerProbe = std::make_shared<SystemWriterProbe>());
+    ~Organizer();
+    Organizer(Organizer &&) noexcept;
+    Organizer &operator=(Organizer &&) noexcept;
 
     // Planning asks for the calendar once per plan; tests pin one.
     void setCalendarProvider(std::function<Calendar()> provider);
@@ -133,6 +138,7 @@ private:
     std::shared_ptr<FileSystem> m_fileManager;
     std::shared_ptr<WriterProbe> m_writerProbe;
     std::function<Calendar()> m_calendarProvider;
+    std::unique_ptr<NameCollator> m_collator;
     // The watch of the source folder that the writer check of the next
     // execution needs, started on another thread while planning reads the
     // folder: on a big folder the kernel takes as long to set it up as a

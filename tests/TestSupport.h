@@ -185,10 +185,11 @@ inline QDateTime longAgo()
 class TestWriter
 {
 public:
-    // `mode`: append, truncate, readwrite or read.
-    bool start(const QString &mode, const Path &path)
+    // `mode`: append, truncate, readwrite or read. `program`: a copy of the
+    // writer under another name.
+    bool start(const QString &mode, const Path &path, const QString &program = {})
     {
-        m_process.start(QString::fromLocal8Bit(qgetenv("SORVANEL_SLOWWRITER")),
+        m_process.start(program.isEmpty() ? QString::fromLocal8Bit(qgetenv("SORVANEL_SLOWWRITER")) : program,
                         {mode, QFile::decodeName(QByteArray::fromStdString(path.native()))});
         return answer() == "open";
     }

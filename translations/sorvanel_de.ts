@@ -699,5 +699,13 @@
         <source>Show the version.</source>
         <translation>Die Version anzeigen.</translation>
     </message>
+    <message>
+        <source>not fully written yet (it has gaps; a paused torrent?)</source>
+        <translation>noch nicht ganz geschrieben (es hat Lücken; ein angehaltener Torrent?)</translation>
+    </message>
+    <message>
+        <source>waiting for its other stream to be merged</source>
+        <translation>wartet darauf, mit seiner anderen Spur zusammengeführt zu werden</translation>
+    </message>
 </context>
 </TS>

@@ -72,6 +72,7 @@ struct FileProperties
     std::optional<QDateTime> modificationDate;
     std::int64_t modifiedNs = 0; // the modification time, exactly
     std::int64_t bornNs = 0; // the birth time, exactly, where the file system keeps one; else 0
+    std::int64_t allocatedBytes = -1; // what its data takes on the drive; -1: not known
 };
 
 // What tells one file from another that took its name: its identity, size
@@ -191,6 +192,18 @@ public:
         return false;
     }
 
+    // Whether the regular file of `size` bytes has a hole in its data: a
+    // range never written (a paused torrent, written piece by piece) or
+    // pre-allocated and not yet filled. Blind (false) where the file system
+    // can't tell (FAT, exFAT, FUSE without holes), and not asked on ZFS, whose
+    // compression keeps runs of zeros as holes. Safe to call from several threads.
+    virtual bool hasGaps(const Path &file, std::int64_t size)
+    {
+        (void)file;
+        (void)size;
+        return false;
+    }
+
     // Whether the file system under the folder gives a file the same inode
     // number for its whole life. FAT and exFAT number files afresh each time
     // the drive is mounted, and FUSE file systems may number them as they
@@ -274,6 +287,7 @@ public:
     bool sameBytes(const Path &a, const Path &b) override;
     bool ignoresCase(const Path &folder) override;
     bool keepsFileNumbers(const Path &folder) override;
+    bool hasGaps(const Path &file, std::int64_t size) override;
     std::optional<Path> missingDrive(const Path &folder) override;
     void removeLeftoverCopies(const Path &root) override;
     std::size_t prepareCopies(const Path &folder, const std::vector<std::string_view> &names,

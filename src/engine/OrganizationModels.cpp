@@ -122,6 +122,10 @@ QString localizedReason(const SkippedFile &file)
             return L10n::format("being written by %@ (pid %@)",
                                 {file.writer.program, QString::number(file.writer.pid)});
         return L10n::text("being written by another program");
+    case SkipReason::unwrittenGaps:
+        return L10n::text("not fully written yet (it has gaps; a paused torrent?)");
+    case SkipReason::waitingForMerge:
+        return L10n::text("waiting for its other stream to be merged");
     case SkipReason::tooRecent:
         break;
     }

@@ -130,6 +130,8 @@ enum class SkipReason : std::uint8_t {
     emptyWhileDownloading, // browsers create the final name empty and write elsewhere
     beingWritten, // a program holds it open for writing
     tooRecent, // modified within the minimum age (or in the future)
+    unwrittenGaps, // its data has holes: a paused torrent, a download pre-allocated and not yet filled
+    waitingForMerge, // a video stream whose other stream (or their merge) is still being downloaded
 };
 
 struct SkippedFile

@@ -392,6 +392,68 @@ public:
         }
     }
 
+    // yt-dlp fetches a video's streams one after the other as "NAME.f137.mp4"
+    // and "NAME.f140.m4a", then merges them through "NAME.temp.mp4" into
+    // "NAME.mp4": a finished stream waits while anything else of NAME is
+    // unfinished by its name or being written. Time can't decide this: the
+    // other stream takes as long as it takes.
+    void holdBackStreamsBeforeTheirMerge()
+    {
+        std::vector<std::size_t> streams;
+        for (std::size_t i = 0; i < m_entries.size(); ++i) {
+            if (m_sortings[i].verdict == Sorting::move && !streamStem(filenameOf(m_entries[i].url)).empty())
+                streams.push_back(i);
+        }
+        if (streams.empty())
+            return;
+        std::vector<std::string_view> unfinished;
+        for (std::size_t i = 0; i < m_entries.size(); ++i) {
+            const SkipReason reason = m_sortings[i].reason;
+            const bool skipped = m_sortings[i].verdict == Sorting::skip;
+            const std::string_view name = filenameOf(m_entries[i].url);
+            if ((skipped && (reason == SkipReason::unfinishedDownload || reason == SkipReason::beingWritten))
+                || isMergeOutput(name))
+                unfinished.push_back(name);
+        }
+        std::sort(unfinished.begin(), unfinished.end());
+        for (const std::size_t i : streams) {
+            const std::string_view name = filenameOf(m_entries[i].url);
+            const std::string prefix = std::string(streamStem(name)) + '.';
+            for (auto other = std::lower_bound(unfinished.begin(), unfinished.end(), std::string_view(prefix));
+                 other != unfinished.end() && other->starts_with(prefix); ++other) {
+                if (*other != name) {
+                    m_sortings[i].verdict = Sorting::skip;
+                    m_sortings[i].reason = SkipReason::waitingForMerge;
+                    break;
+                }
+            }
+        }
+    }
+
+    // "NAME" of a stream named "NAME.fID.EXT" (ID: letters, digits, - and _);
+    // empty for any other name.
+    static std::string_view streamStem(std::string_view name)
+    {
+        const auto last = name.rfind('.');
+        if (last == std::string_view::npos || last == 0)
+            return {};
+        const auto before = name.rfind('.', last - 1);
+        if (before == std::string_view::npos || before == 0 || last - before < 3 || name[before + 1] != 'f')
+            return {};
+        const std::string_view id = name.substr(before + 2, last - before - 2);
+        const bool formatId = std::all_of(id.begin(), id.end(), [](char c) {
+            return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' || c == '_';
+        });
+        return formatId ? name.substr(0, before) : std::string_view();
+    }
+
+    // "NAME.temp.EXT": what ffmpeg writes while it merges the streams.
+    static bool isMergeOutput(std::string_view name)
+    {
+        const auto last = name.rfind('.');
+        return last != std::string_view::npos && last >= 5 && name.substr(last - 5, 6) == ".temp.";
+    }
+
     // The target folders: four per day (three categories and the day itself).
     void layOutFolders()
     {
@@ -539,9 +601,24 @@ private:
             sorting.verdict = Sorting::issue;
             return;
         }
+        if (hasGaps(entry)) {
+            sorting.reason = SkipReason::unwrittenGaps;
+            return;
+        }
         sorting.verdict = Sorting::move;
         sorting.day = m_dayFolders[part].index(*date);
         sorting.category = categoryFor(*p.size, m_configuration.largeFileThresholdBytes, kind);
+    }
+
+    // Asked only where a hole can matter: a big file, or one whose data takes
+    // less room on the drive than its size.
+    bool hasGaps(const DirectoryEntry &entry) const
+    {
+        const FileProperties &p = entry.properties;
+        constexpr std::int64_t mebibyte = std::int64_t(1) << 20;
+        if (*p.size < mebibyte && (p.allocatedBytes < 0 || p.allocatedBytes >= *p.size))
+            return false;
+        return m_files.hasGaps(entry.url, *p.size);
     }
 
     std::uint32_t folderOf(std::size_t index) const
@@ -676,6 +753,7 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUs
     planning.list();
     planning.classify();
     planning.holdBackWhatDownloadsNeed();
+    planning.holdBackStreamsBeforeTheirMerge();
     planning.layOutFolders();
     planning.collectInNameOrder();
     planning.free(freed);

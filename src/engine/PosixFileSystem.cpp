@@ -139,6 +139,8 @@ FileProperties propertiesFrom(const struct statx &info, const std::string &name)
         p.modificationDate = dateFrom(info.stx_mtime);
         p.modifiedNs = nanoseconds(info.stx_mtime);
     }
+    if (info.stx_mask & STATX_BLOCKS)
+        p.allocatedBytes = std::int64_t(info.stx_blocks) * 512;
     return p;
 }
 
@@ -181,7 +183,7 @@ std::vector<DirectoryEntry> PosixFileSystem::contentsOfDirectory(const Path &dir
     const std::vector<std::string> names = namesIn(dir);
     std::vector<DirectoryEntry> entries(names.size());
     parallelFor(names.size(), [&](std::size_t, std::size_t from, std::size_t to) {
-        constexpr unsigned mask = STATX_TYPE | STATX_SIZE | STATX_BTIME | STATX_MTIME | STATX_INO;
+        constexpr unsigned mask = STATX_TYPE | STATX_SIZE | STATX_BTIME | STATX_MTIME | STATX_INO | STATX_BLOCKS;
         for (std::size_t i = from; i < to; ++i) {
             DirectoryEntry &entry = entries[i];
             entry.url = directory / names[i];
@@ -665,6 +667,19 @@ bool PosixFileSystem::keepsFileNumbers(const Path &folder)
             break;
     }
     return true;
+}
+
+bool PosixFileSystem::hasGaps(const Path &file, std::int64_t size)
+{
+    const Descriptor fd(::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct statfs info;
+    constexpr unsigned long zfs = 0x2fc12fc1;
+    if (!fd || ::fstatfs(fd.get(), &info) != 0 || static_cast<unsigned long>(info.f_type) == zfs)
+        return false;
+    // The first hole: the end of the file where there is none, and there too
+    // where the file system has no way to say (it then takes every byte as data).
+    const off_t hole = ::lseek(fd.get(), 0, SEEK_HOLE);
+    return hole >= 0 && hole < size;
 }
 
 std::optional<Path> PosixFileSystem::missingDrive(const Path &folder)

@@ -117,20 +117,56 @@ SystemWriterProbe::SystemWriterProbe(Path procRoot)
 {
 }
 
-QString SystemWriterProbe::programName(std::int64_t pid) const
+namespace {
+
+std::string_view baseName(std::string_view path)
 {
-    const Path comm = m_procRoot / std::to_string(pid) / "comm";
-    const Descriptor fd(::open(comm.c_str(), O_RDONLY | O_CLOEXEC));
+    const auto slash = path.rfind('/');
+    return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+// What a small file of /proc holds, up to 4 KiB.
+std::string procText(const Path &file)
+{
+    const Descriptor fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!fd)
         return {};
-    char buffer[64];
-    const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
-    if (n <= 0)
-        return {};
-    std::string_view name(buffer, std::size_t(n));
-    while (!name.empty() && (name.back() == '\n' || name.back() == '\0'))
-        name.remove_suffix(1);
-    return QString::fromUtf8(name.data(), qsizetype(name.size()));
+    std::string text(4096, '\0');
+    const ssize_t n = ::read(fd.get(), text.data(), text.size());
+    text.resize(n > 0 ? std::size_t(n) : 0);
+    return text;
+}
+
+} // namespace
+
+// The kernel keeps a program's name to 15 bytes ("transmission-da"): a name
+// that long is looked up in full, as the executable's name or the first or
+// second word of its command line (a script's interpreter comes first).
+QString SystemWriterProbe::programName(std::int64_t pid) const
+{
+    const Path process = m_procRoot / std::to_string(pid);
+    std::string comm = procText(process / "comm");
+    while (!comm.empty() && (comm.back() == '\n' || comm.back() == '\0'))
+        comm.pop_back();
+    constexpr std::size_t kept = 15;
+    if (comm.size() == kept) {
+        std::vector<std::string> candidates;
+        char target[4096];
+        const ssize_t length = ::readlink((process / "exe").c_str(), target, sizeof target);
+        if (length > 0 && length < ssize_t(sizeof target))
+            candidates.emplace_back(baseName(std::string_view(target, std::size_t(length))));
+        const std::string arguments = procText(process / "cmdline");
+        for (std::size_t start = 0, word = 0; start < arguments.size() && word < 2; ++word) {
+            const std::size_t end = std::min(arguments.find('\0', start), arguments.size());
+            candidates.emplace_back(baseName(std::string_view(arguments).substr(start, end - start)));
+            start = end + 1;
+        }
+        for (const std::string &candidate : candidates) {
+            if (candidate.size() > kept && candidate.starts_with(comm))
+                return QString::fromUtf8(candidate.data(), qsizetype(candidate.size()));
+        }
+    }
+    return QString::fromUtf8(comm.data(), qsizetype(comm.size()));
 }
 
 WriterSnapshot SystemWriterProbe::openForWriting()

@@ -8,7 +8,9 @@
 #include <map>
 #include <set>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace sorvanel;
 using namespace sorvanel::test;
@@ -88,6 +90,8 @@ class TestOrganizer : public QObject
         writeFile(m_source / name, content, fixedNow.addDays(-2));
     }
 
+    enum class Gap { sparse, preallocated, smallSparse };
+
 private slots:
     void init()
     {
@@ -120,6 +124,18 @@ private slots:
         QTest::newRow("control file for another name")
             << QStringList{"a.iso", "b.iso.crdownload"} << QStringList{"a.iso"}
             << QStringList{"b.iso.crdownload: unfinished download"};
+        QTest::newRow("yt-dlp: a stream while the other downloads")
+            << QStringList{"Clip.f251-drc.webm", "Clip.f399.mp4.part-Frag3", "Other.f137.mp4"}
+            << QStringList{"Other.f137.mp4"}
+            << QStringList{"Clip.f251-drc.webm: waiting for its other stream to be merged",
+                           "Clip.f399.mp4.part-Frag3: unfinished download"};
+        QTest::newRow("yt-dlp: both streams while they merge")
+            << QStringList{"S.f137.mp4", "S.f140.m4a", "S.temp.mp4"} << QStringList{"S.temp.mp4"}
+            << QStringList{"S.f137.mp4: waiting for its other stream to be merged",
+                           "S.f140.m4a: waiting for its other stream to be merged"};
+        QTest::newRow("stream names with nothing unfinished")
+            << QStringList{"S.f137.mp4", "S.f140.m4a", "T.f1.mp4.part.txt"}
+            << QStringList{"S.f137.mp4", "S.f140.m4a", "T.f1.mp4.part.txt"} << QStringList{};
     }
 
     void unfinishedDownloadsHoldBackTheirFiles()
@@ -145,6 +161,61 @@ private slots:
             QCOMPARE(shown, reasons);
         else
             QCOMPARE(shown.size(), reasons.size());
+    }
+
+    void aFileWithGapsStaysUntilItIsWhole_data()
+    {
+        QTest::addColumn<bool>("otherDrive"); // /dev/shm rather than the build folder's drive
+        QTest::addColumn<int>("kind"); // how the unwritten part came about
+        for (const bool other : {false, true}) {
+            const char *drive = other ? "tmpfs" : "build folder's drive";
+            QTest::addRow("%s: written piece by piece", drive) << other << int(Gap::sparse);
+            QTest::addRow("%s: pre-allocated", drive) << other << int(Gap::preallocated);
+            QTest::addRow("%s: small and sparse", drive) << other << int(Gap::smallSparse);
+        }
+    }
+
+    // A paused torrent is closed, full size and old: only the holes in its
+    // data tell it from a finished file.
+    void aFileWithGapsStaysUntilItIsWhole()
+    {
+        QFETCH(bool, otherDrive);
+        QFETCH(int, kind);
+        std::unique_ptr<TemporaryFolder> far;
+        if (otherDrive) {
+            far = folderOnOtherFileSystem(m_dir->path());
+            SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
+            m_source = toPath(far->path());
+        }
+        const Path file = m_source / "movie.mkv";
+        const std::int64_t size = kind == int(Gap::smallSparse) ? 300000 : 6 << 20;
+        const QByteArray data(int(size), 'm');
+        {
+            const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            QVERIFY(fd >= 0);
+            if (kind == int(Gap::preallocated))
+                QCOMPARE(::fallocate(fd, 0, 0, size), 0);
+            else
+                QCOMPARE(::ftruncate(fd, size), 0);
+            QCOMPARE(::pwrite(fd, data.constData(), 4096, 0), ssize_t(4096)); // the first piece
+            ::close(fd);
+        }
+        const qint64 old = fixedNow.addDays(-2).toSecsSinceEpoch();
+        const struct timespec times[2] = {{old, 0}, {old, 0}};
+        QCOMPARE(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+        auto c = configuration();
+        c.now = [] { return fixedNow; };
+        OrganizationPlan plan = organizer().makePlan(c);
+        QVERIFY(plan.moves.empty());
+        QCOMPARE(plan.skippedFiles.size(), std::size_t(1));
+        QCOMPARE(plan.skippedFiles[0].reason, SkipReason::unwrittenGaps);
+
+        writeFile(file, data, fixedNow.addDays(-2)); // every piece is in
+        plan = organizer().makePlan(c);
+        QCOMPARE(plan.moves.size(), std::size_t(1));
+        QVERIFY(organizer().execute(plan).issues.isEmpty());
+        QCOMPARE(readFile(plan.moves[0].destinationURL), data);
+        QVERIFY(!std::filesystem::exists(file));
     }
 
     void everySkippedFileHasItsReason()

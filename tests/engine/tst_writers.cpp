@@ -134,6 +134,22 @@ private slots:
         QCOMPARE(probe.openForWriting().byIdentity.count(identityOf(file)), 0u);
     }
 
+    // The kernel keeps 15 bytes of a program's name ("transmission-da"): the
+    // writer is named as its user knows it.
+    void aLongProgramNameIsShownWhole()
+    {
+        const QString program = m_dir->path() + u"/transmission-daemon"_qs;
+        QVERIFY(QFile::copy(QString::fromLocal8Bit(qgetenv("SORVANEL_SLOWWRITER")), program));
+        QVERIFY(QFile::setPermissions(program, QFile::ReadOwner | QFile::ExeOwner));
+        const Path file = m_source / "linux.iso";
+        writeFile(file, "partial");
+        TestWriter writer;
+        QVERIFY(writer.start(u"append"_qs, file, program));
+        const auto found = SystemWriterProbe().writerOf(file, -1);
+        QVERIFY(found);
+        QCOMPARE(found->program, u"transmission-daemon"_qs);
+    }
+
     // The check of one execution: its snapshot, and a fresh look at names
     // touched after it began.
     void checkSeesWritersBeforeAndAfterItBegan()

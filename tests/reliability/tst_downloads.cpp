@@ -186,6 +186,51 @@ private slots:
         QCOMPARE(filed.size(), 1);
         QCOMPARE(readFile(destination / filed.front().toStdString()), content);
     }
+
+    // yt-dlp fetches a video's picture and sound one after the other, then
+    // merges them: the finished picture stream (dated by the server, days
+    // old) waits while curl, standing in for yt-dlp's own fetch, stalls on the
+    // sound; the merged video is filed once it is there.
+    void aVideoStreamWaitsForItsOtherStream()
+    {
+        const QString program = QStandardPaths::findExecutable(u"curl"_qs);
+        if (program.isEmpty())
+            QSKIP("curl not installed");
+        const Path source = toPath(m_home->downloads());
+        const QByteArray picture(2 * 1024 * 1024, 'v');
+        const QByteArray sound(1024 * 1024, 'a');
+        writeFile(source / "Clip.f137.mp4", picture, longAgo());
+        PausingServer server(sound);
+        QProcess download;
+        download.start(
+            program,
+            {u"-s"_qs, u"-o"_qs, m_home->downloads() + u"/Clip.f140.m4a.part"_qs, server.url(u"Clip.f140.m4a"_qs)});
+        QTRY_VERIFY_WITH_TIMEOUT(sizeOf(source / "Clip.f140.m4a.part") > 0, 60000);
+        backdate(source / "Clip.f140.m4a.part");
+
+        Run run = cli({u"organize"_qs, u"--json"_qs});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.json().object().value(u"moved"_qs).toInt(), 0);
+        QCOMPARE(run.json().object().value(u"skipped"_qs).toInt(), 2);
+        QCOMPARE(readFile(source / "Clip.f137.mp4"), picture);
+
+        server.sendTheRest();
+        QTRY_COMPARE_WITH_TIMEOUT(download.state(), QProcess::NotRunning, 20000);
+        QCOMPARE(download.exitCode(), 0);
+        // The merge: both streams into one file, then the streams go.
+        std::filesystem::rename(source / "Clip.f140.m4a.part", source / "Clip.f140.m4a");
+        writeFile(source / "Clip.mp4", readFile(source / "Clip.f137.mp4") + readFile(source / "Clip.f140.m4a"),
+                  longAgo());
+        std::filesystem::remove(source / "Clip.f137.mp4");
+        std::filesystem::remove(source / "Clip.f140.m4a");
+        run = cli({u"organize"_qs, u"--json"_qs});
+        QCOMPARE(run.json().object().value(u"moved"_qs).toInt(), 1);
+        const Path destination = source / "__filesDownloadedAt";
+        QStringList filed = regularFilesBelow(QFile::decodeName(QByteArray::fromStdString(destination.native())));
+        filed.removeAll(u".sorvanel.lock"_qs);
+        QCOMPARE(filed.size(), 1);
+        QCOMPARE(readFile(destination / filed.front().toStdString()), picture + sound);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestDownloads)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "DownloadsGenerator.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -21,9 +22,15 @@ void makeFile(const std::filesystem::path &path, std::int64_t size, std::time_t 
     const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (fd < 0)
         throw std::runtime_error("cannot create " + path.string() + ": " + std::strerror(errno));
-    if (size > 0 && ::ftruncate(fd, size) != 0) {
-        ::close(fd);
-        throw std::runtime_error("cannot size " + path.string());
+    // Written, not sized: a sparse file would stay as a download with gaps.
+    static const std::string bytes(std::size_t(2) << 20, 'd');
+    for (std::int64_t done = 0; done < size;) {
+        const ssize_t n = ::write(fd, bytes.data(), std::size_t(std::min<std::int64_t>(size - done, bytes.size())));
+        if (n <= 0) {
+            ::close(fd);
+            throw std::runtime_error("cannot write " + path.string());
+        }
+        done += n;
     }
     const struct timespec times[2] = {{modified, 0}, {modified, 0}};
     ::futimens(fd, times);
@@ -101,9 +108,10 @@ GeneratedFolder generateDownloads(const std::filesystem::path &source, const std
             modified = now + 3600;
             movable = false;
         }
-        // Mostly small, some around the large-file threshold (sparse).
-        std::int64_t size = std::int64_t(random() % 200000);
-        if (chance(0.02))
+        // Mostly small, a few around the large-file threshold; all written
+        // (about 600 MB for 100,000 files).
+        std::int64_t size = std::int64_t(random() % 8192);
+        if (chance(0.002))
             size = thresholdBytes + std::int64_t(random() % 3) - 1;
         makeFile(source / name, size, modified);
         ++folder.files;

@@ -7,6 +7,8 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusReply>
+#include <QDir>
 #include <QProcess>
 #include <QTimer>
 #include <QtTest>
@@ -52,7 +54,36 @@ public slots:
         return id;
     }
     void CloseNotification(quint32) { }
+    // Ends a server the bus started (it would hold the test's output open).
+    void Quit() { QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit); }
+    // What it has shown, for a test that did not start it.
+    QStringList ShownSummaries()
+    {
+        QStringList summaries;
+        for (const Shown &each : shown)
+            summaries << each.summary;
+        return summaries;
+    }
 };
+
+namespace {
+
+const QString serverName = u"org.freedesktop.Notifications"_qs;
+const QString serverPath = u"/org/freedesktop/Notifications"_qs;
+
+// The server as the bus starts it on demand: a process of its own, for a while.
+int serveNotifications(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    FakeNotificationServer server;
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.registerObject(serverPath, &server, QDBusConnection::ExportAllSlots) || !bus.registerService(serverName))
+        return 1;
+    QTimer::singleShot(15000, &app, &QCoreApplication::quit);
+    return app.exec();
+}
+
+} // namespace
 
 class TestNotifications : public QObject
 {
@@ -81,8 +112,8 @@ private slots:
         QDBusConnection bus = QDBusConnection::sessionBus();
         if (!bus.isConnected())
             QSKIP("no session bus: run under dbus-run-session");
-        QVERIFY(bus.registerService(u"org.freedesktop.Notifications"_qs));
-        QVERIFY(bus.registerObject(u"/org/freedesktop/Notifications"_qs, &m_server, QDBusConnection::ExportAllSlots));
+        QVERIFY(bus.registerService(serverName));
+        QVERIFY(bus.registerObject(serverPath, &m_server, QDBusConnection::ExportAllSlots));
     }
 
     void init() { m_server.shown.clear(); }
@@ -126,7 +157,45 @@ private slots:
             QCOMPARE(m_server.shown.size(), 1);
         }
     }
+
+    // Where the notification server is started by the bus when first called
+    // (dunst, mako and others), the agent's call starts it. Last: this test
+    // hands the server's name to the bus.
+    void aServerStartedOnDemandShowsTheNotification()
+    {
+        const QString services = qEnvironmentVariable("XDG_DATA_HOME") + u"/dbus-1/services"_qs;
+        if (qEnvironmentVariableIsEmpty("XDG_DATA_HOME") || !QDir(services).exists())
+            QSKIP("no folder of services for the private bus");
+        QFile service(services + u"/org.freedesktop.Notifications.service"_qs);
+        QVERIFY(service.open(QIODevice::WriteOnly));
+        service.write("[D-BUS Service]\nName=org.freedesktop.Notifications\nExec="
+                      + QFile::encodeName(QCoreApplication::applicationFilePath()) + " --serve\n");
+        service.close();
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        bus.unregisterObject(serverPath);
+        QVERIFY(bus.unregisterService(serverName));
+        bus.call(QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_qs, u"/org/freedesktop/DBus"_qs,
+                                                u"org.freedesktop.DBus"_qs, u"ReloadConfig"_qs));
+
+        TemporaryHome home;
+        writeFile(toPath(home.downloads()) / "a.pdf", "a", longAgo());
+        writeFile(toPath(home.downloads()) / "b.png", "b", longAgo());
+        QCOMPARE(runAgent(), 0);
+        const QDBusReply<QStringList> shown =
+            bus.call(QDBusMessage::createMethodCall(serverName, serverPath, serverName, u"ShownSummaries"_qs),
+                     QDBus::Block, 5000);
+        bus.call(QDBusMessage::createMethodCall(serverName, serverPath, serverName, u"Quit"_qs), QDBus::Block, 5000);
+        QVERIFY2(shown.isValid(), qPrintable(shown.error().message()));
+        QCOMPARE(shown.value(), QStringList{L10n::format("Sorvanel tidied %d files", {2})});
+    }
 };
 
-QTEST_GUILESS_MAIN(TestNotifications)
+int main(int argc, char *argv[])
+{
+    if (argc == 2 && qstrcmp(argv[1], "--serve") == 0)
+        return serveNotifications(argc, argv);
+    QCoreApplication app(argc, argv);
+    TestNotifications test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_notifications.moc"

@@ -64,10 +64,6 @@
         <translation>Automatisches Aufräumen fehlgeschlagen</translation>
     </message>
     <message>
-        <source>Automatic startup could not be changed: %@</source>
-        <translation>Der automatische Start konnte nicht geändert werden: %@</translation>
-    </message>
-    <message>
         <source>Cancel</source>
         <translation>Abbrechen</translation>
     </message>
@@ -706,6 +702,10 @@
     <message>
         <source>waiting for its other stream to be merged</source>
         <translation>wartet darauf, mit seiner anderen Spur zusammengeführt zu werden</translation>
+    </message>
+    <message>
+        <source>Automatic cleanup could not be changed: %@</source>
+        <translation>Das automatische Aufräumen konnte nicht geändert werden: %@</translation>
     </message>
 </context>
 </TS>

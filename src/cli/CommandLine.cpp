@@ -547,7 +547,7 @@ int CommandLine::applyAutomaticSwitch(SettingsStore &store)
     const QString error = m_scheduler->applyAndWait(store.load().automaticEnabled);
     if (error.isEmpty())
         return success;
-    m_err << L10n::format("Automatic startup could not be changed: %@", {error}) << '\n';
+    m_err << L10n::format("Automatic cleanup could not be changed: %@", {error}) << '\n';
     return finishedWithIssues;
 }
 

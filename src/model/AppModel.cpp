@@ -459,11 +459,18 @@ void AppModel::applyLoginItemChange(bool enabled, bool reportErrors)
 {
     m_loginItemBusy = true;
     QPointer<AppModel> self(this);
-    const auto finished = [self, reportErrors](const QString &error) {
+    const auto finished = [self, enabled, reportErrors](const QString &error) {
         if (!self)
             return;
-        if (!error.isEmpty() && reportErrors)
-            self->setAlertMessage(L10n::format("Automatic startup could not be changed: %@", {error}));
+        if (!error.isEmpty() && reportErrors) {
+            self->setAlertMessage(L10n::format("Automatic cleanup could not be changed: %@", {error}));
+            // The switch and the stored setting follow what happened: a timer
+            // that could not be installed leaves automatic cleanup off.
+            if (enabled) {
+                self->setAutomaticEnabled(false);
+                self->m_store->saveAutomaticEnabled(false);
+            }
+        }
         self->m_loginItemBusy = false;
         if (const auto next = std::exchange(self->m_pendingLoginItem, std::nullopt))
             self->applyLoginItemChange(next->first, next->second);

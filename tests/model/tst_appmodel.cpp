@@ -158,8 +158,16 @@ private slots:
         model->automaticEnabledChanged();
         QTRY_VERIFY(model->alertMessage().has_value());
         QCOMPARE(*model->alertMessage(),
-                 L10n::format("Automatic startup could not be changed: %@", {u"Failed to connect to bus"_qs}));
+                 L10n::format("Automatic cleanup could not be changed: %@", {u"Failed to connect to bus"_qs}));
         QCOMPARE(m_loginItems->calls, (QStringList{u"status"_qs, u"unregister"_qs}));
+        QVERIFY(!model->automaticEnabled());
+        QVERIFY(!m_store->load().automaticEnabled);
+        // On, refused: the switch and the stored setting go back off.
+        m_loginItems->status = LoginItemService::Status::notRegistered;
+        model->setAlertMessage(std::nullopt);
+        model->setAutomaticEnabled(true);
+        model->automaticEnabledChanged();
+        QTRY_VERIFY(model->alertMessage().has_value());
         QVERIFY(!model->automaticEnabled());
         QVERIFY(!m_store->load().automaticEnabled);
     }

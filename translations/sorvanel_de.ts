@@ -707,5 +707,9 @@
         <source>Automatic cleanup could not be changed: %@</source>
         <translation>Das automatische Aufräumen konnte nicht geändert werden: %@</translation>
     </message>
+    <message>
+        <source>Undo Problems</source>
+        <translation>Probleme beim Rückgängigmachen</translation>
+    </message>
 </context>
 </TS>

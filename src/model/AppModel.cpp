@@ -113,12 +113,19 @@ void AppModel::setLastResult(std::optional<OrganizationResult> result)
     setShownIssues(m_lastResult ? m_lastResult->issues : QList<OrganizationIssue>());
 }
 
-void AppModel::setShownIssues(QList<OrganizationIssue> issues)
+void AppModel::setShownIssues(QList<OrganizationIssue> issues, bool ofUndo)
 {
-    if (m_shownIssues == issues)
+    if (m_shownIssues == issues && m_shownIssuesOfUndo == ofUndo)
         return;
     m_shownIssues = std::move(issues);
+    m_shownIssuesOfUndo = ofUndo;
     emit shownIssuesChanged();
+}
+
+void AppModel::showRunIssues()
+{
+    setShownIssues(m_lastResult ? m_lastResult->issues : QList<OrganizationIssue>());
+    setShowsIssues(true);
 }
 
 void AppModel::setRunning(bool running)
@@ -385,7 +392,7 @@ void AppModel::acceptUndo(const UndoResult &result)
     // The history list shows the run as undone; the problems come as a run's do.
     setHistory(m_store->loadHistory());
     if (!result.issues.isEmpty()) {
-        setShownIssues(result.issues);
+        setShownIssues(result.issues, true);
         setShowsIssues(true);
     }
 }

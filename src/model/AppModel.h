@@ -76,7 +76,11 @@ public:
     const QList<RunHistoryEntry> &history() const { return m_history; }
     // The problems the problems sheet lists: the last run's, or an undo's.
     const QList<OrganizationIssue> &shownIssues() const { return m_shownIssues; }
-    void setShownIssues(QList<OrganizationIssue> issues);
+    // Whether the problems shown are an undo's rather than the latest run's.
+    bool shownIssuesOfUndo() const { return m_shownIssuesOfUndo; }
+    void setShownIssues(QList<OrganizationIssue> issues, bool ofUndo = false);
+    // Shows the latest run's problems, as its summary counts them.
+    void showRunIssues();
     void setHistory(QList<RunHistoryEntry> history);
 
     // Change handlers, called by the views after they change a property.
@@ -159,6 +163,7 @@ private:
     std::optional<QString> m_alertMessage;
     QList<RunHistoryEntry> m_history;
     QList<OrganizationIssue> m_shownIssues;
+    bool m_shownIssuesOfUndo = false;
     // What the journal says of the runs in the history.
     struct JournalView
     {

@@ -400,7 +400,7 @@ void ContentView::updateSummary()
     if (!result->issues.isEmpty()) {
         auto *details = linkButton(L10n::text("Details…"), m_summaryBody);
         details->setObjectName(u"details"_qs);
-        connect(details, &QPushButton::clicked, this, [this] { m_model.setShowsIssues(true); });
+        connect(details, &QPushButton::clicked, this, [this] { m_model.showRunIssues(); });
         when->addWidget(details);
     }
     auto *history = linkButton(L10n::text("History…"), m_summaryBody);

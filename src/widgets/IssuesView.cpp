@@ -74,6 +74,8 @@ IssuesView::IssuesView(AppModel &model, QWidget *parent)
 
 void IssuesView::update()
 {
+    // An undo's problems are its own, not those of the run the summary shows.
+    setTitle(m_model.shownIssuesOfUndo() ? L10n::text("Undo Problems") : L10n::text("Run Problems"));
     m_issues->reload();
     showPlaceholder(m_issues->rowCount({}) == 0);
 }

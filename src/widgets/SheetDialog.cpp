@@ -25,6 +25,12 @@ SheetDialog::SheetDialog(const QString &title, QWidget *parent)
     m_layout->addWidget(heading);
 }
 
+void SheetDialog::setTitle(const QString &title)
+{
+    setWindowTitle(title);
+    findChild<QLabel *>(u"sheetTitle"_qs)->setText(title);
+}
+
 QListView *SheetDialog::makeList(const QString &name, const RowDelegate::Layout &rows, QWidget *parent)
 {
     auto *list = new QListView(parent);

@@ -29,6 +29,8 @@ public:
     };
 
     SheetDialog(const QString &title, QWidget *parent);
+    // The window's title and the bold one above the content.
+    void setTitle(const QString &title);
 
     QListView *list() const { return m_list; }
     bool showsPlaceholder() const;

@@ -61,6 +61,31 @@ private slots:
         QCOMPARE(order, (QStringList{u"isRunning"_qs, u"lastResult"_qs, u"history"_qs, u"isRunning"_qs}));
     }
 
+    // An undo's problems are shown as its own; the summary's details are
+    // always the latest run's.
+    void anUndosProblemsAreNotTheRunsDetails()
+    {
+        addFiles(2);
+        auto model = makeModel();
+        model->organizeNow();
+        QTRY_VERIFY(!model->isRunning());
+        const QString root = QString::fromStdString((downloads() / "__filesDownloadedAt").native());
+        const QStringList filed = regularFilesBelow(root).filter(u"file0"_qs);
+        QCOMPARE(filed.size(), 1);
+        writeFile(toPath(root) / filed[0].toStdString(), "changed since");
+        model->undoRun(model->history().value(0).id);
+        QTRY_VERIFY(!model->isRunning());
+        QVERIFY(model->showsIssues());
+        QVERIFY(model->shownIssuesOfUndo());
+        QCOMPARE(model->shownIssues().size(), 1);
+
+        model->setShowsIssues(false);
+        model->showRunIssues();
+        QVERIFY(model->showsIssues());
+        QVERIFY(!model->shownIssuesOfUndo());
+        QCOMPARE(model->shownIssues(), model->lastResult()->issues);
+    }
+
     void previewThenExecuteMovesExactlyThePlan()
     {
         addFiles(3);

@@ -711,5 +711,9 @@
         <source>Undo Problems</source>
         <translation>Probleme beim Rückgängigmachen</translation>
     </message>
+    <message>
+        <source>Stays: %@</source>
+        <translation>Bleibt: %@</translation>
+    </message>
 </context>
 </TS>

@@ -15,14 +15,16 @@
 
 namespace sorvanel {
 
-// The plan's moves as a list model, read straight from the app model: a
-// hundred thousand moves cost no widgets and no copies.
+// The plan's moves, then the files it leaves where they are with the reason
+// for each, as a list model read straight from the app model: a hundred
+// thousand moves cost no widgets and no copies.
 class PlanMovesModel : public SheetListModel
 {
 public:
     explicit PlanMovesModel(AppModel &model, QObject *parent)
         : SheetListModel(parent)
         , m_model(model)
+        , m_skippedIcon(Style::symbol(u"forward.circle"_qs))
     {
         for (const char *name : {"externaldrive.fill", "photo.fill", "doc.fill", "shippingbox.fill"})
             m_icons.append(Style::symbol(QLatin1String(name)));
@@ -31,15 +33,20 @@ public:
     int rowCount(const QModelIndex &parent) const override
     {
         const auto &plan = m_model.previewPlan();
-        return parent.isValid() || !plan ? 0 : int(plan->moves.size());
+        return parent.isValid() || !plan ? 0 : int(plan->moves.size() + plan->skippedFiles.size());
     }
 
     QVariant rowData(const QModelIndex &index, int role) const override
     {
         const auto &plan = m_model.previewPlan();
-        if (!plan || index.row() < 0 || std::size_t(index.row()) >= plan->moves.size())
+        if (!plan || index.row() < 0)
             return {};
-        const PlannedMove &move = plan->moves[std::size_t(index.row())];
+        const auto row = std::size_t(index.row());
+        if (row >= plan->moves.size())
+            return row - plan->moves.size() < plan->skippedFiles.size()
+                ? skippedData(plan->skippedFiles[row - plan->moves.size()], role)
+                : QVariant();
+        const PlannedMove &move = plan->moves[row];
         switch (role) {
         case SheetDialog::PrimaryTextRole:
             return displayName(move.sourceURL);
@@ -53,8 +60,24 @@ public:
     }
 
 private:
+    // A file that stays, and why: what keeps a download in progress safe.
+    QVariant skippedData(const SkippedFile &file, int role) const
+    {
+        switch (role) {
+        case SheetDialog::PrimaryTextRole:
+            return displayName(file.url);
+        case SheetDialog::SecondaryTextRole:
+            return L10n::format("Stays: %@", {localizedReason(file)});
+        case SheetDialog::SymbolRole:
+            return m_skippedIcon;
+        default:
+            return {};
+        }
+    }
+
     AppModel &m_model;
     QList<QIcon> m_icons; // by FileCategory: big, graphic, docs, other
+    QIcon m_skippedIcon;
 };
 
 namespace {

@@ -99,6 +99,24 @@ private slots:
         QVERIFY(model().previewPlan());
     }
 
+    // The files that stay are listed after the moves, each with its reason.
+    void previewListsTheSkippedFilesWithTheirReasons()
+    {
+        PreviewView view(model(), nullptr);
+        OrganizationPlan plan = planWith(2);
+        plan.skippedFiles.push_back({"/s/movie.mkv.part", SkipReason::unfinishedDownload, {}, {}});
+        plan.skippedFiles.push_back({"/s/paper.pdf", SkipReason::beingWritten, {4242, u"curl"_qs}, {}});
+        model().setPreviewPlan(plan);
+        QCOMPARE(view.list()->model()->rowCount(), 4);
+        QCOMPARE(rowText(view.list(), 1), u"file1.bin"_qs);
+        QCOMPARE(rowText(view.list(), 2), u"movie.mkv.part"_qs);
+        QCOMPARE(rowText(view.list(), 2, SheetDialog::SecondaryTextRole),
+                 L10n::format("Stays: %@", {L10n::text("unfinished download")}));
+        QCOMPARE(rowText(view.list(), 3, SheetDialog::SecondaryTextRole),
+                 L10n::format("Stays: %@", {localizedReason(plan.skippedFiles[1])}));
+        QVERIFY(localizedReason(plan.skippedFiles[1]).contains(u"4242"_qs));
+    }
+
     void issuesPlaceholderAndSubstitutes()
     {
         IssuesView view(model(), nullptr);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "OrganizationModels.h"
 
+#include "FileSystem.h"
 #include "Localization.h"
 
 #include <QFile>
@@ -11,6 +12,7 @@
 #include <QRandomGenerator>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -396,6 +398,15 @@ Path normalizedPath(const Path &path)
 QList<OrganizationIssue> OrganizationPlan::previewIssues() const
 {
     QList<OrganizationIssue> shown = issues;
+    // A name that a counter made longer than a folder takes (255 bytes): the
+    // move will be refused, and the preview says so now.
+    constexpr std::size_t longestName = 255;
+    for (const PlannedMove &move : moves) {
+        const std::string &destination = move.destinationURL.native();
+        if (destination.size() - destination.rfind('/') - 1 > longestName)
+            shown.append(
+                OrganizationIssue(displayName(move.sourceURL), FileError(ENAMETOOLONG).localizedDescription()));
+    }
     if (missingDrive)
         shown.append(missingDriveIssue(*missingDrive));
     return shown;

@@ -168,8 +168,8 @@ struct OrganizationPlan
 
     bool operator==(const OrganizationPlan &) const = default;
 
-    // The problems a preview shows: the plan's issues, then the missing
-    // drive as a run would report it.
+    // The problems a preview shows: the plan's issues, the names too long to
+    // take, then the missing drive, as a run would report them.
     QList<OrganizationIssue> previewIssues() const;
 
     // Frees the moves in execution order, the order their paths were made

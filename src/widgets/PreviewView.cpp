@@ -16,8 +16,8 @@
 namespace sorvanel {
 
 // The plan's moves, then the files it leaves where they are with the reason
-// for each, as a list model read straight from the app model: a hundred
-// thousand moves cost no widgets and no copies.
+// for each, then the problems a run would meet, as a list model read straight
+// from the app model: a hundred thousand moves cost no widgets and no copies.
 class PlanMovesModel : public SheetListModel
 {
 public:
@@ -25,6 +25,7 @@ public:
         : SheetListModel(parent)
         , m_model(model)
         , m_skippedIcon(Style::symbol(u"forward.circle"_qs))
+        , m_problemIcon(Style::symbol(u"exclamationmark.triangle.fill"_qs))
     {
         for (const char *name : {"externaldrive.fill", "photo.fill", "doc.fill", "shippingbox.fill"})
             m_icons.append(Style::symbol(QLatin1String(name)));
@@ -33,8 +34,11 @@ public:
     int rowCount(const QModelIndex &parent) const override
     {
         const auto &plan = m_model.previewPlan();
-        return parent.isValid() || !plan ? 0 : int(plan->moves.size() + plan->skippedFiles.size());
+        return parent.isValid() || !plan ? 0 : int(plan->moves.size() + plan->skippedFiles.size() + m_problems.size());
     }
+
+    // The plan's problems, worked out once per plan.
+    void setProblems(QList<OrganizationIssue> problems) { m_problems = std::move(problems); }
 
     QVariant rowData(const QModelIndex &index, int role) const override
     {
@@ -42,10 +46,10 @@ public:
         if (!plan || index.row() < 0)
             return {};
         const auto row = std::size_t(index.row());
+        if (row >= plan->moves.size() + plan->skippedFiles.size())
+            return problemData(qsizetype(row - plan->moves.size() - plan->skippedFiles.size()), role);
         if (row >= plan->moves.size())
-            return row - plan->moves.size() < plan->skippedFiles.size()
-                ? skippedData(plan->skippedFiles[row - plan->moves.size()], role)
-                : QVariant();
+            return skippedData(plan->skippedFiles[row - plan->moves.size()], role);
         const PlannedMove &move = plan->moves[row];
         switch (role) {
         case SheetDialog::PrimaryTextRole:
@@ -75,9 +79,27 @@ private:
         }
     }
 
+    QVariant problemData(qsizetype index, int role) const
+    {
+        if (index >= m_problems.size())
+            return {};
+        switch (role) {
+        case SheetDialog::PrimaryTextRole:
+            return m_problems[index].filename;
+        case SheetDialog::SecondaryTextRole:
+            return m_problems[index].message;
+        case SheetDialog::SymbolRole:
+            return m_problemIcon;
+        default:
+            return {};
+        }
+    }
+
     AppModel &m_model;
     QList<QIcon> m_icons; // by FileCategory: big, graphic, docs, other
     QIcon m_skippedIcon;
+    QIcon m_problemIcon;
+    QList<OrganizationIssue> m_problems;
 };
 
 namespace {
@@ -144,13 +166,15 @@ PreviewView::PreviewView(AppModel &model, QWidget *parent)
 
 void PreviewView::update()
 {
-    m_moves->reload();
     const auto &plan = m_model.previewPlan();
+    const QList<OrganizationIssue> problems = plan ? plan->previewIssues() : QList<OrganizationIssue>();
+    m_moves->setProblems(problems);
+    m_moves->reload();
     m_planArea->setVisible(plan.has_value());
     if (plan) {
         m_moveCount->setText(L10n::format("Move: %d", {qint64(plan->moves.size())}));
         m_skipCount->setText(L10n::format("Skip: %d", {qint64(plan->skipped)}));
-        m_problemCount->setText(L10n::format("Problems: %d", {qint64(plan->previewIssues().size())}));
+        m_problemCount->setText(L10n::format("Problems: %d", {qint64(problems.size())}));
         if (plan->missingDrive)
             m_driveWarning->setText(missingDriveIssue(*plan->missingDrive).message);
     }

@@ -540,8 +540,14 @@ private slots:
         const std::string longName = std::string(251, 'n') + ".txt";
         file(longName, "second");
         const auto plan = organizer().makePlan(configuration());
+        QVERIFY(plan.previewIssues().isEmpty());
         std::filesystem::create_directories(plan.moves[0].destinationURL.parent_path());
         writeFile(plan.moves[0].destinationURL, "first");
+        // The preview tells of the problem the run will meet.
+        const QList<OrganizationIssue> foreseen = organizer().makePlan(configuration()).previewIssues();
+        QCOMPARE(foreseen.size(), 1);
+        QCOMPARE(foreseen[0].message,
+                 L10n::text("Its name is too long for the destination folder, so it stays where it is."));
         const auto result = organizer().execute(plan);
         QCOMPARE(result.moved, 0);
         QCOMPARE(result.issues.size(), 1);

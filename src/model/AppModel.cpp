@@ -27,15 +27,7 @@ AppModel::AppModel(std::shared_ptr<SettingsStore> store, std::shared_ptr<LoginIt
     m_worker =
         std::make_unique<OrganizerWorker>(std::make_shared<CleanupRun>(workerSuite ? workerSuite : m_store->suite()));
     m_reader = std::make_unique<CleanupRun>(m_store->suite());
-    const StoredSettings settings = m_store->load();
-    setSourceURL(settings.sourceURL);
-    setDestinationURL(settings.destinationURL);
-    m_sourceBookmark = settings.sourceBookmark;
-    m_destinationBookmark = settings.destinationBookmark;
-    setThresholdMB(settings.thresholdMB);
-    setAutomaticEnabled(settings.automaticEnabled);
-    setAutomaticTime(settings.automaticTime);
-    m_notifyAfterAutomatic = settings.notifyAfterAutomatic;
+    followStoredSettings();
     setLastResult(m_store->loadLastResult());
     setHistory(m_store->loadHistory());
     resolveStoredBookmarks();
@@ -492,9 +484,28 @@ void AppModel::startExternalResultRefresh()
     m_refreshTimer.start();
 }
 
+// The settings as stored: at start, and whenever another program (the
+// command line, another window) has changed them since.
+void AppModel::followStoredSettings()
+{
+    const StoredSettings settings = m_store->load();
+    setSourceURL(settings.sourceURL);
+    setDestinationURL(settings.destinationURL);
+    m_sourceBookmark = settings.sourceBookmark;
+    m_destinationBookmark = settings.destinationBookmark;
+    setThresholdMB(settings.thresholdMB);
+    setAutomaticEnabled(settings.automaticEnabled);
+    setAutomaticTime(settings.automaticTime);
+    if (m_notifyAfterAutomatic != settings.notifyAfterAutomatic) {
+        m_notifyAfterAutomatic = settings.notifyAfterAutomatic;
+        emit automaticEnabledValueChanged(); // the automatic-cleanup controls show it
+    }
+}
+
 void AppModel::refreshExternalResults()
 {
     m_store->refresh();
+    followStoredSettings();
     const auto stored = m_store->loadLastResult();
     if (stored && !(m_lastResult && m_lastResult->runDate == stored->runDate)) {
         setLastResult(stored);

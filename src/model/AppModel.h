@@ -130,6 +130,7 @@ signals:
 private:
     void chooseFolder(bool isSource);
     void resolveStoredBookmarks();
+    void followStoredSettings();
     std::optional<Path> resolve(const QByteArray &bookmark);
     void updateLoginItem(bool enabled, bool reportErrors);
     void startExternalResultRefresh();

@@ -137,6 +137,25 @@ private slots:
         QVERIFY(!model->showsPreview());
     }
 
+    // Folders chosen with the command line while the app runs: the app
+    // follows within a poll, and its next cleanup files into the new one.
+    void settingsChangedElsewhereAreFollowed()
+    {
+        auto model = makeModel();
+        const Path sorted = toPath(m_home->path()) / "Sorted";
+        std::filesystem::create_directories(sorted);
+        QCOMPARE(
+            cli({u"settings"_qs, u"set"_qs, u"destinationPath"_qs, QString::fromStdString(sorted.native())}).status, 0);
+        QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"thresholdMB"_qs, u"7"_qs}).status, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(model->destinationURL(), sorted, 6000);
+        QCOMPARE(model->thresholdMB(), 7);
+        addFiles(1);
+        model->organizeNow();
+        QTRY_VERIFY(!model->isRunning());
+        QCOMPARE(model->lastResult()->moved, 1);
+        QCOMPARE(regularFilesBelow(QString::fromStdString(sorted.native())).filter(u"file0"_qs).size(), 1);
+    }
+
     void pollingPicksUpAnotherProcesssResult()
     {
         auto model = makeModel();

@@ -675,6 +675,31 @@ private slots:
         QCOMPARE(sourceFiles(), before);
     }
 
+    // A stop asked while a file moves on one drive (no copy to stop within)
+    // takes effect after it: the file counts as moved, or as put back.
+    void aStopAskedWhileAFileMovesTakesEffectAfterIt()
+    {
+        struct StopOnSecondQuestion : ExecutionObserver
+        {
+            int asked = 0;
+            void progressed(const ExecutionProgress &) override { }
+            bool stopRequested() override { return ++asked > 1; }
+        };
+        writeFile(downloads() / "a.txt", "a", longAgo());
+        writeFile(downloads() / "b.txt", "b", longAgo());
+        StopOnSecondQuestion duringTheRun;
+        const CleanupRun::Outcome run = m_run->organize(OrganizationRunMode::manual, {}, &duringTheRun);
+        QCOMPARE(run.result.moved, 1);
+        QCOMPARE(run.result.remaining, 1);
+        QCOMPARE(sourceFiles().size(), 1);
+        StopOnSecondQuestion duringTheUndo;
+        const UndoResult undone = m_run->undo(run.id, false, &duringTheUndo);
+        QCOMPARE(undone.restored, 1);
+        QCOMPARE(undone.remaining, 0);
+        QCOMPARE(sourceFiles().size(), 2);
+        QVERIFY(m_run->isUndone(run.id));
+    }
+
     // Across drives a big file's progress shows while it is copied, on the
     // way there and on the way back, and only ever grows. A stop takes
     // effect within the file: nothing of the copy stays, the file stays

@@ -55,7 +55,7 @@ public:
         case SheetDialog::PrimaryTextRole:
             return displayName(move.sourceURL);
         case SheetDialog::SecondaryTextRole:
-            return displayPath(move.destinationURL);
+            return belowRoot(move.destinationURL, plan->destinationRoot);
         case SheetDialog::SymbolRole:
             return m_icons.value(int(move.category));
         default:
@@ -64,6 +64,17 @@ public:
     }
 
 private:
+    // Where a file goes, below the destination root ("2026-11-26/docs/report.pdf"):
+    // the day and the category are never elided away by a long root.
+    static QString belowRoot(const Path &destination, const Path &root)
+    {
+        const std::string &path = destination.native();
+        const std::string &prefix = root.native();
+        if (path.size() > prefix.size() + 1 && path.starts_with(prefix) && path[prefix.size()] == '/')
+            return QString::fromUtf8(path.data() + prefix.size() + 1, qsizetype(path.size() - prefix.size() - 1));
+        return displayPath(destination);
+    }
+
     // A file that stays, and why: what keeps a download in progress safe.
     QVariant skippedData(const SkippedFile &file, int role) const
     {

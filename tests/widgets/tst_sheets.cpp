@@ -81,7 +81,7 @@ private slots:
         QCOMPARE(view.list()->model()->rowCount(), 100001); // and its problem
         QVERIFY(view.list()->uniformItemSizes());
         QCOMPARE(rowText(view.list(), 99999), u"file99999.bin"_qs);
-        QCOMPARE(rowText(view.list(), 0, SheetDialog::SecondaryTextRole), u"/d/2024-01-01/file0.bin"_qs);
+        QCOMPARE(rowText(view.list(), 0, SheetDialog::SecondaryTextRole), u"2024-01-01/file0.bin"_qs);
         QVERIFY(view.moveButton()->isEnabled());
         // Return alone never starts moving files, wherever the focus is.
         for (QWidget *focus : {static_cast<QWidget *>(view.list()), static_cast<QWidget *>(view.moveButton())}) {

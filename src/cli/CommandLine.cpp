@@ -160,11 +160,16 @@ std::vector<CommandLine::Command> CommandLine::commands()
     };
 }
 
+std::vector<CommandLine::Command>::const_iterator CommandLine::findCommand(const std::vector<Command> &all,
+                                                                           const QString &name)
+{
+    return std::find_if(all.begin(), all.end(), [&](const Command &candidate) { return candidate.name == name; });
+}
+
 void CommandLine::printHelp(const QString &name)
 {
     const std::vector<Command> all = commands();
-    const auto command =
-        std::find_if(all.begin(), all.end(), [&](const Command &candidate) { return candidate.name == name; });
+    const auto command = findCommand(all, name);
     if (command == all.end()) {
         m_out << L10n::text("Usage: sorvanel-cli COMMAND [--json]") << "\n\n"
               << L10n::text("Sorvanel moves the loose files of a folder into dated, categorized folders.") << "\n\n"
@@ -192,8 +197,7 @@ int CommandLine::run(const QStringList &arguments)
         return success;
     }
     const std::vector<Command> all = commands();
-    const auto command =
-        std::find_if(all.begin(), all.end(), [&](const Command &candidate) { return candidate.name == name; });
+    const auto command = findCommand(all, name);
     if (command == all.end())
         return usage(L10n::format("Unknown command: %@", {name}));
     const QStringList rest = arguments.mid(1);

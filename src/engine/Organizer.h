@@ -10,7 +10,6 @@
 
 #include <QSet>
 
-#include <algorithm>
 #include <functional>
 #include <future>
 #include <memory>

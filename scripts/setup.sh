@@ -18,6 +18,7 @@ SORVANEL_PACKAGES=(
     bash-completion                  # runs the command line's completion in its test
     libsqlite3-dev                   # the settings suite
     libicu-dev                       # name collation (the ICU that Qt uses), called directly for sort keys
+    libsystemd-dev pkgconf           # sd_notify: the watcher tells systemd when it really watches
     curl wget aria2 firefox-esr      # real downloaders (and Debian's browser) for the tests of downloads in progress
     desktop-file-utils               # the desktop entry's validator, run by the tests
     appstream                        # the metainfo's validator, run by the tests

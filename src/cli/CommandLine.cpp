@@ -88,10 +88,12 @@ QString printJson(const QJsonArray &array)
 
 } // namespace
 
-CommandLine::CommandLine(QTextStream &out, QTextStream &err, std::shared_ptr<LoginItemService> scheduler)
+CommandLine::CommandLine(QTextStream &out, QTextStream &err, std::shared_ptr<LoginItemService> scheduler,
+                         std::shared_ptr<LoginItemService> watcher)
     : m_out(out)
     , m_err(err)
     , m_scheduler(std::move(scheduler))
+    , m_watcher(std::move(watcher))
 {
 }
 
@@ -154,8 +156,9 @@ std::vector<CommandLine::Command> CommandLine::commands()
                      "says otherwise. Booleans are true or false (1 or 0), dates ISO 8601, data hexadecimal; stored "
                      "JSON is shown as JSON."),
           QString(),
-          L10n::text("The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, "
-                     "automaticTime, notifyAfterAutomatic.")},
+          L10n::text(
+              "The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, "
+              "automaticTime, notifyAfterAutomatic, watchEnabled (files each download as soon as it is finished).")},
          &CommandLine::settings},
     };
 }
@@ -487,7 +490,7 @@ int CommandLine::settings(SettingsStore &store, const QStringList &arguments)
     }
     if (action == u"unset" && arguments.size() == 2) {
         defaults.remove(arguments[1]);
-        return arguments[1] == SettingsSchema::Key::automaticEnabled ? applyAutomaticSwitch(store) : success;
+        return applySwitch(store, arguments[1]);
     }
     const auto *known = arguments.size() >= 2 ? SettingsSchema::definition(arguments[1]) : nullptr;
     if (action == u"set" && arguments.size() == 3 && known && known->folder)
@@ -540,19 +543,31 @@ int CommandLine::setValue(SettingsStore &store, const QStringList &arguments)
     // Stored as asked, but a misspelt key would otherwise go unnoticed.
     if (!known)
         m_err << L10n::format("Note: Sorvanel does not read “%@”; it is stored all the same.", {arguments[1]}) << '\n';
-    return arguments[1] == SettingsSchema::Key::automaticEnabled ? applyAutomaticSwitch(store) : success;
+    return applySwitch(store, arguments[1]);
 }
 
-int CommandLine::applyAutomaticSwitch(SettingsStore &store)
+int CommandLine::applySwitch(SettingsStore &store, const QString &key)
 {
-    if (!m_scheduler)
-        return success;
-    // The switch stays as stored, as in the app; the user reads why the timer didn't follow.
-    const QString error = m_scheduler->applyAndWait(store.load().automaticEnabled);
-    if (error.isEmpty())
-        return success;
-    m_err << L10n::format("Automatic cleanup could not be changed: %@", {error}) << '\n';
-    return finishedWithIssues;
+    if (key == SettingsSchema::Key::automaticEnabled && m_scheduler) {
+        // The switch stays as stored; the user reads why the timer didn't follow.
+        const QString error = m_scheduler->applyAndWait(store.load().automaticEnabled);
+        if (error.isEmpty())
+            return success;
+        m_err << L10n::format("Automatic cleanup could not be changed: %@", {error}) << '\n';
+        return finishedWithIssues;
+    }
+    if (key == SettingsSchema::Key::watchEnabled && m_watcher) {
+        // A watcher systemd would not take is not on: the setting says what happened.
+        const bool enabled = store.load().watchEnabled;
+        const QString error = m_watcher->applyAndWait(enabled);
+        if (error.isEmpty())
+            return success;
+        if (enabled)
+            store.saveWatchEnabled(false);
+        m_err << L10n::format("Watching could not be changed: %@", {error}) << '\n';
+        return finishedWithIssues;
+    }
+    return success;
 }
 
 } // namespace sorvanel

@@ -24,7 +24,9 @@ public:
 
     // `scheduler` installs or removes the daily timer when automaticEnabled
     // changes, as the app's switch does; none: the setting is only stored.
-    CommandLine(QTextStream &out, QTextStream &err, std::shared_ptr<LoginItemService> scheduler = nullptr);
+    // `scheduler` runs the daily cleanup, `watcher` the watcher.
+    CommandLine(QTextStream &out, QTextStream &err, std::shared_ptr<LoginItemService> scheduler = nullptr,
+                std::shared_ptr<LoginItemService> watcher = nullptr);
 
     // `arguments` without the program name.
     int run(const QStringList &arguments);
@@ -56,7 +58,8 @@ private:
     int setValue(SettingsStore &store, const QStringList &arguments);
     std::optional<bool> jsonOption(const QStringList &arguments);
     // After a change of automaticEnabled: the timer follows the stored switch.
-    int applyAutomaticSwitch(SettingsStore &store);
+    // After a switch was stored or unset: brings systemd in line with it.
+    int applySwitch(SettingsStore &store, const QString &key);
 
     int usage(const QString &message = {});
     // A configuration or planning failure: the reason on standard error, and
@@ -68,6 +71,7 @@ private:
     QTextStream &m_err;
     std::vector<std::string> m_rawArguments;
     std::shared_ptr<LoginItemService> m_scheduler;
+    std::shared_ptr<LoginItemService> m_watcher;
 };
 
 } // namespace sorvanel

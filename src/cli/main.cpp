@@ -19,9 +19,11 @@ int main(int argc, char *argv[])
     sorvanel::L10n::installTranslations(app);
     QTextStream out(stdout);
     QTextStream err(stderr);
-    sorvanel::CommandLine commandLine(out, err,
-                                      std::make_shared<sorvanel::SystemdLoginItemService>(
-                                          sorvanel::SystemdLoginItemService::agentBesideThisProgram()));
+    using Systemd = sorvanel::SystemdLoginItemService;
+    const QString agent = Systemd::agentBesideThisProgram();
+    sorvanel::CommandLine commandLine(out, err, std::make_shared<Systemd>(agent),
+                                      std::make_shared<Systemd>(agent, Systemd::defaultUnitDirectory(), u"systemctl"_qs,
+                                                                nullptr, Systemd::Job::watcher));
     QStringList arguments = QCoreApplication::arguments();
     arguments.removeFirst();
     commandLine.setRawArguments(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));

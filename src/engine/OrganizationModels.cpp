@@ -72,7 +72,15 @@ std::optional<QString> directoryName(FileCategory category)
 
 QString rawValue(OrganizationRunMode mode)
 {
-    return mode == OrganizationRunMode::automatic ? QStringLiteral("automatic") : QStringLiteral("manual");
+    switch (mode) {
+    case OrganizationRunMode::automatic:
+        return QStringLiteral("automatic");
+    case OrganizationRunMode::watch:
+        return QStringLiteral("watch");
+    case OrganizationRunMode::manual:
+        break;
+    }
+    return QStringLiteral("manual");
 }
 
 std::optional<OrganizationRunMode> runModeFromRawValue(const QString &raw)
@@ -81,12 +89,22 @@ std::optional<OrganizationRunMode> runModeFromRawValue(const QString &raw)
         return OrganizationRunMode::manual;
     if (raw == u"automatic")
         return OrganizationRunMode::automatic;
+    if (raw == u"watch")
+        return OrganizationRunMode::watch;
     return std::nullopt;
 }
 
 QString localizedName(OrganizationRunMode mode)
 {
-    return mode == OrganizationRunMode::automatic ? L10n::text("Automatic") : L10n::text("Manual");
+    switch (mode) {
+    case OrganizationRunMode::automatic:
+        return L10n::text("Automatic");
+    case OrganizationRunMode::watch:
+        return L10n::text("As downloads finished");
+    case OrganizationRunMode::manual:
+        break;
+    }
+    return L10n::text("Manual");
 }
 
 QString rawMode(const RunHistoryEntry &entry)
@@ -128,6 +146,8 @@ QString localizedReason(const SkippedFile &file)
         return L10n::text("not fully written yet (it has gaps; a paused torrent?)");
     case SkipReason::waitingForMerge:
         return L10n::text("waiting for its other stream to be merged");
+    case SkipReason::putBackByUndo:
+        return L10n::text("put back by an undo");
     case SkipReason::tooRecent:
         break;
     }

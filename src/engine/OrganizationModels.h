@@ -15,7 +15,11 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace sorvanel {
 
@@ -37,7 +41,8 @@ std::optional<FileCategory> fileCategoryFromRawValue(const QString &raw);
 // The folder a category files into; `other` has none and lands in the date folder.
 std::optional<QString> directoryName(FileCategory category);
 
-enum class OrganizationRunMode { manual, automatic };
+// watch: filed by the watcher as each download finished; one history entry per day.
+enum class OrganizationRunMode { manual, automatic, watch };
 
 QString rawValue(OrganizationRunMode mode);
 std::optional<OrganizationRunMode> runModeFromRawValue(const QString &raw);
@@ -72,6 +77,13 @@ private:
     int m_posixCode = 0;
 };
 
+// A file an undo put back, as it was when it was filed.
+struct PutBackFile
+{
+    std::int64_t size = -1;
+    std::int64_t modifiedNs = 0;
+};
+
 struct OrganizerConfiguration
 {
     Path sourceURL;
@@ -79,6 +91,12 @@ struct OrganizerConfiguration
     std::int64_t largeFileThresholdBytes = 0;
     double minimumFileAge = 2.0;
     Clock now = systemNow;
+    // Where set, only these names of the source folder are filed or reported
+    // (a batch of the watcher); the rest are left as they are, uncounted.
+    std::shared_ptr<const std::unordered_set<std::string>> onlyNames;
+    // Files an undo put back, by name: one that has not changed since (same
+    // size and time) stays where it is. Set for the daily run and the watcher.
+    std::shared_ptr<const std::unordered_map<std::string, PutBackFile>> putBack;
 
     // The configuration every run of the app, the command line and the agent uses:
     // the threshold in binary megabytes, a 2-second minimum age and the system clock.
@@ -132,6 +150,7 @@ enum class SkipReason : std::uint8_t {
     tooRecent, // modified within the minimum age (or in the future)
     unwrittenGaps, // its data has holes: a paused torrent, a download pre-allocated and not yet filled
     waitingForMerge, // a video stream whose other stream (or their merge) is still being downloaded
+    putBackByUndo, // an undo put it back, and it has not changed since: only a manual run files it again
 };
 
 struct SkippedFile

@@ -85,7 +85,7 @@ private:
 // What the first pass over the listing decides for one entry.
 struct Sorting
 {
-    enum Verdict : std::uint8_t { move, skip, issue };
+    enum Verdict : std::uint8_t { move, skip, issue, untouched };
     Verdict verdict = skip;
     SkipReason reason = SkipReason::notRegularFile;
     FileCategory category = FileCategory::other;
@@ -317,7 +317,8 @@ void Organizer::validate(const OrganizerConfiguration &configuration)
 
 namespace {
 // Planning, step by step: list the source folder; classify each entry;
-// hold back what unfinished downloads need; lay out the target folders;
+// hold back what unfinished downloads need; leave what this run is not to
+// file (names not asked for, files an undo put back); lay out the target folders;
 // collect the verdicts in name order; assign each move its name.
 class Planning
 {
@@ -454,6 +455,35 @@ public:
         return last != std::string_view::npos && last >= 5 && name.substr(last - 5, 6) == ".temp.";
     }
 
+    // The watcher files the names it was told of, and neither it nor the
+    // daily run files again what an undo put back until it changes. Only now,
+    // when every entry has been seen: an unfinished download not asked for
+    // still holds back what belongs to it.
+    void leaveWhatIsNotAskedFor()
+    {
+        const auto *only = m_configuration.onlyNames.get();
+        const auto *putBack = m_configuration.putBack.get();
+        if (!only && (!putBack || putBack->empty()))
+            return;
+        for (std::size_t i = 0; i < m_entries.size(); ++i) {
+            const std::string name(filenameOf(m_entries[i].url));
+            Sorting &sorting = m_sortings[i];
+            if (only && !only->count(name)) {
+                sorting.verdict = Sorting::untouched;
+                continue;
+            }
+            if (sorting.verdict != Sorting::move || !putBack)
+                continue;
+            const auto found = putBack->find(name);
+            const FileProperties &p = m_entries[i].properties;
+            if (found != putBack->end() && found->second.size == p.size.value_or(-1)
+                && found->second.modifiedNs == p.modifiedNs) {
+                sorting.verdict = Sorting::skip;
+                sorting.reason = SkipReason::putBackByUndo;
+            }
+        }
+    }
+
     // The target folders: four per day (three categories and the day itself).
     void layOutFolders()
     {
@@ -502,6 +532,8 @@ public:
                     OrganizationIssue(displayName(m_entries[index].url), error.localizedDescription()));
                 break;
             }
+            case Sorting::untouched:
+                break;
             case Sorting::move:
                 m_placeOf[index] = std::uint32_t(m_movers.size());
                 m_movers.push_back(std::uint32_t(index));
@@ -754,6 +786,7 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUs
     planning.classify();
     planning.holdBackWhatDownloadsNeed();
     planning.holdBackStreamsBeforeTheirMerge();
+    planning.leaveWhatIsNotAskedFor();
     planning.layOutFolders();
     planning.collectInNameOrder();
     planning.free(freed);

@@ -64,6 +64,7 @@ struct JournalRun
     bool finished = false; // the run ended, on its own or by being recovered
     bool undone = false; // an undo of it has been carried to its end
     std::int64_t moved = 0; // moves whose file still counts as moved (not restored)
+    QUuid group = {}; // the history entry it belongs to, where that is not its own (a watcher's day)
 };
 
 // How far a run has been taken back, as the history shows it: nothing before

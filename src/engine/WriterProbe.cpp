@@ -2,6 +2,7 @@
 #include "WriterProbe.h"
 
 #include "Descriptor.h"
+#include "FolderEvents.h"
 
 #include <QFile>
 
@@ -15,7 +16,6 @@
 #include <memory>
 #include <mutex>
 #include <string_view>
-#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_set>
@@ -56,22 +56,15 @@ void ignoreLeaseBreaks()
     });
 }
 
-// The inotify watch of one folder.
+// The writer check's view of a folder's events: a name counts as touched
+// when anyone opened, wrote, made or moved in a file under it.
 class InotifyWatch : public FolderWatch
 {
 public:
-    static std::unique_ptr<FolderWatch> start(const Path &folder)
+    explicit InotifyWatch(std::unique_ptr<FolderEvents> events)
+        : m_events(std::move(events))
     {
-        Descriptor notify(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-        if (!notify)
-            return nullptr;
-        constexpr std::uint32_t events = IN_OPEN | IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_ONLYDIR;
-        if (::inotify_add_watch(notify.get(), folder.c_str(), events) < 0)
-            return nullptr;
-        return std::unique_ptr<FolderWatch>(new InotifyWatch(notify.release()));
     }
-
-    ~InotifyWatch() override { ::close(m_fd); }
 
     bool touched(std::string_view name) override
     {
@@ -80,32 +73,19 @@ public:
 
     bool lostCount() override
     {
-        alignas(struct inotify_event) char buffer[16384];
-        for (;;) {
-            const ssize_t n = ::read(m_fd, buffer, sizeof buffer);
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                break; // EAGAIN: nothing new
-            for (ssize_t at = 0; at < n;) {
-                const auto *event = reinterpret_cast<const struct inotify_event *>(buffer + at);
-                if (event->mask & (IN_Q_OVERFLOW | IN_IGNORED))
-                    m_lostCount = true; // events were dropped or the folder went away
-                else if (event->len > 0)
-                    m_touched.emplace(event->name);
-                at += ssize_t(sizeof(struct inotify_event) + event->len);
-            }
+        constexpr std::uint32_t touching =
+            FolderEvents::opened | FolderEvents::written | FolderEvents::created | FolderEvents::movedIn;
+        FolderEvents::Batch batch = m_events->read();
+        m_lostCount = m_lostCount || batch.overflowed || batch.folderGone;
+        for (FolderEvents::Event &event : batch.events) {
+            if (event.kinds & touching)
+                m_touched.insert(std::move(event.name));
         }
         return m_lostCount;
     }
 
 private:
-    explicit InotifyWatch(int fd)
-        : m_fd(fd)
-    {
-    }
-
-    int m_fd;
+    std::unique_ptr<FolderEvents> m_events;
     std::unordered_set<std::string> m_touched;
     bool m_lostCount = false;
 };
@@ -258,7 +238,10 @@ std::optional<FileWriter> SystemWriterProbe::writerOf(const Path &path, int fd)
 
 std::unique_ptr<FolderWatch> SystemWriterProbe::watch(const Path &folder)
 {
-    return InotifyWatch::start(folder);
+    auto events = FolderEvents::start(folder);
+    if (!events)
+        return nullptr;
+    return std::make_unique<InotifyWatch>(std::move(events));
 }
 
 WriterCheck::WriterCheck(WriterProbe &probe, const Path &sourceFolder, std::unique_ptr<FolderWatch> watch)

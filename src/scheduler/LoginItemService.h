@@ -21,6 +21,15 @@ public:
     virtual void registerAgent(Completion done) = 0;
     virtual void unregisterAgent(Completion done) = 0;
 
+    // Whether a job that stays (the watcher) is running now, and its own
+    // line of status ("Watching ~/Downloads"), or why not.
+    struct Activity
+    {
+        bool running = false;
+        QString status;
+    };
+    virtual void fetchActivity(std::function<void(Activity)> done) { done({}); }
+
     // Brings the scheduler in line with the automatic-cleanup switch: it
     // registers or unregisters the agent only where its status differs.
     void apply(bool enabled, Completion done);

@@ -14,11 +14,12 @@
 namespace sorvanel {
 
 SystemdLoginItemService::SystemdLoginItemService(QString agentPath, QString unitDirectory, QString systemctl,
-                                                 QObject *parent)
+                                                 QObject *parent, Job job)
     : QObject(parent)
     , m_agentPath(std::move(agentPath))
     , m_unitDirectory(std::move(unitDirectory))
     , m_systemctl(std::move(systemctl))
+    , m_job(job)
 {
 }
 
@@ -73,12 +74,50 @@ QString SystemdLoginItemService::serviceUnit() const
         .arg(quotedForExec(m_agentPath));
 }
 
+QString SystemdLoginItemService::watchUnit() const
+{
+    return QStringLiteral("[Unit]\n"
+                          "Description=Sorvanel: file each download as soon as it is finished\n"
+                          "# It tells the user when a file could not be filed: it belongs to the desktop session.\n"
+                          "PartOf=graphical-session.target\n"
+                          "After=graphical-session.target\n"
+                          "\n"
+                          "[Service]\n"
+                          "Type=notify\n"
+                          "ExecStart=%1 --watch\n"
+                          "Restart=on-failure\n"
+                          "RestartSec=5\n"
+                          "# A background chore: it yields the disk and the processors to the user's work.\n"
+                          "Slice=background.slice\n"
+                          "IOSchedulingClass=idle\n"
+                          "Nice=10\n"
+                          "\n"
+                          "[Install]\n"
+                          "WantedBy=default.target graphical-session.target\n")
+        .arg(quotedForExec(m_agentPath));
+}
+
+QList<std::pair<const char *, QString>> SystemdLoginItemService::units() const
+{
+    if (m_job == Job::watcher)
+        return {{watchServiceName, watchUnit()}};
+    return {{timerName, timerUnit()}, {serviceName, serviceUnit()}};
+}
+
+void SystemdLoginItemService::removeUnits()
+{
+    for (const auto &[name, content] : units())
+        QFile::remove(m_unitDirectory + u'/' + QLatin1String(name));
+}
+
 QString SystemdLoginItemService::writeUnits() const
 {
     if (!QDir().mkpath(m_unitDirectory))
         return L10n::format("The folder %@ could not be created.", {m_unitDirectory});
-    const std::pair<const char *, QString> units[] = {{serviceName, serviceUnit()}, {timerName, timerUnit()}};
-    for (const auto &[name, content] : units) {
+    // The unit that starts the agent is written before the one that names it.
+    const auto all = units();
+    for (auto unit = all.rbegin(); unit != all.rend(); ++unit) {
+        const auto &[name, content] = *unit;
         QSaveFile file(m_unitDirectory + u'/' + QLatin1String(name));
         if (!file.open(QIODevice::WriteOnly) || file.write(content.toUtf8()) < 0 || !file.commit())
             return file.errorString();
@@ -113,10 +152,13 @@ void SystemdLoginItemService::systemctl(const QStringList &arguments,
 
 void SystemdLoginItemService::fetchStatus(std::function<void(Status)> done)
 {
-    systemctl({u"is-enabled"_qs, QLatin1String(timerName)}, [this, done](int, const QString &out, const QString &) {
+    const auto all = units();
+    const QString first = QLatin1String(all.front().first);
+    const QString starter = m_unitDirectory + u'/' + QLatin1String(all.back().first);
+    systemctl({u"is-enabled"_qs, first}, [this, done, starter](int, const QString &out, const QString &) {
         // Enabled only while the unit still starts the agent that exists.
         if (out == u"enabled") {
-            QFile unit(m_unitDirectory + u'/' + QLatin1String(serviceName));
+            QFile unit(starter);
             const bool pointsHere = unit.open(QIODevice::ReadOnly)
                 && QString::fromUtf8(unit.readAll())
                        .contains(QStringLiteral("ExecStart=") + quotedForExec(m_agentPath));
@@ -139,37 +181,81 @@ void SystemdLoginItemService::registerAgent(Completion done)
         done(error);
         return;
     }
-    // When systemd can't take the timer, nothing of ours is left behind, and
+    // When systemd can't take the job, nothing of ours is left behind, and
     // the user reads why in their own language, not systemctl's words.
-    const auto failed = [this, done](const QString &error) {
-        for (const char *name : {timerName, serviceName})
-            QFile::remove(m_unitDirectory + u'/' + QLatin1String(name));
+    const bool watcher = m_job == Job::watcher;
+    const auto failed = [this, done, watcher](const QString &error) {
+        removeUnits();
         if (error.contains(u"connect to bus"_qs) || error.contains(u"could not be started"_qs)
             || error == L10n::text("systemctl could not be started: no user service manager (systemd) is available."))
-            done(L10n::text("Automatic cleanup needs the user service manager (systemd), which is not running in this "
-                            "session. Sorvanel can still be run by hand."));
+            done(watcher ? L10n::text("Watching the folder needs the user service manager (systemd), which is not "
+                                      "running in this session. Sorvanel can still be run by hand.")
+                         : L10n::text("Automatic cleanup needs the user service manager (systemd), which is not "
+                                      "running in this session. Sorvanel can still be run by hand."));
         else
-            done(L10n::text("systemd did not accept Sorvanel's timer, so automatic cleanup stays off."));
+            done(watcher ? L10n::text("systemd did not accept Sorvanel's watcher, so the folder is not watched.")
+                         : L10n::text("systemd did not accept Sorvanel's timer, so automatic cleanup stays off."));
     };
-    systemctl({u"daemon-reload"_qs}, [this, failed, done](int code, const QString &, const QString &error) {
+    const QString first = QLatin1String(units().front().first);
+    systemctl({u"daemon-reload"_qs}, [this, failed, done, first](int code, const QString &, const QString &error) {
         if (code != 0) {
             failed(error);
             return;
         }
-        systemctl({u"enable"_qs, u"--now"_qs, QLatin1String(timerName)},
-                  [failed, done](int code, const QString &, const QString &error) {
-                      if (code != 0)
-                          failed(error);
-                      else
-                          done(QString());
-                  });
+        systemctl({u"enable"_qs, u"--now"_qs, first}, [failed, done](int code, const QString &, const QString &error) {
+            if (code != 0)
+                failed(error);
+            else
+                done(QString());
+        });
     });
 }
 
 void SystemdLoginItemService::unregisterAgent(Completion done)
 {
-    systemctl({u"disable"_qs, u"--now"_qs, QLatin1String(timerName)},
-              [done](int code, const QString &, const QString &error) { done(code == 0 ? QString() : error); });
+    const QString first = QLatin1String(units().front().first);
+    systemctl({u"disable"_qs, u"--now"_qs, first}, [this, done](int code, const QString &, const QString &error) {
+        // The watcher leaves nothing behind once it is off; the timer's units stay for the next time.
+        if (code == 0 && m_job == Job::watcher) {
+            removeUnits();
+            systemctl({u"daemon-reload"_qs}, [done](int, const QString &, const QString &) { done(QString()); });
+            return;
+        }
+        done(code == 0 ? QString() : error);
+    });
+}
+
+void SystemdLoginItemService::fetchActivity(std::function<void(Activity)> done)
+{
+    if (m_job != Job::watcher) {
+        done({});
+        return;
+    }
+    systemctl({u"show"_qs, u"--property=ActiveState,StatusText"_qs, QLatin1String(watchServiceName)},
+              [done](int code, const QString &out, const QString &) {
+                  QString state;
+                  QString text;
+                  for (const QString &line : out.split(u'\n')) {
+                      if (line.startsWith(u"ActiveState="_qs))
+                          state = line.mid(12);
+                      else if (line.startsWith(u"StatusText="_qs))
+                          text = line.mid(11);
+                  }
+                  if (code == 0 && state == u"active" && !text.isEmpty())
+                      done({true, text});
+                  else if (code != 0 || state.isEmpty())
+                      done({false,
+                            L10n::text("The folder is not watched: the user service manager (systemd) "
+                                       "can't be reached.")});
+                  else if (state == u"failed")
+                      done({false,
+                            L10n::text("The folder is not watched: the watcher stopped after a failure. "
+                                       "Switch it off and on to start it again.")});
+                  else if (state == u"activating" || (state == u"active" && text.isEmpty()))
+                      done({false, L10n::text("The watcher is starting…")});
+                  else
+                      done({false, L10n::text("The folder is not watched: the watcher is not running.")});
+              });
 }
 
 } // namespace sorvanel

@@ -8,6 +8,8 @@
 #include <QElapsedTimer>
 
 #include <memory>
+#include <string>
+#include <unordered_set>
 
 namespace sorvanel {
 
@@ -27,6 +29,9 @@ public:
     struct Outcome
     {
         QUuid id;
+        QUuid entry; // the history entry that shows it: `id`, or the watcher's day
+        bool recorded = false; // in the history (a watcher's batch that did nothing is not)
+        std::vector<SkippedFile> skippedFiles; // what planning left, with why (organize only)
         OrganizationResult result;
         double duration = 0;
     };
@@ -49,11 +54,15 @@ public:
     // A run that `observer` stops is recorded with what it did.
     Outcome execute(const OrganizationPlan &plan, OrganizationRunMode mode, const QElapsedTimer &started,
                     ExecutionObserver *observer = nullptr);
-    // Plans, then executes. Throws Failure.
-    Outcome organize(OrganizationRunMode mode, const Clock &now = {}, ExecutionObserver *observer = nullptr);
+    // Plans, then executes. A daily run and the watcher leave what an undo
+    // put back; the watcher's batch files `only` those names. Throws Failure.
+    Outcome organize(OrganizationRunMode mode, const Clock &now = {}, ExecutionObserver *observer = nullptr,
+                     std::shared_ptr<const std::unordered_set<std::string>> only = nullptr);
     // The mount point of the drive the stored destination lies on, where
     // that drive is not plugged in: a run there would move nothing.
     std::optional<Path> missingDrive();
+    // Undoes a history entry's run; a watcher's day, batch by batch, newest
+    // first. Without an ID, the latest run that can be undone, with its day.
     UndoResult undo(const std::optional<QUuid> &run, bool dryRun, ExecutionObserver *observer = nullptr);
 
     // Whether the history entry's run was undone, by the journal, and how
@@ -62,6 +71,9 @@ public:
     QString undoneLabel(const QUuid &run);
 
 private:
+    UndoResult undoGroup(const QUuid &group, const std::vector<JournalRun> &runs, bool dryRun,
+                         ExecutionObserver *observer);
+
     SettingsStore m_store;
     SqliteRunJournal m_journal;
     std::shared_ptr<Organizer> m_organizer;

@@ -22,6 +22,7 @@ inline const QString thresholdMB = QStringLiteral("thresholdMB");
 inline const QString automaticEnabled = QStringLiteral("automaticEnabled");
 inline const QString automaticTime = QStringLiteral("automaticTime");
 inline const QString notifyAfterAutomatic = QStringLiteral("notifyAfterAutomatic");
+inline const QString watchEnabled = QStringLiteral("watchEnabled");
 // What the programs keep for themselves.
 inline const QString sourceBookmark = QStringLiteral("sourceBookmark");
 inline const QString destinationBookmark = QStringLiteral("destinationBookmark");
@@ -41,6 +42,7 @@ inline constexpr qint64 maximumThresholdMB = 100000;
 inline constexpr int defaultAutomaticHour = 22; // 22:00 local time
 inline constexpr bool defaultAutomaticEnabled = false;
 inline constexpr bool defaultNotifyAfterAutomatic = true;
+inline constexpr bool defaultWatchEnabled = false;
 
 struct Definition
 {

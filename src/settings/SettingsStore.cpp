@@ -94,6 +94,7 @@ StoredSettings SettingsStore::load() const
     settings.lastAutomaticDay = m_defaults->string(Key::lastAutomaticDay);
     settings.notifyAfterAutomatic =
         m_defaults->boolean(Key::notifyAfterAutomatic).value_or(SettingsSchema::defaultNotifyAfterAutomatic);
+    settings.watchEnabled = m_defaults->boolean(Key::watchEnabled).value_or(SettingsSchema::defaultWatchEnabled);
     return settings;
 }
 
@@ -149,6 +150,11 @@ void SettingsStore::saveAutomaticTime(const QDateTime &time)
 void SettingsStore::saveNotifyAfterAutomatic(bool notify)
 {
     m_defaults->set(Key::notifyAfterAutomatic, DefaultsValue::boolean(notify));
+}
+
+void SettingsStore::saveWatchEnabled(bool enabled)
+{
+    m_defaults->set(Key::watchEnabled, DefaultsValue::boolean(enabled));
 }
 
 void SettingsStore::saveLastAutomaticDay(const QString &day)
@@ -219,6 +225,41 @@ void SettingsStore::record(const OrganizationResult &result, OrganizationRunMode
         save(result);
         addTo(entry, [](QList<RunHistoryEntry> &history, const RunHistoryEntry &added) { history.prepend(added); });
     });
+}
+
+std::optional<QUuid> SettingsStore::recordWatched(const OrganizationResult &result, double duration, const QUuid &runId,
+                                                  bool saveResult)
+{
+    std::optional<QUuid> group;
+    m_defaults->transaction([&] {
+        if (saveResult)
+            save(result);
+        std::optional<QList<RunHistoryEntry>> history = storedHistory();
+        if (!history)
+            return;
+        const QDate day = result.runDate.toLocalTime().date();
+        const auto sameDay = std::find_if(history->begin(), history->end(), [&](const RunHistoryEntry &entry) {
+            return entry.newerMode.isEmpty() && entry.mode == OrganizationRunMode::watch
+                && entry.date.toLocalTime().date() == day;
+        });
+        RunHistoryEntry entry(result, OrganizationRunMode::watch, duration);
+        // What waits is not skipped: a file the watcher leaves is filed when it is finished.
+        entry.skipped = 0;
+        if (sameDay != history->end()) {
+            entry.id = sameDay->id;
+            entry.moved += sameDay->moved;
+            entry.failed += sameDay->failed;
+            entry.duration += sameDay->duration;
+            entry.date = std::max(entry.date, sameDay->date);
+            history->erase(sameDay);
+        }
+        history->prepend(entry);
+        // Joined first: the history keeps the journal's runs by their entries.
+        SqliteRunJournal(m_defaults).joinGroup(runId, entry.id);
+        keepHistory(*history);
+        group = entry.id;
+    });
+    return group;
 }
 
 void SettingsStore::addToHistory(const RunHistoryEntry &entry)

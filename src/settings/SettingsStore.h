@@ -29,6 +29,8 @@ struct StoredSettings
     std::optional<QString> lastAutomaticDay;
     // A desktop notification after an automatic run that did something.
     bool notifyAfterAutomatic = SettingsSchema::defaultNotifyAfterAutomatic;
+    // The watcher files each download as soon as it is finished.
+    bool watchEnabled = SettingsSchema::defaultWatchEnabled;
 };
 
 // The one place where settings, the last result and the run history live:
@@ -64,6 +66,7 @@ public:
     void saveAutomaticTime(const QDateTime &time);
     void saveLastAutomaticDay(const QString &day);
     void saveNotifyAfterAutomatic(bool notify);
+    void saveWatchEnabled(bool enabled);
     void refresh();
 
     void save(const OrganizationResult &result);
@@ -76,6 +79,13 @@ public:
     // Adds a run that is known only afterwards (one a kill cut short) to the
     // history, in its place by date; the last result stays as it is.
     void addToHistory(const RunHistoryEntry &entry);
+    // Adds a batch of the watcher to its day's history entry ("As downloads
+    // finished"), made with the day's first batch, which moves to the top
+    // as it grows; the journal's run joins the entry's group. `saveResult`
+    // also keeps the result as the last one. Returns the entry's ID, or
+    // nothing when the history can't be read.
+    std::optional<QUuid> recordWatched(const OrganizationResult &result, double duration, const QUuid &runId,
+                                       bool saveResult);
 
 private:
     void keepHistory(QList<RunHistoryEntry> &history);

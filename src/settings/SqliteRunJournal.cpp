@@ -110,7 +110,7 @@ constexpr const char *runColumns =
     "SELECT id, date, mode, source, destinationRoot, finished, undone, settledThrough, undoneFrom, total,"
     " (SELECT count(*) FROM journalOutcomes o WHERE o.run = r.key AND o.state IS NOT NULL"
     "   AND o.sequence < min(r.settledThrough, coalesce(r.undoneFrom, r.settledThrough))),"
-    " (SELECT count(*) FROM journalOutcomes o WHERE o.run = r.key AND o.state = 1)"
+    " (SELECT count(*) FROM journalOutcomes o WHERE o.run = r.key AND o.state = 1), grp"
     " FROM journalRuns r";
 
 JournalRun runFrom(const SqliteStatement &row)
@@ -131,6 +131,8 @@ JournalRun runFrom(const SqliteStatement &row)
     run.moved = bound - row.columnInteger(10) + row.columnInteger(11);
     if (!run.finished)
         run.moved += std::max<qint64>(0, row.columnInteger(9) - settled);
+    if (row.columnType(12) != SQLITE_NULL)
+        run.group = QUuid::fromString(row.columnText(12));
     return run;
 }
 
@@ -188,6 +190,10 @@ bool SqliteRunJournal::prepareTables(DefaultsSuite &suite)
         && db.execute("CREATE INDEX IF NOT EXISTS journalFoldersByRun ON journalFolders(run)") == SQLITE_OK
         && (db.prepare("SELECT births FROM journalBatches LIMIT 0").isValid()
             || db.execute("ALTER TABLE journalBatches ADD COLUMN births BLOB") == SQLITE_OK)
+        // The history entry a run belongs to where it is not its own: the
+        // watcher's batches of one day.
+        && (db.prepare("SELECT grp FROM journalRuns LIMIT 0").isValid()
+            || db.execute("ALTER TABLE journalRuns ADD COLUMN grp TEXT") == SQLITE_OK)
         // Only the few moves on their way back, so that finding them costs nothing.
         && db.execute("CREATE INDEX IF NOT EXISTS journalReturnsUnderway ON journalOutcomes(run)"
                       " WHERE returnedInode IS NOT NULL")
@@ -406,7 +412,8 @@ void SqliteRunJournal::finish(const QUuid &id)
 void SqliteRunJournal::recovered(const QUuid &id)
 {
     // A run cut short never reached the history: it enters now, with what
-    // it was found to have moved, so that it can be seen and undone.
+    // it was found to have moved, so that it can be seen and undone; a
+    // watcher's batch joins its day's entry.
     write([&] {
         finish(id);
         const auto found = run(id);
@@ -415,10 +422,61 @@ void SqliteRunJournal::recovered(const QUuid &id)
         OrganizationResult result;
         result.runDate = found->date;
         result.moved = found->moved;
+        if (found->mode == OrganizationRunMode::watch) {
+            SettingsStore(m_suite).recordWatched(result, 0, id, false);
+            return;
+        }
         RunHistoryEntry entry(result, found->mode, 0);
         entry.id = id;
         SettingsStore(m_suite).addToHistory(entry);
     });
+}
+
+void SqliteRunJournal::joinGroup(const QUuid &id, const QUuid &group)
+{
+    write([&] {
+        SqliteStatement statement = m_suite->database().prepare("UPDATE journalRuns SET grp = ? WHERE id = ?");
+        statement.bind(1, Json::uuidString(group));
+        statement.bind(2, Json::uuidString(id));
+        check(statement.step());
+    });
+}
+
+std::vector<JournalRun> SqliteRunJournal::runsOfGroup(const QUuid &group)
+{
+    std::vector<JournalRun> found;
+    if (!m_ready)
+        return found;
+    SqliteStatement statement =
+        m_suite->database().prepare((std::string(runColumns) + " WHERE grp = ? ORDER BY date DESC, key DESC").c_str());
+    statement.bind(1, Json::uuidString(group));
+    while (statement.step() == SQLITE_ROW)
+        found.push_back(runFrom(statement));
+    return found;
+}
+
+std::unordered_map<std::string, PutBackFile> SqliteRunJournal::putBack(const Path &source)
+{
+    std::unordered_map<std::string, PutBackFile> found;
+    if (!m_ready)
+        return found;
+    std::vector<QUuid> undone;
+    {
+        SqliteStatement statement = m_suite->database().prepare(
+            "SELECT id FROM journalRuns r WHERE source = ? AND (undoneFrom IS NOT NULL OR undone = 1 OR EXISTS"
+            " (SELECT 1 FROM journalOutcomes o WHERE o.run = r.key AND o.state = 3)) ORDER BY date, key");
+        statement.bind(1, bytes(source));
+        while (statement.step() == SQLITE_ROW)
+            undone.push_back(QUuid::fromString(statement.columnText(0)));
+    }
+    // Oldest first: a later put-back of the same name is the one that counts.
+    for (const QUuid &id : undone) {
+        for (JournalMove &move : moves(id)) {
+            if (move.state == JournalMove::State::restored)
+                found.insert_or_assign(std::string(filenameOf(move.source)), PutBackFile{move.size, move.modifiedNs});
+        }
+    }
+    return found;
 }
 
 void SqliteRunJournal::markUndone(const QUuid &run)
@@ -599,7 +657,8 @@ void SqliteRunJournal::prune(DefaultsSuite &suite, const QSet<QUuid> &kept)
     SqliteDatabase &db = suite.database();
     std::vector<std::pair<qint64, QUuid>> finished;
     {
-        SqliteStatement statement = db.prepare("SELECT key, id FROM journalRuns WHERE finished = 1");
+        // A run of a group is kept while its group's entry is.
+        SqliteStatement statement = db.prepare("SELECT key, coalesce(grp, id) FROM journalRuns WHERE finished = 1");
         while (statement.step() == SQLITE_ROW)
             finished.emplace_back(statement.columnInteger(0), QUuid::fromString(statement.columnText(1)));
     }

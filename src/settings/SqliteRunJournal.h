@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <optional>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace sorvanel {
@@ -31,6 +32,13 @@ public:
     // records the run's result, so that a run is never over without a record.
     void finish(const QUuid &run);
     void markUndone(const QUuid &run) override;
+    // Makes the run one of `group`'s: the history entry that stands for it.
+    void joinGroup(const QUuid &run, const QUuid &group);
+    // The runs of a group, newest first.
+    std::vector<JournalRun> runsOfGroup(const QUuid &group);
+    // The files an undo put back into `source`, by name, with the size and
+    // time they had when they were filed.
+    std::unordered_map<std::string, PutBackFile> putBack(const Path &source);
 
     std::vector<JournalRun> runs() override;
     std::optional<JournalRun> run(const QUuid &id) override;

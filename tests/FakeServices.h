@@ -15,6 +15,7 @@ class FakeLoginItems : public LoginItemService
 public:
     Status status = Status::notRegistered;
     QString failure; // what register/unregister answer; empty: success
+    Activity activity; // what a running job says of itself
     QStringList calls;
 
 private:
@@ -34,6 +35,10 @@ public:
                 status = Status::enabled;
             done(failure);
         });
+    }
+    void fetchActivity(std::function<void(Activity)> done) override
+    {
+        QTimer::singleShot(0, &m_context, [this, done] { done(activity); });
     }
     void unregisterAgent(Completion done) override
     {

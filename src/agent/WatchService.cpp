@@ -3,15 +3,16 @@
 
 #include "CleanupRun.h"
 #include "Descriptor.h"
+#include "FileSystem.h"
 #include "Localization.h"
 #include "Notifier.h"
 #include "Organizer.h"
 #include "OrganizerExecutionLock.h"
-#include "FileSystem.h"
 
 #include <QSocketNotifier>
 
 #include <csignal>
+#include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -137,8 +138,11 @@ void WatchService::hear()
         m_held.clear();
         return; // `follow` waits for it
     }
-    if (batch.overflowed)
+    if (batch.overflowed) {
+        // To the service's log (the journal, under systemd).
+        std::fputs("The kernel dropped events; looking at the whole folder again.\n", stderr);
         lookAtWholeFolder();
+    }
     schedule();
 }
 
@@ -319,7 +323,8 @@ void WatchService::follow()
     m_run->store().refresh();
     const StoredSettings settings = m_run->store().load();
     const bool otherSource = settings.sourceURL != m_source;
-    const bool otherRun = otherSource || settings.destinationURL != m_destination || settings.thresholdMB != m_threshold;
+    const bool otherRun =
+        otherSource || settings.destinationURL != m_destination || settings.thresholdMB != m_threshold;
     m_source = settings.sourceURL;
     m_destination = settings.destinationURL;
     m_threshold = settings.thresholdMB;

@@ -477,6 +477,62 @@ void AppModel::applyLoginItemChange(bool enabled, bool reportErrors)
     m_loginItems->apply(enabled, finished);
 }
 
+void AppModel::setWatchEnabled(bool enabled)
+{
+    if (m_watchEnabled == enabled)
+        return;
+    m_watchEnabled = enabled;
+    if (!enabled)
+        m_watchStatus.clear();
+    emit watchChanged();
+}
+
+void AppModel::setWatcherService(std::shared_ptr<LoginItemService> watcher)
+{
+    m_watcher = std::move(watcher);
+    askWatchStatus();
+}
+
+void AppModel::watchEnabledChanged()
+{
+    m_store->saveWatchEnabled(m_watchEnabled);
+    if (!m_watcher)
+        return;
+    const bool enabled = m_watchEnabled;
+    if (enabled) {
+        m_watchStatus = L10n::text("The watcher is starting…");
+        emit watchChanged();
+    }
+    QPointer<AppModel> self(this);
+    m_watcher->apply(enabled, [self, enabled](const QString &error) {
+        if (!self)
+            return;
+        if (!error.isEmpty()) {
+            self->setAlertMessage(L10n::format("Watching could not be changed: %@", {error}));
+            // A watcher systemd would not take is not on: the switch shows what happened.
+            if (enabled) {
+                self->m_store->saveWatchEnabled(false);
+                self->setWatchEnabled(false);
+            }
+        }
+        self->askWatchStatus();
+    });
+}
+
+// What the watcher says of itself, asked at start and with every refresh.
+void AppModel::askWatchStatus()
+{
+    if (!m_watcher || !m_watchEnabled)
+        return;
+    QPointer<AppModel> self(this);
+    m_watcher->fetchActivity([self](const LoginItemService::Activity &activity) {
+        if (!self || !self->m_watchEnabled || self->m_watchStatus == activity.status)
+            return;
+        self->m_watchStatus = activity.status;
+        emit self->watchChanged();
+    });
+}
+
 void AppModel::startExternalResultRefresh()
 {
     m_refreshTimer.setInterval(refreshIntervalMs);
@@ -496,6 +552,7 @@ void AppModel::followStoredSettings()
     setThresholdMB(settings.thresholdMB);
     setAutomaticEnabled(settings.automaticEnabled);
     setAutomaticTime(settings.automaticTime);
+    setWatchEnabled(settings.watchEnabled);
     if (m_notifyAfterAutomatic != settings.notifyAfterAutomatic) {
         m_notifyAfterAutomatic = settings.notifyAfterAutomatic;
         emit automaticEnabledValueChanged(); // the automatic-cleanup controls show it
@@ -506,6 +563,7 @@ void AppModel::refreshExternalResults()
 {
     m_store->refresh();
     followStoredSettings();
+    askWatchStatus();
     const auto stored = m_store->loadLastResult();
     if (stored && !(m_lastResult && m_lastResult->runDate == stored->runDate)) {
         setLastResult(stored);

@@ -52,6 +52,13 @@ public:
     bool notifyAfterAutomatic() const { return m_notifyAfterAutomatic; }
     void setNotifyAfterAutomatic(bool notify);
     void setAutomaticTime(const QDateTime &time);
+    // The watcher files each download as soon as it is finished. `watchStatus`:
+    // what it does ("Watching ~/Downloads"), or why it does not; empty while off.
+    bool watchEnabled() const { return m_watchEnabled; }
+    void setWatchEnabled(bool enabled);
+    const QString &watchStatus() const { return m_watchStatus; }
+    // The service that runs the watcher (systemd); without one the switch can't be turned on.
+    void setWatcherService(std::shared_ptr<LoginItemService> watcher);
     const std::optional<OrganizationResult> &lastResult() const { return m_lastResult; }
     void setLastResult(std::optional<OrganizationResult> result);
     bool isRunning() const { return m_isRunning; }
@@ -87,6 +94,8 @@ public:
     void thresholdChanged();
     void automaticTimeChanged();
     void automaticEnabledChanged();
+    // The watch switch was turned: stored, and the watcher installed or removed.
+    void watchEnabledChanged();
 
     // Commands; each is ignored while a run is in progress.
     void organizeNow();
@@ -114,6 +123,7 @@ signals:
     void destinationURLChanged();
     void thresholdMBChanged();
     void automaticEnabledValueChanged();
+    void watchChanged(); // the switch or the status
     void automaticTimeValueChanged();
     void lastResultChanged();
     void isRunningChanged();
@@ -148,6 +158,10 @@ private:
     Path m_destinationURL;
     qint64 m_thresholdMB = SettingsSchema::defaultThresholdMB;
     bool m_automaticEnabled = false;
+    bool m_watchEnabled = false;
+    QString m_watchStatus;
+    std::shared_ptr<LoginItemService> m_watcher;
+    void askWatchStatus();
     QDateTime m_automaticTime;
     bool m_notifyAfterAutomatic = true;
     std::optional<OrganizationResult> m_lastResult;

@@ -98,6 +98,7 @@ ContentView::ContentView(AppModel &model, QWidget *parent)
     updateFolders();
     updateThreshold();
     updateAutomatic();
+    updateWatch();
     updateRunning();
     updateSummary();
     // A message the model made while starting (a saved folder that is gone)
@@ -180,6 +181,19 @@ QLayout *ContentView::makeSettingsGrid()
     m_notify = new QCheckBox(L10n::text("Notify after automatic cleanup"), this);
     m_notify->setObjectName(u"notifyAfterAutomatic"_qs);
     grid->addWidget(m_notify, 4, 1);
+
+    grid->addWidget(new QLabel(L10n::text("Watching"), this), 5, 0, Qt::AlignTop);
+    auto *watchColumn = new QVBoxLayout;
+    watchColumn->setSpacing(4);
+    m_watchSwitch = new QCheckBox(L10n::text("File each download as soon as it is finished"), this);
+    m_watchSwitch->setObjectName(u"watchSwitch"_qs);
+    watchColumn->addWidget(m_watchSwitch);
+    m_watchStatus = new QLabel(this);
+    m_watchStatus->setObjectName(u"watchStatus"_qs);
+    m_watchStatus->setWordWrap(true);
+    Style::makeSecondary(m_watchStatus);
+    watchColumn->addWidget(m_watchStatus);
+    grid->addLayout(watchColumn, 5, 1);
     return grid;
 }
 
@@ -242,6 +256,12 @@ void ContentView::connectControls()
         m_model.setAutomaticEnabled(on);
         m_model.automaticEnabledChanged();
     });
+    connect(m_watchSwitch, &QCheckBox::toggled, this, [this](bool on) {
+        if (on == m_model.watchEnabled())
+            return;
+        m_model.setWatchEnabled(on);
+        m_model.watchEnabledChanged();
+    });
     connect(m_notify, &QCheckBox::toggled, this, [this](bool on) {
         if (on != m_model.notifyAfterAutomatic())
             m_model.setNotifyAfterAutomatic(on);
@@ -271,6 +291,7 @@ void ContentView::followModel()
     connect(&m_model, &AppModel::thresholdMBChanged, this, &ContentView::updateThreshold);
     connect(&m_model, &AppModel::automaticEnabledValueChanged, this, &ContentView::updateAutomatic);
     connect(&m_model, &AppModel::automaticTimeValueChanged, this, &ContentView::updateAutomatic);
+    connect(&m_model, &AppModel::watchChanged, this, &ContentView::updateWatch);
     connect(&m_model, &AppModel::isRunningChanged, this, &ContentView::updateRunning);
     connect(&m_model, &AppModel::progressChanged, this, &ContentView::updateProgress);
     connect(&m_model, &AppModel::isStoppingChanged, this, &ContentView::updateProgress);
@@ -332,6 +353,14 @@ void ContentView::updateAutomatic()
     const QSignalBlocker blockNotify(m_notify);
     m_notify->setChecked(m_model.notifyAfterAutomatic());
     m_notify->setEnabled(m_model.automaticEnabled());
+}
+
+void ContentView::updateWatch()
+{
+    const QSignalBlocker block(m_watchSwitch);
+    m_watchSwitch->setChecked(m_model.watchEnabled());
+    m_watchStatus->setText(m_model.watchStatus());
+    m_watchStatus->setVisible(m_model.watchEnabled() && !m_model.watchStatus().isEmpty());
 }
 
 void ContentView::updateRunning()

@@ -46,6 +46,8 @@ public:
     QPushButton *stopButton() const { return m_stop; }
     QLineEdit *thresholdField() const { return m_threshold; }
     QCheckBox *automaticSwitch() const { return m_automaticSwitch; }
+    QCheckBox *watchSwitch() const { return m_watchSwitch; }
+    QLabel *watchStatus() const { return m_watchStatus; }
     QTimeEdit *timePicker() const { return m_time; }
     PathLabel *sourcePath() const { return m_sourcePath; }
     PreviewView *previewSheet() const { return m_preview; }
@@ -71,6 +73,7 @@ private:
     void updateThreshold();
     void commitThreshold();
     void updateAutomatic();
+    void updateWatch();
     void updateRunning();
     void updateProgress();
     void updateSummary();
@@ -83,6 +86,8 @@ private:
     PathLabel *m_destinationPath = nullptr;
     QLineEdit *m_threshold;
     QCheckBox *m_automaticSwitch;
+    QCheckBox *m_watchSwitch;
+    QLabel *m_watchStatus;
     QCheckBox *m_notify = nullptr;
     QTimeEdit *m_time;
     QLabel *m_everyDay;

@@ -17,6 +17,8 @@ MenuBarView::MenuBarView(AppModel &model, QObject *parent)
     m_menu = new QMenu;
     m_status = m_menu->addAction(QString());
     m_status->setEnabled(false);
+    m_watch = m_menu->addAction(QString());
+    m_watch->setEnabled(false);
     m_menu->addSeparator();
     m_organize = m_menu->addAction(L10n::text("Organize Now"), &model, &AppModel::organizeNow);
     m_menu->addAction(L10n::text("Open Sorvanel"), this, &MenuBarView::openRequested);
@@ -35,6 +37,7 @@ MenuBarView::MenuBarView(AppModel &model, QObject *parent)
 
     connect(&model, &AppModel::lastResultChanged, this, &MenuBarView::update);
     connect(&model, &AppModel::isRunningChanged, this, &MenuBarView::update);
+    connect(&model, &AppModel::watchChanged, this, &MenuBarView::update);
     update();
 }
 
@@ -50,6 +53,9 @@ void MenuBarView::update()
         result ? L10n::format("Last run: %d moved, %d failed", {qint64(result->moved), qint64(result->issues.size())})
                : L10n::text("Not run yet"));
     m_organize->setEnabled(!m_model.isRunning());
+    // Whether the folder is watched, or why not, where the watcher is switched on.
+    m_watch->setText(m_model.watchStatus());
+    m_watch->setVisible(m_model.watchEnabled() && !m_model.watchStatus().isEmpty());
 }
 
 } // namespace sorvanel

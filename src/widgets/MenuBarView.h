@@ -24,6 +24,7 @@ public:
     QMenu *menu() const { return m_menu; }
     QSystemTrayIcon *trayIcon() const { return m_tray; }
     QAction *statusAction() const { return m_status; }
+    QAction *watchAction() const { return m_watch; }
     QAction *organizeAction() const { return m_organize; }
 
 signals:
@@ -38,6 +39,7 @@ private:
     QMenu *m_menu;
     QSystemTrayIcon *m_tray;
     QAction *m_status;
+    QAction *m_watch;
     QAction *m_organize;
 };
 

@@ -41,9 +41,13 @@ SorvanelApp::~SorvanelApp()
 std::unique_ptr<SorvanelApp> SorvanelApp::create()
 {
     auto store = std::make_shared<SettingsStore>();
-    auto scheduler = std::make_shared<SystemdLoginItemService>(SystemdLoginItemService::agentBesideThisProgram());
+    const QString agent = SystemdLoginItemService::agentBesideThisProgram();
+    auto scheduler = std::make_shared<SystemdLoginItemService>(agent);
     auto chooser = std::make_shared<FileDialogFolderChooser>();
     auto model = std::make_unique<AppModel>(store, scheduler, chooser);
+    model->setWatcherService(
+        std::make_shared<SystemdLoginItemService>(agent, SystemdLoginItemService::defaultUnitDirectory(),
+                                                  u"systemctl"_qs, nullptr, SystemdLoginItemService::Job::watcher));
     return std::make_unique<SorvanelApp>(std::move(model), chooser);
 }
 

@@ -4,6 +4,7 @@
 //   slowwriter append|truncate|readwrite|read PATH
 //   write N   appends N bytes (byte k of the file is k % 251), answers "ok"
 //   close     closes the file, answers "closed"
+//   reopen    opens it again as at the start (wget after a dropped connection), answers "open"
 // It answers "open" once the file is open and exits at the end of its input.
 #include <cstdio>
 #include <cstring>
@@ -47,6 +48,11 @@ int main(int argc, char *argv[])
             if (::write(fd, bytes.data(), bytes.size()) != ssize_t(bytes.size()))
                 return 1;
             std::printf("ok\n");
+        } else if (std::strncmp(line, "reopen", 6) == 0 && fd < 0) {
+            fd = ::open(argv[2], flags | O_CLOEXEC, 0644);
+            if (fd < 0)
+                return 1;
+            std::printf("open\n");
         } else if (std::strncmp(line, "close", 5) == 0 && fd >= 0) {
             ::close(fd);
             fd = -1;

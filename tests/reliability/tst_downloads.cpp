@@ -1,60 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Real downloaders (curl, wget, aria2c, a headless Firefox) fetching from a local server that pauses in
 // the middle, while sorvanel-cli organizes: the file must end whole, in one place.
+#include "PausingServer.h"
 #include "ReliabilitySupport.h"
 #include "SettingsStore.h"
 
 #include <QJsonObject>
 #include <QStandardPaths>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QtTest>
 
 using namespace sorvanel;
 using namespace sorvanel::test;
 
 namespace {
-
-// Serves one file: the headers and the first half at once, the rest when told.
-class PausingServer : public QObject
-{
-public:
-    explicit PausingServer(QByteArray content)
-        : m_content(std::move(content))
-    {
-        QObject::connect(&m_server, &QTcpServer::newConnection, this, [this] {
-            m_socket = m_server.nextPendingConnection();
-            QObject::connect(m_socket, &QTcpSocket::readyRead, this, [this] {
-                m_request += m_socket->readAll();
-                if (!m_answered && m_request.contains("\r\n\r\n")) {
-                    m_answered = true;
-                    m_socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nContent-Length: "
-                                    + QByteArray::number(m_content.size()) + "\r\nConnection: close\r\n\r\n");
-                    m_socket->write(m_content.left(m_content.size() / 2));
-                }
-            });
-        });
-        m_server.listen(QHostAddress::LocalHost);
-    }
-
-    QString url(const QString &name) const
-    {
-        return QStringLiteral("http://127.0.0.1:%1/%2").arg(m_server.serverPort()).arg(name);
-    }
-
-    void sendTheRest()
-    {
-        m_socket->write(m_content.mid(m_content.size() / 2));
-        m_socket->disconnectFromHost();
-    }
-
-private:
-    QTcpServer m_server;
-    QTcpSocket *m_socket = nullptr;
-    QByteArray m_request;
-    QByteArray m_content;
-    bool m_answered = false;
-};
 
 qint64 sizeOf(const Path &path)
 {
@@ -124,25 +82,7 @@ private slots:
         const bool aria2 = downloader == u"aria2c";
         const bool firefox = downloader == u"firefox-esr";
         TemporaryFolder profile;
-        if (downloader == u"curl") {
-            download.start(program, {u"-s"_qs, u"-o"_qs, m_home->downloads() + u"/image.iso"_qs, url});
-        } else if (downloader == u"wget") {
-            download.start(program, {u"-q"_qs, u"-O"_qs, m_home->downloads() + u"/image.iso"_qs, url});
-        } else if (aria2) {
-            download.start(program, {u"-q"_qs, u"--dir"_qs, m_home->downloads(), u"--out"_qs, u"image.iso"_qs, url});
-        } else {
-            QFile prefs(profile.filePath(u"user.js"_qs));
-            QVERIFY(prefs.open(QIODevice::WriteOnly));
-            prefs.write("user_pref(\"browser.download.folderList\", 2);\n"
-                        "user_pref(\"browser.download.dir\", \""
-                        + QFile::encodeName(m_home->downloads())
-                        + "\");\n"
-                          "user_pref(\"browser.download.useDownloadDir\", true);\n"
-                          "user_pref(\"browser.download.always_ask_before_handling_new_types\", false);\n"
-                          "user_pref(\"browser.helperApps.neverAsk.saveToDisk\", \"application/octet-stream\");\n");
-            prefs.close();
-            download.start(program, {u"--headless"_qs, u"--no-remote"_qs, u"--profile"_qs, profile.path(), url});
-        }
+        startDownloader(download, program, url, m_home->downloads(), u"image.iso"_qs, profile.path());
         const auto unfinished = [&] {
             QStringList parts;
             for (const QString &name : QDir(m_home->downloads()).entryList(QDir::Files))

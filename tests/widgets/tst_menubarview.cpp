@@ -22,8 +22,10 @@ private slots:
         ModelFixture fixture;
         MenuBarView view(*fixture.model);
         QStringList texts;
-        for (QAction *action : view.menu()->actions())
-            texts << (action->isSeparator() ? u"-"_qs : action->text());
+        for (QAction *action : view.menu()->actions()) {
+            if (action->isVisible())
+                texts << (action->isSeparator() ? u"-"_qs : action->text());
+        }
         QCOMPARE(texts,
                  (QStringList{L10n::text("Not run yet"), u"-"_qs, L10n::text("Organize Now"),
                               L10n::text("Open Sorvanel"), L10n::text("About"), u"-"_qs, L10n::text("Quit")}));
@@ -37,8 +39,8 @@ private slots:
 
         QSignalSpy open(&view, &MenuBarView::openRequested);
         QSignalSpy quit(&view, &MenuBarView::quitRequested);
-        view.menu()->actions()[3]->trigger();
-        view.menu()->actions()[6]->trigger();
+        view.menu()->actions()[4]->trigger();
+        view.menu()->actions()[7]->trigger();
         QCOMPARE(open.count(), 1);
         QCOMPARE(quit.count(), 1);
         // A click on the tray icon opens the window; asking for the menu does not.
@@ -49,6 +51,37 @@ private slots:
             opened << open.count();
         }
         QCOMPARE(opened, (QList<qsizetype>{2, 3, 3}));
+    }
+
+    // Switched on, the menu says what the watcher says of itself, or why it does not watch.
+    void theWatcherSaysWhatItDoes()
+    {
+        ModelFixture fixture;
+        auto watcher = std::make_shared<FakeLoginItems>();
+        watcher->activity = {true, u"Watching /home/u/Downloads"_qs};
+        fixture.model->setWatcherService(watcher);
+        MenuBarView view(*fixture.model);
+        QVERIFY(!view.watchAction()->isVisible());
+        fixture.model->setWatchEnabled(true);
+        fixture.model->watchEnabledChanged();
+        QTRY_COMPARE(view.watchAction()->text(), u"Watching /home/u/Downloads"_qs);
+        QVERIFY(view.watchAction()->isVisible());
+        QCOMPARE(watcher->calls, (QStringList{u"status"_qs, u"register"_qs}));
+        QCOMPARE(fixture.store->load().watchEnabled, true);
+
+        // Where systemd refuses, the switch and the setting go back off, and the user reads why.
+        fixture.model->setWatchEnabled(false);
+        fixture.model->watchEnabledChanged();
+        QVERIFY(!view.watchAction()->isVisible());
+        QTRY_COMPARE(watcher->status, LoginItemService::Status::notRegistered);
+        watcher->failure = u"no bus"_qs;
+        fixture.model->setWatchEnabled(true);
+        fixture.model->watchEnabledChanged();
+        QTRY_VERIFY(fixture.model->alertMessage().has_value());
+        QCOMPARE(*fixture.model->alertMessage(), L10n::format("Watching could not be changed: %@", {u"no bus"_qs}));
+        QVERIFY(!fixture.model->watchEnabled());
+        QCOMPARE(fixture.store->load().watchEnabled, false);
+        QVERIFY(!view.watchAction()->isVisible());
     }
 };
 

@@ -632,10 +632,6 @@
         <translation>%@ muss zwischen %d und %d liegen.</translation>
     </message>
     <message>
-        <source>The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic.</source>
-        <translation>Die Einstellungen zur Wahl: sourcePath und destinationPath (Ordner), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic.</translation>
-    </message>
-    <message>
         <source>Note: Sorvanel does not read “%@”; it is stored all the same.</source>
         <translation>Hinweis: Sorvanel liest „%@“ nicht; der Wert ist trotzdem gespeichert.</translation>
     </message>
@@ -714,6 +710,70 @@
     <message>
         <source>Stays: %@</source>
         <translation>Bleibt: %@</translation>
+    </message>
+    <message>
+        <source>Watching %@</source>
+        <translation>Überwacht %@</translation>
+    </message>
+    <message>
+        <source>Waiting for %@ to exist</source>
+        <translation>Wartet darauf, dass %@ existiert</translation>
+    </message>
+    <message>
+        <source>Sorvanel could not file %@</source>
+        <translation>Sorvanel konnte %@ nicht einsortieren</translation>
+    </message>
+    <message>
+        <source>Stay, and file each download of the source folder as soon as it is finished, until stopped (whatever the switch says).</source>
+        <translation>Bleibt aktiv und sortiert jeden Download im Quellordner ein, sobald er fertig ist, bis es beendet wird (unabhängig vom Schalter).</translation>
+    </message>
+    <message>
+        <source>The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic, watchEnabled (files each download as soon as it is finished).</source>
+        <translation>Die Einstellungen zur Wahl: sourcePath und destinationPath (Ordner), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic, watchEnabled (sortiert jeden Download ein, sobald er fertig ist).</translation>
+    </message>
+    <message>
+        <source>Watching could not be changed: %@</source>
+        <translation>Die Überwachung konnte nicht geändert werden: %@</translation>
+    </message>
+    <message>
+        <source>As downloads finished</source>
+        <translation>Beim Fertigwerden der Downloads</translation>
+    </message>
+    <message>
+        <source>put back by an undo</source>
+        <translation>durch ein Rückgängigmachen zurückgelegt</translation>
+    </message>
+    <message>
+        <source>The watcher is starting…</source>
+        <translation>Die Überwachung startet …</translation>
+    </message>
+    <message>
+        <source>Watching the folder needs the user service manager (systemd), which is not running in this session. Sorvanel can still be run by hand.</source>
+        <translation>Die Überwachung des Ordners braucht den Dienstverwalter des Benutzers (systemd), der in dieser Sitzung nicht läuft. Sorvanel lässt sich weiterhin von Hand starten.</translation>
+    </message>
+    <message>
+        <source>systemd did not accept Sorvanel&apos;s watcher, so the folder is not watched.</source>
+        <translation>systemd hat Sorvanels Überwachung nicht angenommen, daher wird der Ordner nicht überwacht.</translation>
+    </message>
+    <message>
+        <source>The folder is not watched: the user service manager (systemd) can&apos;t be reached.</source>
+        <translation>Der Ordner wird nicht überwacht: Der Dienstverwalter des Benutzers (systemd) ist nicht erreichbar.</translation>
+    </message>
+    <message>
+        <source>The folder is not watched: the watcher stopped after a failure. Switch it off and on to start it again.</source>
+        <translation>Der Ordner wird nicht überwacht: Die Überwachung wurde nach einem Fehler beendet. Schalten Sie sie aus und wieder ein, um sie neu zu starten.</translation>
+    </message>
+    <message>
+        <source>The folder is not watched: the watcher is not running.</source>
+        <translation>Der Ordner wird nicht überwacht: Die Überwachung läuft nicht.</translation>
+    </message>
+    <message>
+        <source>Watching</source>
+        <translation>Überwachung</translation>
+    </message>
+    <message>
+        <source>File each download as soon as it is finished</source>
+        <translation>Jeden Download einsortieren, sobald er fertig ist</translation>
     </message>
 </context>
 </TS>

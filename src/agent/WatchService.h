@@ -28,7 +28,7 @@ class Organizer;
 struct WatchTiming
 {
     int afterWrite = 2100;
-    int afterRename = 300;
+    int afterRename = 100;
     int writerMayReturn = 11000;
     int batchWindow = 500; // what else is due this soon joins the batch
     int follow = 2000;

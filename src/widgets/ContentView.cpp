@@ -181,8 +181,14 @@ QLayout *ContentView::makeSettingsGrid()
     m_notify = new QCheckBox(L10n::text("Notify after automatic cleanup"), this);
     m_notify->setObjectName(u"notifyAfterAutomatic"_qs);
     grid->addWidget(m_notify, 4, 1);
-
     grid->addWidget(new QLabel(L10n::text("Watching"), this), 5, 0, Qt::AlignTop);
+    grid->addLayout(makeWatchColumn(), 5, 1);
+    return grid;
+}
+
+// The watcher's switch, and below it what the watcher says it does.
+QLayout *ContentView::makeWatchColumn()
+{
     auto *watchColumn = new QVBoxLayout;
     watchColumn->setSpacing(4);
     m_watchSwitch = new QCheckBox(L10n::text("File each download as soon as it is finished"), this);
@@ -193,8 +199,7 @@ QLayout *ContentView::makeSettingsGrid()
     m_watchStatus->setWordWrap(true);
     Style::makeSecondary(m_watchStatus);
     watchColumn->addWidget(m_watchStatus);
-    grid->addLayout(watchColumn, 5, 1);
-    return grid;
+    return watchColumn;
 }
 
 QLayout *ContentView::makeActions()

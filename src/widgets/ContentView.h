@@ -74,6 +74,7 @@ private:
     void commitThreshold();
     void updateAutomatic();
     void updateWatch();
+    QLayout *makeWatchColumn();
     void updateRunning();
     void updateProgress();
     void updateSummary();

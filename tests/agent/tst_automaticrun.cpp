@@ -3,6 +3,7 @@
 #include "Localization.h"
 #include "Notifier.h"
 #include "Organizer.h"
+#include "RecordingNotifier.h"
 #include "SettingsStore.h"
 #include "TestSupport.h"
 
@@ -24,23 +25,6 @@ QDateTime at(int day, int hour, int minute)
 }
 
 // Keeps what it was told; answers a question with `answer`.
-class RecordingNotifier : public Notifier
-{
-public:
-    void notify(const QString &title, const QString &body) override { messages << title + QStringLiteral(": ") + body; }
-    std::optional<QString> ask(const QString &title, const QString &body, const QList<Action> &actions, int) override
-    {
-        notify(title, body);
-        for (const Action &action : actions)
-            offered << action.key;
-        return answer;
-    }
-    void showFolder(const QString &path) override { shown << path; }
-    QStringList messages;
-    QStringList offered;
-    QStringList shown;
-    std::optional<QString> answer;
-};
 } // namespace
 
 class TestAutomaticRun : public QObject

@@ -177,8 +177,7 @@ private slots:
         writer.start(QString::fromLocal8Bit(qgetenv("SORVANEL_SLOWWRITER")), {u"append"_qs, displayPath(file)});
         const auto say = [&](const char *line, const char *answer) {
             writer.write(line);
-            return QTest::qWaitFor(
-                [&] { return writer.canReadLine() && writer.readLine().startsWith(answer); }, 10000);
+            return QTest::qWaitFor([&] { return writer.canReadLine() && writer.readLine().startsWith(answer); }, 10000);
         };
         QVERIFY(QTest::qWaitFor([&] { return writer.canReadLine(); }, 10000));
         writer.readLine();

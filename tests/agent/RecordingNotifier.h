@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "Notifier.h"
+
+#include <QStringList>
+
+namespace sorvanel::test {
+
+// Keeps what it was asked to tell, and answers with `answer`.
+class RecordingNotifier : public Notifier
+{
+public:
+    void notify(const QString &title, const QString &body) override { messages << title + QStringLiteral(": ") + body; }
+    std::optional<QString> ask(const QString &title, const QString &body, const QList<Action> &actions, int) override
+    {
+        notify(title, body);
+        for (const Action &action : actions)
+            offered << action.key;
+        return answer;
+    }
+    void showFolder(const QString &path) override { shown << path; }
+    QStringList messages;
+    QStringList offered;
+    QStringList shown;
+    std::optional<QString> answer;
+};
+
+} // namespace sorvanel::test

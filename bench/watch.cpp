@@ -99,8 +99,8 @@ void latency(const QString &agent, int downloads)
         if (i < downloads) {
             const std::string name = source + "/d" + std::to_string(i) + ".bin";
             if (i % 2 == 0) { // written by a child that closes and exits
-                QProcess::execute(u"sh"_qs, {u"-c"_qs, u"head -c 65536 /dev/zero > \"$0\""_qs,
-                                              QString::fromStdString(name)});
+                QProcess::execute(u"sh"_qs,
+                                  {u"-c"_qs, u"head -c 65536 /dev/zero > \"$0\""_qs, QString::fromStdString(name)});
             } else { // renamed into place
                 writeFile(name + ".part", 65536);
                 ::rename((name + ".part").c_str(), name.c_str());

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "SettingsStore.h"
+#include "SqliteRunJournal.h"
 #include "TestSupport.h"
 
 #include <QProcess>
+#include <QTimeZone>
 #include <QtTest>
 #include <sqlite3.h>
 
@@ -208,6 +210,44 @@ private slots:
         QCOMPARE(history.size(), 50);
         QCOMPARE(history[1].moved, 1000);
         QCOMPARE(history[49].moved, 1048);
+    }
+
+    // The watcher's batches of one local day are one entry, on top as it
+    // grows; their journal runs stay while the entry does, and go with it.
+    void watchedBatchesOfADayAreOneEntry()
+    {
+        SettingsStore store;
+        SqliteRunJournal journal(store.suite());
+        const auto batch = [&](const QDateTime &date, qint64 moved, int issues) {
+            const QUuid id = newIdentifier();
+            journal.begin({id, date, OrganizationRunMode::watch, "/d", "/d/sorted"});
+            OrganizationResult result = resultAt(0, issues);
+            result.runDate = date;
+            result.moved = moved;
+            const auto entry = store.recordWatched(result, 0.5, id, false);
+            journal.finish(id);
+            return entry.value_or(QUuid());
+        };
+        const QTimeZone berlin("Europe/Berlin");
+        const QUuid first = batch(QDateTime(QDate(2026, 11, 20), QTime(0, 30), berlin), 1, 0);
+        store.record(resultAt(5), OrganizationRunMode::manual, 1);
+        QCOMPARE(batch(QDateTime(QDate(2026, 11, 20), QTime(23, 30), berlin), 2, 1), first);
+        const QUuid second = batch(QDateTime(QDate(2026, 11, 21), QTime(0, 10), berlin), 3, 0);
+        QVERIFY(second != first);
+        const QList<RunHistoryEntry> history = store.loadHistory();
+        QCOMPARE(history.size(), 3);
+        QCOMPARE(history[0].id, second);
+        QCOMPARE(history[1].id, first);
+        QCOMPARE(history[1].moved, 3);
+        QCOMPARE(history[1].failed, 1);
+        QCOMPARE(history[1].skipped, 0);
+        QCOMPARE(history[1].date, QDateTime(QDate(2026, 11, 20), QTime(23, 30), berlin));
+        QCOMPARE(journal.runsOfGroup(first).size(), std::size_t(2));
+
+        for (int i = 0; i < SettingsStore::historyLimit - 1; ++i)
+            store.record(resultAt(100 + i), OrganizationRunMode::manual, 1);
+        QCOMPARE(journal.runsOfGroup(second).size(), std::size_t(1));
+        QCOMPARE(journal.runsOfGroup(first).size(), std::size_t(0));
     }
 
     // A settings file that is not ours to read is kept aside, and the

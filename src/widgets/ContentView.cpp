@@ -181,25 +181,22 @@ QLayout *ContentView::makeSettingsGrid()
     m_notify = new QCheckBox(L10n::text("Notify after automatic cleanup"), this);
     m_notify->setObjectName(u"notifyAfterAutomatic"_qs);
     grid->addWidget(m_notify, 4, 1);
-    grid->addWidget(new QLabel(L10n::text("Watching"), this), 5, 0, Qt::AlignTop);
-    grid->addLayout(makeWatchColumn(), 5, 1);
+    makeWatchControls();
+    grid->addWidget(new QLabel(L10n::text("Watching"), this), 5, 0);
+    grid->addWidget(m_watchSwitch, 5, 1);
+    grid->addWidget(m_watchStatus, 6, 1);
     return grid;
 }
 
 // The watcher's switch, and below it what the watcher says it does.
-QLayout *ContentView::makeWatchColumn()
+void ContentView::makeWatchControls()
 {
-    auto *watchColumn = new QVBoxLayout;
-    watchColumn->setSpacing(4);
     m_watchSwitch = new QCheckBox(L10n::text("File each download as soon as it is finished"), this);
     m_watchSwitch->setObjectName(u"watchSwitch"_qs);
-    watchColumn->addWidget(m_watchSwitch);
     m_watchStatus = new QLabel(this);
     m_watchStatus->setObjectName(u"watchStatus"_qs);
     m_watchStatus->setWordWrap(true);
     Style::makeSecondary(m_watchStatus);
-    watchColumn->addWidget(m_watchStatus);
-    return watchColumn;
 }
 
 QLayout *ContentView::makeActions()

@@ -74,7 +74,7 @@ private:
     void commitThreshold();
     void updateAutomatic();
     void updateWatch();
-    QLayout *makeWatchColumn();
+    void makeWatchControls();
     void updateRunning();
     void updateProgress();
     void updateSummary();

@@ -3,6 +3,7 @@
 #include "SystemdLoginItemService.h"
 #include "TestSupport.h"
 
+#include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QtTest>
@@ -104,6 +105,42 @@ private slots:
         QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }),
                  L10n::text("systemd did not accept Sorvanel's timer, so automatic cleanup stays off."));
         QCOMPARE(m_fake->calls().size(), 2); // daemon-reload, then enable
+        QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());
+    }
+
+    // The watcher is one service that stays: started now and at login,
+    // restarted after a failure, ready when it says so; switched off, it is
+    // stopped and its unit removed.
+    void theWatcherIsOneServiceThatGoesWhenSwitchedOff()
+    {
+        using Job = SystemdLoginItemService::Job;
+        SystemdLoginItemService service(m_agent, units(), m_systemctl, nullptr, Job::watcher);
+        QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }), QString());
+        const QString path = units() + u'/' + QLatin1String(SystemdLoginItemService::watchServiceName);
+        QCOMPARE(QDir(units()).entryList(QDir::Files), QStringList{QFileInfo(path).fileName()});
+        QFile unit(path);
+        QVERIFY(unit.open(QIODevice::ReadOnly));
+        const QString text = QString::fromUtf8(unit.readAll());
+        for (const QString &line : {u"ExecStart="_qs + SystemdLoginItemService::quotedForExec(m_agent) + u" --watch"_qs,
+                                    u"Type=notify"_qs, u"Restart=on-failure"_qs, u"Slice=background.slice"_qs,
+                                    u"IOSchedulingClass=idle"_qs, u"PartOf=graphical-session.target"_qs})
+            QVERIFY2(text.contains(line + u'\n'), qPrintable(line));
+        if (const QString analyze = QStandardPaths::findExecutable(u"systemd-analyze"_qs); !analyze.isEmpty()) {
+            QProcess verify;
+            verify.start(analyze, {u"verify"_qs, u"--man=no"_qs, path});
+            QVERIFY(verify.waitForFinished(30000));
+            QVERIFY2(verify.exitCode() == 0, verify.readAllStandardError().constData());
+        }
+        m_fake->clearCalls();
+        QCOMPARE(waitFor([&](auto done) { service.unregisterAgent(done); }), QString());
+        QCOMPARE(m_fake->calls(),
+                 (QStringList{u"--user disable --now io.github.sorvanel.Sorvanel.watch.service"_qs,
+                              u"--user daemon-reload"_qs}));
+        QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());
+
+        m_fake->failWith("Failed to enable unit: Unit file is masked.", u"enable"_qs);
+        QCOMPARE(waitFor([&](auto done) { service.registerAgent(done); }),
+                 L10n::text("systemd did not accept Sorvanel's watcher, so the folder is not watched."));
         QVERIFY(QDir(units()).entryList(QDir::Files).isEmpty());
     }
 

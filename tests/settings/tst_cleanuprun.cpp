@@ -197,6 +197,41 @@ private slots:
         QCOMPARE(*m_run->undo(QUuid::createUuid(), false).refusal, L10n::text("No cleanup with this ID is on record."));
     }
 
+    void whatAnUndoPutBackStaysUntilItChanges_data() { oneDriveAndTwo(); }
+
+    // The daily run and the watcher leave a file an undo put back, with its
+    // reason, until it changes; a manual run files it as usual.
+    void whatAnUndoPutBackStaysUntilItChanges()
+    {
+        QFETCH(bool, acrossDrives);
+        if (acrossDrives) {
+            const auto far = farDestination();
+            SKIP_WITHOUT_SECOND_FILE_SYSTEM(far);
+        }
+        writeFile(downloads() / "a.pdf", "a", longAgo());
+        writeFile(downloads() / "b.pdf", "b", longAgo());
+        QCOMPARE(m_run->organize(OrganizationRunMode::manual).result.moved, 2);
+        QCOMPARE(m_run->undo(std::nullopt, false).restored, 2);
+
+        for (const auto mode : {OrganizationRunMode::automatic, OrganizationRunMode::watch}) {
+            const CleanupRun::Outcome left = m_run->organize(mode);
+            QCOMPARE(left.result.moved, 0);
+            QStringList reasons;
+            for (const SkippedFile &file : left.skippedFiles) {
+                if (file.reason != SkipReason::folder) // the destination's root, on one drive
+                    reasons << displayName(file.url) + u": "_qs + localizedReason(file);
+            }
+            const QString putBack = L10n::text("put back by an undo");
+            QCOMPARE(reasons, (QStringList{u"a.pdf: "_qs + putBack, u"b.pdf: "_qs + putBack}));
+        }
+        writeFile(downloads() / "b.pdf", "b, changed", longAgo());
+        const auto onlyB =
+            std::make_shared<const std::unordered_set<std::string>>(std::unordered_set<std::string>{"b.pdf"});
+        QCOMPARE(m_run->organize(OrganizationRunMode::watch, {}, nullptr, onlyB).result.moved, 1);
+        QCOMPARE(m_run->organize(OrganizationRunMode::manual).result.moved, 1);
+        QVERIFY(sourceFiles().isEmpty());
+    }
+
     void undoLeavesWhatChangedSince_data()
     {
         QTest::addColumn<std::function<void(const Path &)>>("meddle");

@@ -87,7 +87,7 @@ int main(int argc, char *argv[])
                      &sorvanel::SorvanelApp::openMainWindow);
     QObject::connect(&instance, &sorvanel::SingleInstance::organizeRequested, &sorvanelApp->model(),
                      &sorvanel::AppModel::organizeNow);
-    sorvanelApp->start();
+    sorvanelApp->start(organizeNow ? sorvanel::SorvanelApp::Start::toOrganize : sorvanel::SorvanelApp::Start::byHand);
     if (organizeNow)
         sorvanelApp->model().organizeNow();
     const int status = QApplication::exec();

@@ -451,9 +451,14 @@ void ContentView::updateSummary()
 void ContentView::placeOverWindow(QWidget *sheet) const
 {
     // Centred over the window's content, never over its title bar, and
-    // within the screen the window is on.
+    // within the screen the window is on, frame included: at a large scale
+    // on a small screen the sheet is made smaller, so its buttons stay in reach.
     const QRect content = window()->geometry();
-    const QSize size = sheet->size().expandedTo(sheet->minimumSizeHint());
+    QSize size = sheet->size().expandedTo(sheet->minimumSizeHint());
+    if (const QScreen *screen = window()->screen()) {
+        size = size.boundedTo(screen->availableGeometry().size() - Style::windowFrameAllowance);
+        sheet->resize(size);
+    }
     QPoint topLeft(content.center().x() - size.width() / 2,
                    content.top() + std::max(0, (content.height() - size.height()) / 2));
     if (const QScreen *screen = window()->screen()) {

@@ -4,8 +4,12 @@
 #include "ContentView.h"
 #include "Style.h"
 
+#include <QAction>
 #include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPushButton>
 #include <QScreen>
+#include <QScrollArea>
 
 namespace sorvanel {
 
@@ -15,19 +19,42 @@ MainWindow::MainWindow(AppModel &model, QWidget *parent)
     setObjectName(u"main"_qs);
     setWindowTitle(u"Sorvanel"_qs);
     setWindowIcon(Style::applicationIcon());
-    m_content = new ContentView(model, this);
-    setCentralWidget(m_content);
-    // Centred on its screen, and never larger than what the screen offers
-    // (a small screen at a large scale factor).
+    // On a screen too small for the window at its scale, the content
+    // scrolls rather than the window hanging off the screen.
+    m_content = new ContentView(model);
+    auto *scroll = new QScrollArea(this);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidgetResizable(true);
+    scroll->setWidget(m_content);
+    setCentralWidget(scroll);
+    // Centred on its screen, and never larger than what the screen offers,
+    // its frame included (a small screen at a large scale factor).
     QRect frame(QPoint(), QSize(680, 500));
     if (const QScreen *screen = QGuiApplication::primaryScreen()) {
         const QRect available = screen->availableGeometry();
-        frame.setSize(frame.size().boundedTo(available.size()));
+        const QSize room = available.size() - Style::windowFrameAllowance;
+        frame.setSize(frame.size().boundedTo(room));
+        setMinimumSize(m_content->minimumSizeHint().boundedTo(room));
         frame.moveCenter(available.center());
     }
     resize(frame.size());
     move(frame.topLeft());
     connect(m_content, &ContentView::presentationRequested, this, &MainWindow::bringForward);
+    auto *quit = new QAction(this);
+    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q)); // every Linux desktop's Quit
+    quit->setShortcutContext(Qt::ApplicationShortcut); // in the sheets too
+    connect(quit, &QAction::triggered, this, &MainWindow::quitRequested);
+    addAction(quit);
+}
+
+void MainWindow::keyPressEvent(QKeyEvent *event)
+{
+    auto *button = qobject_cast<QPushButton *>(focusWidget());
+    if (button && button->isEnabled() && (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)) {
+        button->animateClick();
+        return;
+    }
+    QMainWindow::keyPressEvent(event);
 }
 
 void MainWindow::bringForward()

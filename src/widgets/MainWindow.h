@@ -21,6 +21,14 @@ public:
     // Show, raise and activate: "Open Sorvanel".
     void bringForward();
 
+signals:
+    // Ctrl+Q: the keyboard's way to quit, where the tray's menu is out of reach.
+    void quitRequested();
+
+protected:
+    // Return on a focused button presses it, as Space does.
+    void keyPressEvent(QKeyEvent *event) override;
+
 private:
     ContentView *m_content;
 };

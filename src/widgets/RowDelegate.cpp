@@ -70,8 +70,16 @@ void RowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, c
     initStyleOption(&background, index);
     background.text.clear();
     background.icon = QIcon();
-    background.state &= ~QStyle::State_HasFocus; // rows are read, not picked: no focus highlight
+    background.state &= ~QStyle::State_HasFocus; // the style's own dotted frame is barely seen
     QApplication::style()->drawControl(QStyle::CE_ItemViewItem, &background, painter, option.widget);
+    // The keyboard's current row, where the list has the focus: a clear frame.
+    if ((option.state & QStyle::State_HasFocus) && option.widget && option.widget->hasFocus()) {
+        painter->save();
+        painter->setPen(QPen(option.palette.color(QPalette::Highlight), 2));
+        painter->setBrush(Qt::NoBrush);
+        painter->drawRoundedRect(QRectF(option.rect).adjusted(1, 1, -1, -1), 4, 4);
+        painter->restore();
+    }
 
     const bool selected = option.state & QStyle::State_Selected;
     const QColor primaryColor = option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text);

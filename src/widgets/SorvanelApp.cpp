@@ -26,6 +26,7 @@ SorvanelApp::SorvanelApp(std::unique_ptr<AppModel> model, std::shared_ptr<FileDi
     connect(m_menu.get(), &MenuBarView::openRequested, this, &SorvanelApp::openMainWindow);
     connect(m_menu.get(), &MenuBarView::aboutRequested, this, [] { AboutWindowController::shared().show(); });
     connect(m_menu.get(), &MenuBarView::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    connect(m_window.get(), &MainWindow::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
     m_trayWatch.setInterval(5000);
     connect(&m_trayWatch, &QTimer::timeout, this, &SorvanelApp::updateTray);
 }
@@ -51,10 +52,10 @@ std::unique_ptr<SorvanelApp> SorvanelApp::create()
     return std::make_unique<SorvanelApp>(std::move(model), chooser);
 }
 
-void SorvanelApp::start()
+void SorvanelApp::start(Start how)
 {
     updateTray();
-    if (!m_menu->trayIcon()->isVisible())
+    if (how == Start::byHand || !m_menu->trayIcon()->isVisible())
         openMainWindow();
 }
 

@@ -15,9 +15,11 @@ class FileDialogFolderChooser;
 class MainWindow;
 class MenuBarView;
 
-// The program: one model, the tray menu and the main window. Without a tray
-// the window opens at start and closing it quits, so Sorvanel is never
-// invisible; a tray that turns up later is picked up.
+// The program: one model, the tray menu and the main window. Started by hand
+// the window opens, so a new user sees at once that something started; only
+// Organize Now from the desktop entry, with a tray, stays in the tray. Without
+// a tray closing the window quits, so Sorvanel is never invisible; a tray
+// that turns up later is picked up.
 class SorvanelApp : public QObject
 {
     Q_OBJECT
@@ -30,7 +32,8 @@ public:
     // Builds the real services: the shared settings, systemd, the file dialog.
     static std::unique_ptr<SorvanelApp> create();
 
-    void start();
+    enum class Start { byHand, toOrganize };
+    void start(Start how = Start::byHand);
     void openMainWindow();
 
     AppModel &model() const { return *m_model; }

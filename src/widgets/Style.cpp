@@ -123,7 +123,9 @@ void makeProminent(QPushButton *button)
     button->setStyleSheet(
         u"QPushButton { background: palette(highlight); color: palette(highlighted-text); border-radius: 6px;"
         " padding: 6px 16px; font-weight: 600; }"
-        " QPushButton:disabled { background: palette(mid); color: palette(window); }"_qs);
+        " QPushButton:disabled { background: palette(mid); color: palette(window); }"
+        // The keyboard's focus: a ring the blue can't hide.
+        " QPushButton:focus { border: 2px solid palette(text); padding: 4px 14px; }"_qs);
 }
 
 QWidget *iconLabel(const QString &symbolName, QLabel *text, QWidget *parent)

@@ -5,6 +5,7 @@
 #include <QDateTime>
 #include <QFont>
 #include <QIcon>
+#include <QSize>
 #include <QString>
 
 #include <optional>
@@ -33,5 +34,9 @@ void makeProminent(QPushButton *button);
 
 // A row of an icon and a text, as a label.
 QWidget *iconLabel(const QString &symbolName, QLabel *text, QWidget *parent = nullptr);
+
+// What a window manager adds around a window (borders, a title bar), kept
+// free when a window or a sheet is fitted into the screen's available area.
+inline const QSize windowFrameAllowance(16, 48);
 
 } // namespace sorvanel::Style

@@ -13,6 +13,7 @@
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTimeEdit>
 #include <QtTest>
 
@@ -44,6 +45,22 @@ private slots:
     {
         m_window.reset();
         m_fixture.reset();
+    }
+
+    // By keyboard alone: Return presses the focused button (here the one
+    // that opens the history sheet), Ctrl+Q asks to quit.
+    void returnPressesTheFocusedButtonAndControlQQuits()
+    {
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        QPushButton *organize = view()->organizeButton();
+        organize->setFocus();
+        QSignalSpy clicked(organize, &QPushButton::clicked);
+        QTest::keyClick(organize, Qt::Key_Return);
+        QTRY_COMPARE(clicked.count(), 1);
+        QSignalSpy quit(m_window.get(), &MainWindow::quitRequested);
+        QTest::keyClick(m_window.get(), Qt::Key_Q, Qt::ControlModifier);
+        QCOMPARE(quit.count(), 1);
     }
 
     // While a run lasts the buttons that start one are off; a run that lasts

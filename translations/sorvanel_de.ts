@@ -775,5 +775,9 @@
         <source>File each download as soon as it is finished</source>
         <translation>Jeden Download einsortieren, sobald er fertig ist</translation>
     </message>
+    <message>
+        <source>Sorvanel found nothing to tidy</source>
+        <translation>Sorvanel hat nichts zum Aufräumen gefunden</translation>
+    </message>
 </context>
 </TS>

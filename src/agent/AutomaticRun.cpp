@@ -86,13 +86,8 @@ void AutomaticRun::tellTheUser(const OrganizationResult &result, const QUuid &ru
     // Nothing moved and nothing failed: nothing to say.
     if (result.moved == 0 && result.issues.isEmpty())
         return;
-    const QString title = result.moved == 0 ? L10n::text("Sorvanel's cleanup had problems")
-        : result.moved == 1                 ? L10n::text("Sorvanel tidied 1 file")
-                                            : L10n::format("Sorvanel tidied %d files", {qint64(result.moved)});
-    const qint64 problems = result.failed();
-    const QString body = problems == 0 ? QString()
-        : problems == 1                ? L10n::text("1 problem")
-                                       : L10n::format("%d problems", {problems});
+    const QString title = tidiedTitle(result);
+    const QString body = problemsLine(result);
     QList<Notifier::Action> actions{{QStringLiteral("open"), L10n::text("Open Folder")}};
     if (result.moved > 0)
         actions.append({QStringLiteral("undo"), L10n::text("Undo")});

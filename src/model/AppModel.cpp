@@ -254,16 +254,19 @@ void AppModel::organizeNow()
     setAlertMessage(std::nullopt);
     QElapsedTimer started;
     started.start();
-    withFolderAccess([started](CleanupRun &run, const OrganizerConfiguration &configuration,
-                               ExecutionObserver *observer) -> Finish {
-        try {
-            const OrganizationPlan plan = run.plan(configuration, Organizer::PlanUse::execution);
-            const OrganizationResult result = run.execute(plan, OrganizationRunMode::manual, started, observer).result;
-            return [result](AppModel &model) { model.accept(result); };
-        } catch (const CleanupRun::Failure &failure) {
-            return [text = failure.description](AppModel &model) { model.setAlertMessage(text); };
-        }
-    });
+    withFolderAccess(
+        [started](CleanupRun &run, const OrganizerConfiguration &configuration, ExecutionObserver *observer) -> Finish {
+            try {
+                const OrganizationPlan plan = run.plan(configuration, Organizer::PlanUse::execution);
+                const CleanupRun::Outcome outcome = run.execute(plan, OrganizationRunMode::manual, started, observer);
+                return [result = outcome.result, id = outcome.id](AppModel &model) {
+                    model.accept(result);
+                    emit model.organizedNow(result, id);
+                };
+            } catch (const CleanupRun::Failure &failure) {
+                return [text = failure.description](AppModel &model) { model.setAlertMessage(text); };
+            }
+        });
 }
 
 void AppModel::previewChanges()

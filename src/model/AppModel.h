@@ -124,6 +124,8 @@ signals:
     void thresholdMBChanged();
     void automaticEnabledValueChanged();
     void watchChanged(); // the switch or the status
+    // An Organize Now ended (not a preview's Move Files): `run` is its ID.
+    void organizedNow(const OrganizationResult &result, const QUuid &run);
     void automaticTimeValueChanged();
     void lastResultChanged();
     void isRunningChanged();

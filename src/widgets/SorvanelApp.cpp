@@ -4,20 +4,24 @@
 #include "AboutView.h"
 #include "AppModel.h"
 #include "FileDialogFolderChooser.h"
+#include "Localization.h"
 #include "MainWindow.h"
 #include "MenuBarView.h"
+#include "Notifier.h"
 #include "SettingsStore.h"
 #include "SystemdLoginItemService.h"
 
 #include <QApplication>
+#include <QPointer>
 #include <QSystemTrayIcon>
 
 namespace sorvanel {
 
 SorvanelApp::SorvanelApp(std::unique_ptr<AppModel> model, std::shared_ptr<FileDialogFolderChooser> chooser,
-                         QObject *parent)
+                         std::shared_ptr<Notifier> notifier, QObject *parent)
     : QObject(parent)
     , m_model(std::move(model))
+    , m_notifier(std::move(notifier))
 {
     m_window = std::make_unique<MainWindow>(*m_model);
     if (chooser)
@@ -29,6 +33,29 @@ SorvanelApp::SorvanelApp(std::unique_ptr<AppModel> model, std::shared_ptr<FileDi
     connect(m_window.get(), &MainWindow::quitRequested, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
     m_trayWatch.setInterval(5000);
     connect(&m_trayWatch, &QTimer::timeout, this, &SorvanelApp::updateTray);
+    connect(m_model.get(), &AppModel::organizedNow, this, &SorvanelApp::tellOfOrganizeNow);
+}
+
+void SorvanelApp::tellOfOrganizeNow(const OrganizationResult &result, const QUuid &run)
+{
+    if (!m_notifier || !result.issues.isEmpty() || (m_window->isVisible() && !m_window->isMinimized()))
+        return;
+    if (result.moved == 0) {
+        m_notifier->notify(L10n::text("Sorvanel found nothing to tidy"), QString());
+        return;
+    }
+    const QString destination = displayPath(m_model->destinationURL());
+    QPointer<AppModel> model(m_model.get());
+    std::weak_ptr<Notifier> notifier = m_notifier;
+    m_notifier->offer(tidiedTitle(result), problemsLine(result),
+                      {{u"open"_qs, L10n::text("Open Folder")}, {u"undo"_qs, L10n::text("Undo")}},
+                      [model, notifier, destination, run](const QString &key) {
+                          if (key == u"undo" && model)
+                              model->undoRun(run);
+                          else if (key == u"open")
+                              if (const auto shown = notifier.lock())
+                                  shown->showFolder(destination);
+                      });
 }
 
 SorvanelApp::~SorvanelApp()
@@ -46,10 +73,11 @@ std::unique_ptr<SorvanelApp> SorvanelApp::create()
     auto scheduler = std::make_shared<SystemdLoginItemService>(agent);
     auto chooser = std::make_shared<FileDialogFolderChooser>();
     auto model = std::make_unique<AppModel>(store, scheduler, chooser);
+    auto notifier = std::make_shared<DesktopNotifier>();
     model->setWatcherService(
         std::make_shared<SystemdLoginItemService>(agent, SystemdLoginItemService::defaultUnitDirectory(),
                                                   u"systemctl"_qs, nullptr, SystemdLoginItemService::Job::watcher));
-    return std::make_unique<SorvanelApp>(std::move(model), chooser);
+    return std::make_unique<SorvanelApp>(std::move(model), chooser, notifier);
 }
 
 void SorvanelApp::start(Start how)

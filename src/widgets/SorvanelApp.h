@@ -14,6 +14,8 @@ class AppModel;
 class FileDialogFolderChooser;
 class MainWindow;
 class MenuBarView;
+class Notifier;
+struct OrganizationResult;
 
 // The program: one model, the tray menu and the main window. Started by hand
 // the window opens, so a new user sees at once that something started; only
@@ -25,8 +27,9 @@ class SorvanelApp : public QObject
     Q_OBJECT
 
 public:
+    // `notifier` tells of an Organize Now the window does not show.
     explicit SorvanelApp(std::unique_ptr<AppModel> model, std::shared_ptr<FileDialogFolderChooser> chooser,
-                         QObject *parent = nullptr);
+                         std::shared_ptr<Notifier> notifier = nullptr, QObject *parent = nullptr);
     ~SorvanelApp() override;
 
     // Builds the real services: the shared settings, systemd, the file dialog.
@@ -42,11 +45,16 @@ public:
 
 private:
     void updateTray();
+    // After an Organize Now from the tray or the desktop entry, with the
+    // window out of sight: what the daily run's notification says, with
+    // "Open Folder" and "Undo". A failure brings the window up instead.
+    void tellOfOrganizeNow(const OrganizationResult &result, const QUuid &run);
 
     std::unique_ptr<AppModel> m_model;
     std::unique_ptr<MainWindow> m_window;
     std::unique_ptr<MenuBarView> m_menu;
     QTimer m_trayWatch;
+    std::shared_ptr<Notifier> m_notifier;
 };
 
 } // namespace sorvanel

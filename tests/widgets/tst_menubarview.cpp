@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Localization.h"
 #include "MenuBarView.h"
+#include "RecordingNotifier.h"
+#include "SorvanelApp.h"
 #include "WidgetTestSupport.h"
 
 #include <QAction>
@@ -51,6 +53,33 @@ private slots:
             opened << open.count();
         }
         QCOMPARE(opened, (QList<qsizetype>{2, 3, 3}));
+    }
+
+    // Organize Now from the tray with the window out of sight: the daily run's
+    // notification, whose Undo puts the files back. With the window in sight, none.
+    void anOrganizeNowOutOfSightIsToldOfWithUndo()
+    {
+        ModelFixture fixture;
+        const Path downloads = toPath(fixture.home.downloads());
+        writeFile(downloads / "a.pdf", "a", longAgo());
+        writeFile(downloads / "b.pdf", "b", longAgo());
+        auto notifier = std::make_shared<RecordingNotifier>();
+        SorvanelApp app(std::move(fixture.model), nullptr, notifier);
+        app.model().organizeNow();
+        QTRY_COMPARE(notifier->messages.size(), 1);
+        QCOMPARE(notifier->messages.front(), L10n::format("Sorvanel tidied %d files", {2}) + u": "_qs);
+        QCOMPARE(notifier->keys, (QStringList{u"open"_qs, u"undo"_qs}));
+        QVERIFY(!QFile::exists(displayPath(downloads / "a.pdf")));
+        notifier->offered.front()(u"undo"_qs);
+        QTRY_VERIFY(QFile::exists(displayPath(downloads / "a.pdf")) && QFile::exists(displayPath(downloads / "b.pdf")));
+
+        app.openMainWindow();
+        QTRY_VERIFY(!app.model().isRunning());
+        writeFile(downloads / "c.pdf", "c", longAgo());
+        app.model().organizeNow();
+        QTRY_VERIFY(!QFile::exists(displayPath(downloads / "c.pdf")));
+        QTRY_VERIFY(!app.model().isRunning());
+        QCOMPARE(notifier->messages.size(), 1);
     }
 
     // Switched on, the menu says what the watcher says of itself, or why it does not watch.

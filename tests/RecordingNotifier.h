@@ -16,12 +16,19 @@ public:
     {
         notify(title, body);
         for (const Action &action : actions)
-            offered << action.key;
+            keys << action.key;
         return answer;
     }
+    void offer(const QString &title, const QString &body, const QList<Action> &actions,
+               std::function<void(const QString &)> chosen) override
+    {
+        (void)ask(title, body, actions, 0);
+        offered.append(std::move(chosen));
+    }
     void showFolder(const QString &path) override { shown << path; }
+    QList<std::function<void(const QString &)>> offered; // what each offer calls with the key chosen
     QStringList messages;
-    QStringList offered;
+    QStringList keys; // the actions offered
     QStringList shown;
     std::optional<QString> answer;
 };

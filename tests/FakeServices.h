@@ -57,13 +57,16 @@ public:
     std::optional<Path> answer;
     Path startedIn;
     QString suggested;
+    QString title;
     int runs = 0;
 
-    std::optional<Path> chooseFolder(const Path &startDirectory, const QString &suggestedName) override
+    std::optional<Path> chooseFolder(const Path &startDirectory, const QString &suggestedName,
+                                     const QString &title) override
     {
         ++runs;
         startedIn = startDirectory;
         suggested = suggestedName;
+        this->title = title;
         return answer;
     }
 };

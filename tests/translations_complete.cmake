@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
-# Fails when a user-visible text has no German translation. lupdate reads
+# Fails when a user-visible text has no German translation, or one uses
+# another word than the rest for the same thing. lupdate reads
 # the sources into a copy of the .ts file, exactly as `update_translations`
 # does; every text it then marks unfinished is missing.
 #   cmake -DLUPDATE=… -DTS=… -DSOURCES=… -DWORK=… -DOPTIONS=… -P translations_complete.cmake
@@ -17,6 +18,12 @@ if(missing)
     string(REGEX REPLACE "<source>([^<]*)</source>[^;]*" "  \\1" missing "${missing}")
     string(REPLACE ";" "\n" missing "${missing}")
     message(FATAL_ERROR "${count} texts lack a German translation:\n${missing}")
+endif()
+# One word for each thing: an undo is "rückgängig machen" throughout, never "widerrufen".
+string(REGEX MATCHALL "<translation>[^<]*[Ww]iderruf[^<]*</translation>" strays "${ts}")
+if(strays)
+    string(REPLACE ";" "\n" strays "${strays}")
+    message(FATAL_ERROR "Undo is \"rückgängig machen\" in German, not \"widerrufen\":\n${strays}")
 endif()
 string(REGEX MATCHALL "<message>" messages "${ts}")
 list(LENGTH messages count)

@@ -481,7 +481,7 @@
     </message>
     <message>
         <source>Undone</source>
-        <translation>Widerrufen</translation>
+        <translation>Rückgängig gemacht</translation>
     </message>
     <message>
         <source>Undo Run…</source>
@@ -569,7 +569,7 @@
     </message>
     <message>
         <source>Notify after automatic cleanup</source>
-        <translation>Nach der automatischen Aufräumung benachrichtigen</translation>
+        <translation>Nach dem automatischen Aufräumen benachrichtigen</translation>
     </message>
     <message>
         <source>%@ of %@</source>
@@ -657,7 +657,7 @@
     </message>
     <message>
         <source>Partly undone</source>
-        <translation>Teilweise widerrufen</translation>
+        <translation>Teilweise rückgängig gemacht</translation>
     </message>
     <message>
         <source>Performs the day&apos;s automatic cleanup when it is switched on and due. A systemd user timer starts it; it exits at once when there is nothing to do.</source>
@@ -778,6 +778,18 @@
     <message>
         <source>Sorvanel found nothing to tidy</source>
         <translation>Sorvanel hat nichts zum Aufräumen gefunden</translation>
+    </message>
+    <message>
+        <source>Sorvanel&apos;s window needs Qt&apos;s Wayland support in this session: install the package qt6-wayland, or log in to an X11 session.</source>
+        <translation>Sorvanels Fenster braucht in dieser Sitzung Qts Wayland-Unterstützung: Installieren Sie das Paket qt6-wayland oder melden Sie sich in einer X11-Sitzung an.</translation>
+    </message>
+    <message>
+        <source>Choose the Source Folder</source>
+        <translation>Quellordner wählen</translation>
+    </message>
+    <message>
+        <source>Choose the Destination Folder</source>
+        <translation>Zielordner wählen</translation>
     </message>
 </context>
 </TS>

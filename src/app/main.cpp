@@ -9,6 +9,8 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDir>
+#include <QLibraryInfo>
 #include <QTextStream>
 
 namespace {
@@ -17,6 +19,17 @@ bool hasGraphicalSession()
 {
     return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
         || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
+// Only Wayland is there, and Qt's Wayland support (qt6-wayland) is not:
+// Qt would abort on its way to X11.
+bool waylandWithoutQtsSupport()
+{
+    if (!qEnvironmentVariableIsEmpty("DISPLAY") || qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        return false;
+    const QDir platforms(QLibraryInfo::path(QLibraryInfo::PluginsPath) + QStringLiteral("/platforms"));
+    return platforms.entryList({QStringLiteral("libqwayland*")}, QDir::Files).isEmpty();
 }
 
 // The app's own options; Qt's (-platform, -style, …) are known to QApplication.
@@ -61,6 +74,13 @@ int main(int argc, char *argv[])
                 "Sorvanel's window needs a graphical session. Without one, use the "
                 "command line: scripts/run preview or scripts/run organize "
                 "(sorvanel-cli preview, sorvanel-cli organize once installed).")
+                                << '\n';
+            return 2;
+        }
+        if (waylandWithoutQtsSupport()) {
+            QTextStream(stderr) << sorvanel::L10n::text(
+                "Sorvanel's window needs Qt's Wayland support in this session: install the package qt6-wayland, or "
+                "log in to an X11 session.")
                                 << '\n';
             return 2;
         }

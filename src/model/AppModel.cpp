@@ -125,6 +125,8 @@ void AppModel::setRunning(bool running)
     if (m_isRunning == running)
         return;
     m_isRunning = running;
+    if (!running)
+        m_isPreviewing = false;
     emit isRunningChanged();
 }
 
@@ -273,6 +275,7 @@ void AppModel::previewChanges()
 {
     if (m_isRunning)
         return;
+    m_isPreviewing = true;
     setRunning(true);
     setAlertMessage(std::nullopt);
     withFolderAccess([](CleanupRun &run, const OrganizerConfiguration &configuration, ExecutionObserver *) -> Finish {
@@ -405,8 +408,9 @@ void AppModel::chooseDestination()
 void AppModel::chooseFolder(bool isSource)
 {
     const std::optional<Path> chosen = isSource
-        ? m_folderChooser->chooseFolder(m_sourceURL, QString())
-        : m_folderChooser->chooseFolder(m_destinationURL.parent_path(), displayName(m_destinationURL));
+        ? m_folderChooser->chooseFolder(m_sourceURL, QString(), L10n::text("Choose the Source Folder"))
+        : m_folderChooser->chooseFolder(m_destinationURL.parent_path(), displayName(m_destinationURL),
+                                        L10n::text("Choose the Destination Folder"));
     if (!chosen)
         return;
     QString error;

@@ -62,6 +62,8 @@ public:
     const std::optional<OrganizationResult> &lastResult() const { return m_lastResult; }
     void setLastResult(std::optional<OrganizationResult> result);
     bool isRunning() const { return m_isRunning; }
+    // What runs is a preview's planning (not a run, not an undo).
+    bool isPreviewing() const { return m_isRunning && m_isPreviewing; }
     void setRunning(bool running);
     // How far the run or undo in progress has come; empty while it plans,
     // and when nothing runs.
@@ -161,6 +163,7 @@ private:
     qint64 m_thresholdMB = SettingsSchema::defaultThresholdMB;
     bool m_automaticEnabled = false;
     bool m_watchEnabled = false;
+    bool m_isPreviewing = false;
     QString m_watchStatus;
     std::shared_ptr<LoginItemService> m_watcher;
     void askWatchStatus();

@@ -16,7 +16,9 @@ class FolderChooser
 {
 public:
     virtual ~FolderChooser() = default;
-    virtual std::optional<Path> chooseFolder(const Path &startDirectory, const QString &suggestedName) = 0;
+    // `title` says which folder is chosen ("Choose the Source Folder").
+    virtual std::optional<Path> chooseFolder(const Path &startDirectory, const QString &suggestedName,
+                                             const QString &title) = 0;
 };
 
 } // namespace sorvanel

@@ -119,6 +119,8 @@ AboutWindowController::AboutWindowController()
 
 void AboutWindowController::show()
 {
+    // A fixed size: window managers offer no maximize for it.
+    m_window->setFixedSize(m_window->sizeHint().expandedTo(m_window->minimumSize()));
     if (const QScreen *screen = QGuiApplication::primaryScreen()) {
         QRect frame = m_window->frameGeometry();
         frame.moveCenter(screen->availableGeometry().center());

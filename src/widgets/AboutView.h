@@ -11,7 +11,7 @@ class AboutView : public QWidget
     Q_OBJECT
 
 public:
-    static constexpr const char *webPage = "https://sorvanel.github.io";
+    static constexpr const char *webPage = SORVANEL_HOMEPAGE;
 
     explicit AboutView(QWidget *parent = nullptr);
     static QString versionText();

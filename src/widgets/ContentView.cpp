@@ -368,7 +368,8 @@ void ContentView::updateWatch()
 void ContentView::updateRunning()
 {
     const bool running = m_model.isRunning();
-    m_previewButton->setText(running ? L10n::text("Checking…") : L10n::text("Preview Changes"));
+    // "Checking…" says what a preview does; a run or an undo shows its progress instead.
+    m_previewButton->setText(m_model.isPreviewing() ? L10n::text("Checking…") : L10n::text("Preview Changes"));
     m_previewButton->setEnabled(!running);
     m_organizeButton->setEnabled(!running);
     if (running && !m_progressDelay->isActive() && !m_progressRow->isVisible())

@@ -7,9 +7,11 @@
 
 namespace sorvanel {
 
-std::optional<Path> FileDialogFolderChooser::chooseFolder(const Path &startDirectory, const QString &suggestedName)
+std::optional<Path> FileDialogFolderChooser::chooseFolder(const Path &startDirectory, const QString &suggestedName,
+                                                          const QString &title)
 {
     QFileDialog dialog(m_parent);
+    dialog.setWindowTitle(title);
     dialog.setFileMode(QFileDialog::Directory);
     dialog.setOption(QFileDialog::ShowDirsOnly, true);
     dialog.setAcceptMode(QFileDialog::AcceptOpen);

@@ -13,7 +13,8 @@ class FileDialogFolderChooser : public FolderChooser
 {
 public:
     void setParentWindow(QWidget *window) { m_parent = window; }
-    std::optional<Path> chooseFolder(const Path &startDirectory, const QString &suggestedName) override;
+    std::optional<Path> chooseFolder(const Path &startDirectory, const QString &suggestedName,
+                                     const QString &title) override;
 
 private:
     QPointer<QWidget> m_parent;

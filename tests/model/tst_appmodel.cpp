@@ -225,6 +225,7 @@ private slots:
         model->chooseDestination();
         QCOMPARE(m_chooser->startedIn, downloads());
         QCOMPARE(m_chooser->suggested, u"__filesDownloadedAt"_qs);
+        QCOMPARE(m_chooser->title, L10n::text("Choose the Destination Folder")); // the chooser says which
         QCOMPARE(model->destinationURL(), picked);
         QCOMPARE(m_store->load().destinationURL, picked);
         QVERIFY(m_store->load().destinationBookmark);

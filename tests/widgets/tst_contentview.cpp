@@ -47,6 +47,15 @@ private slots:
         m_fixture.reset();
     }
 
+    // A preview checks the folder: its button says so while it plans.
+    void aPreviewSaysItChecks()
+    {
+        model().previewChanges();
+        QCOMPARE(view()->previewButton()->text(), L10n::text("Checking…"));
+        QTRY_VERIFY(!model().isRunning());
+        QCOMPARE(view()->previewButton()->text(), L10n::text("Preview Changes"));
+    }
+
     // By keyboard alone: Return presses the focused button (here the one
     // that opens the history sheet), Ctrl+Q asks to quit.
     void returnPressesTheFocusedButtonAndControlQQuits()
@@ -69,7 +78,8 @@ private slots:
     {
         QVERIFY(view()->organizeButton()->isEnabled() && !view()->busyIndicator()->isVisible());
         model().setRunning(true);
-        QCOMPARE(view()->previewButton()->text(), L10n::text("Checking…"));
+        // A run is no check: the button keeps its name, only a preview "checks".
+        QCOMPARE(view()->previewButton()->text(), L10n::text("Preview Changes"));
         QVERIFY(!view()->previewButton()->isEnabled() && !view()->organizeButton()->isEnabled());
         model().setProgress(ExecutionProgress{250, 1000, 3000, 4000});
         QVERIFY(!view()->progressRow()->isVisible());

@@ -4,6 +4,8 @@
 #include "Localization.h"
 #include "TestSupport.h"
 
+#include <QDir>
+#include <QLibraryInfo>
 #include <QProcess>
 #include <QtTest>
 
@@ -34,6 +36,27 @@ private slots:
                  L10n::text("Sorvanel's window needs a graphical session. Without one, use the command line: "
                             "scripts/run preview or scripts/run organize (sorvanel-cli preview, sorvanel-cli "
                             "organize once installed)."));
+    }
+
+    // A Wayland session without Qt's Wayland support: one clear line, not Qt's abort.
+    void waylandWithoutQtsSupportSaysWhatToInstall()
+    {
+        const QDir platforms(QLibraryInfo::path(QLibraryInfo::PluginsPath) + u"/platforms"_qs);
+        if (!platforms.entryList({u"libqwayland*"_qs}, QDir::Files).isEmpty())
+            QSKIP("qt6-wayland is installed here");
+        QProcess app;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.remove(u"DISPLAY"_qs);
+        environment.remove(u"QT_QPA_PLATFORM"_qs);
+        environment.insert(u"WAYLAND_DISPLAY"_qs, u"wayland-0"_qs);
+        app.setProcessEnvironment(environment);
+        app.start(QString::fromLocal8Bit(qgetenv("SORVANEL_APP")), {});
+        QVERIFY(app.waitForFinished(30000));
+        QCOMPARE(app.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(app.exitCode(), 2);
+        QCOMPARE(QString::fromUtf8(app.readAllStandardError()).trimmed(),
+                 L10n::text("Sorvanel's window needs Qt's Wayland support in this session: install the package "
+                            "qt6-wayland, or log in to an X11 session."));
     }
 
     void optionsAnswerWithoutAWindow_data()

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "PreviewView.h"
 
+#include "ShellQuoting.h"
+
 #include "AppModel.h"
 #include "Localization.h"
 #include "RowDelegate.h"
@@ -53,7 +55,7 @@ public:
         const PlannedMove &move = plan->moves[row];
         switch (role) {
         case SheetDialog::PrimaryTextRole:
-            return displayName(move.sourceURL);
+            return shownName(filenameOf(move.sourceURL));
         case SheetDialog::SecondaryTextRole:
             return belowRoot(move.destinationURL, plan->destinationRoot);
         case SheetDialog::SymbolRole:
@@ -70,8 +72,13 @@ private:
     {
         const std::string &path = destination.native();
         const std::string &prefix = root.native();
-        if (path.size() > prefix.size() + 1 && path.starts_with(prefix) && path[prefix.size()] == '/')
-            return QString::fromUtf8(path.data() + prefix.size() + 1, qsizetype(path.size() - prefix.size() - 1));
+        if (path.size() > prefix.size() + 1 && path.starts_with(prefix) && path[prefix.size()] == '/') {
+            const std::string_view below = std::string_view(path).substr(prefix.size() + 1);
+            const auto slash = below.rfind('/');
+            const std::string_view folders =
+                slash == std::string_view::npos ? std::string_view() : below.substr(0, slash + 1);
+            return QString::fromUtf8(folders.data(), qsizetype(folders.size())) + shownName(filenameOf(destination));
+        }
         return displayPath(destination);
     }
 
@@ -80,7 +87,7 @@ private:
     {
         switch (role) {
         case SheetDialog::PrimaryTextRole:
-            return displayName(file.url);
+            return shownName(filenameOf(file.url));
         case SheetDialog::SecondaryTextRole:
             return L10n::format("Stays: %@", {localizedReason(file)});
         case SheetDialog::SymbolRole:

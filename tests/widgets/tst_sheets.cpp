@@ -99,6 +99,27 @@ private slots:
         QVERIFY(model().previewPlan());
     }
 
+    // A name with a newline or bytes that are not UTF-8 is shown as the
+    // command line writes it: nothing dropped, nothing replaced.
+    void oddNamesAreShownEscaped()
+    {
+        PreviewView view(model(), nullptr);
+        OrganizationPlan plan = planWith(0);
+        plan.moves.push_back(PlannedMove{QUuid::createUuid(),
+                                         "/s/two\nlines.txt",
+                                         "/d/2024-01-01/docs/two\nlines.txt",
+                                         FileCategory::docs,
+                                         plan.generatedAt,
+                                         {}});
+        plan.skippedFiles.push_back({"/s/caf\xe9.part", SkipReason::unfinishedDownload, {}, {}});
+        plan.skippedFiles.push_back({"/s/Résumé plain.pdf", SkipReason::hidden, {}, {}});
+        model().setPreviewPlan(plan);
+        QCOMPARE(rowText(view.list(), 0), u"'two'$'\\n''lines.txt'"_qs);
+        QCOMPARE(rowText(view.list(), 0, SheetDialog::SecondaryTextRole), u"2024-01-01/docs/'two'$'\\n''lines.txt'"_qs);
+        QCOMPARE(rowText(view.list(), 1), u"'caf'$'\\351''.part'"_qs);
+        QCOMPARE(rowText(view.list(), 2), u"Résumé plain.pdf"_qs); // as it is: nothing in it needs care
+    }
+
     // The files that stay are listed after the moves, each with its reason;
     // then the problems.
     void previewListsTheSkippedFilesWithTheirReasons()

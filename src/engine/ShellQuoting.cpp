@@ -121,4 +121,13 @@ QString terminalSafe(const QString &text)
     return QString::fromStdString(out);
 }
 
+QString shownName(std::string_view bytes)
+{
+    if (!lookAt(bytes).control)
+        return QString::fromUtf8(bytes.data(), qsizetype(bytes.size()));
+    std::string quoted;
+    appendQuoted(quoted, bytes);
+    return QString::fromStdString(quoted);
+}
+
 } // namespace sorvanel

@@ -17,5 +17,9 @@ namespace sorvanel {
 void appendQuoted(std::string &out, std::string_view bytes);
 // The same for a text made of a name.
 QString terminalSafe(const QString &text);
+// A name for a window: as it is, or where it holds control characters or
+// bytes that are not UTF-8 (a newline, say), as the command line writes it,
+// so that nothing in it is dropped or turned into a replacement character.
+QString shownName(std::string_view bytes);
 
 } // namespace sorvanel

@@ -791,5 +791,13 @@
         <source>Choose the Destination Folder</source>
         <translation>Zielordner wählen</translation>
     </message>
+    <message>
+        <source>Into %@</source>
+        <translation>Nach %@</translation>
+    </message>
+    <message>
+        <source>Show Problems</source>
+        <translation>Probleme zeigen</translation>
+    </message>
 </context>
 </TS>

@@ -8,6 +8,10 @@
 #include "SchedulePolicy.h"
 #include "SettingsStore.h"
 
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QProcess>
+
 namespace sorvanel {
 
 AutomaticRun::AutomaticRun(SettingsStore &store, std::shared_ptr<Organizer> organizer, Notifier &notifier, Clock now,
@@ -77,23 +81,31 @@ AutomaticRun::Report AutomaticRun::perform(bool force)
     markDayDone();
     report.outcome = Outcome::ran;
     if (settings.notifyAfterAutomatic)
-        tellTheUser(*report.result, report.runId, settings);
+        tellTheUser(*report.result, report.runId);
     return report;
 }
 
-void AutomaticRun::tellTheUser(const OrganizationResult &result, const QUuid &runId, const StoredSettings &settings)
+void AutomaticRun::tellTheUser(const OrganizationResult &result, const QUuid &runId)
 {
     // Nothing moved and nothing failed: nothing to say.
     if (result.moved == 0 && result.issues.isEmpty())
         return;
+    const QString folder = displayPath(CleanupRun(m_store.suite(), m_organizer).filedInto(runId));
     const QString title = tidiedTitle(result);
-    const QString body = problemsLine(result);
+    // A success says where the files went; problems say how many, and offer to show them.
+    const QString body =
+        result.issues.isEmpty() ? L10n::format("Into %@", {QFileInfo(folder).fileName()}) : problemsLine(result);
     QList<Notifier::Action> actions{{QStringLiteral("open"), L10n::text("Open Folder")}};
     if (result.moved > 0)
         actions.append({QStringLiteral("undo"), L10n::text("Undo")});
+    if (!result.issues.isEmpty())
+        actions.append({QStringLiteral("problems"), L10n::text("Show Problems")});
     const auto chosen = m_notifier.ask(title, body, actions, m_answerWaitMs);
     if (chosen == u"open") {
-        m_notifier.showFolder(displayPath(settings.destinationURL));
+        m_notifier.showFolder(folder);
+    } else if (chosen == u"problems") {
+        // The app, started by hand as it were: its window shows the run and its problems.
+        QProcess::startDetached(QCoreApplication::applicationDirPath() + QStringLiteral("/sorvanel"), {});
     } else if (chosen == u"undo") {
         ExecutionControl control;
         StopOnSignal stop(control, SIGTERM);

@@ -46,7 +46,7 @@ public:
     void setAnswerWait(int milliseconds) { m_answerWaitMs = milliseconds; }
 
 private:
-    void tellTheUser(const OrganizationResult &result, const QUuid &runId, const StoredSettings &settings);
+    void tellTheUser(const OrganizationResult &result, const QUuid &runId);
 
     SettingsStore &m_store;
     std::shared_ptr<Organizer> m_organizer;

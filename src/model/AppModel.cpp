@@ -327,6 +327,11 @@ std::optional<JournalRun> AppModel::journalRun(const QUuid &run) const
     return m_reader->journal().run(run);
 }
 
+Path AppModel::filedInto(const QUuid &run) const
+{
+    return m_reader->filedInto(run);
+}
+
 bool AppModel::canUndo(const QUuid &run) const
 {
     return m_journalView.undoableRuns.contains(run);

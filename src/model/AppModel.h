@@ -110,6 +110,8 @@ public:
     void stopRun();
     // The journal's account of a run: where its files came from and how many still count as moved.
     std::optional<JournalRun> journalRun(const QUuid &run) const;
+    // The folder the run filed into: its day folder, or the destination root.
+    Path filedInto(const QUuid &run) const;
     // Whether the run can still be undone: it moved files not yet put back.
     bool canUndo(const QUuid &run) const;
     // "Undone", "Partly undone", or empty (see undoneLabel in the journal).

@@ -4,6 +4,7 @@
 #include "Localization.h"
 
 #include <algorithm>
+#include <set>
 
 namespace sorvanel {
 
@@ -134,6 +135,22 @@ UndoResult CleanupRun::undoGroup(const QUuid &group, const std::vector<JournalRu
     if (!tried)
         return m_organizer->undo(m_journal, runs.front().id, dryRun, observer); // says why not
     return total;
+}
+
+Path CleanupRun::filedInto(const QUuid &run)
+{
+    const auto found = m_journal.run(run);
+    if (!found)
+        return m_store.load().destinationURL;
+    const std::string &root = found->destinationRoot.native();
+    std::set<std::string> days;
+    for (const JournalMove &move : m_journal.moves(run)) {
+        const std::string &path = move.destination.native();
+        if (move.state == JournalMove::State::moved && path.size() > root.size() + 1 && path.starts_with(root)
+            && path[root.size()] == '/')
+            days.insert(path.substr(root.size() + 1, path.find('/', root.size() + 1) - root.size() - 1));
+    }
+    return days.size() == 1 ? found->destinationRoot / *days.begin() : found->destinationRoot;
 }
 
 bool CleanupRun::isUndone(const QUuid &run)

@@ -65,6 +65,10 @@ public:
     // first. Without an ID, the latest run that can be undone, with its day.
     UndoResult undo(const std::optional<QUuid> &run, bool dryRun, ExecutionObserver *observer = nullptr);
 
+    // The folder a run filed into: its one day folder, or the destination
+    // root where its files went to several days.
+    Path filedInto(const QUuid &run);
+
     // Whether the history entry's run was undone, by the journal, and how
     // far (see undoneLabel).
     bool isUndone(const QUuid &run);

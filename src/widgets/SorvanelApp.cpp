@@ -12,6 +12,7 @@
 #include "SystemdLoginItemService.h"
 
 #include <QApplication>
+#include <QFileInfo>
 #include <QPointer>
 #include <QSystemTrayIcon>
 
@@ -44,10 +45,10 @@ void SorvanelApp::tellOfOrganizeNow(const OrganizationResult &result, const QUui
         m_notifier->notify(L10n::text("Sorvanel found nothing to tidy"), QString());
         return;
     }
-    const QString destination = displayPath(m_model->destinationURL());
+    const QString destination = displayPath(m_model->filedInto(run));
     QPointer<AppModel> model(m_model.get());
     std::weak_ptr<Notifier> notifier = m_notifier;
-    m_notifier->offer(tidiedTitle(result), problemsLine(result),
+    m_notifier->offer(tidiedTitle(result), L10n::format("Into %@", {QFileInfo(destination).fileName()}),
                       {{u"open"_qs, L10n::text("Open Folder")}, {u"undo"_qs, L10n::text("Undo")}},
                       [model, notifier, destination, run](const QString &key) {
                           if (key == u"undo" && model)

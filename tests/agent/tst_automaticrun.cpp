@@ -64,12 +64,29 @@ private slots:
         QVERIFY(notifier.messages.isEmpty());
         addFile("a.pdf");
         QCOMPARE(perform(store, notifier, true).outcome, AutomaticRun::Outcome::ran);
-        QCOMPARE(notifier.messages, QStringList{L10n::text("Sorvanel tidied 1 file") + u": "_qs});
-        QCOMPARE(notifier.shown, QStringList{m_home->downloads() + u"/__filesDownloadedAt"_qs});
+        // It says where the file went, and Open Folder opens that day's folder.
+        const QString day = QDir(m_home->downloads() + u"/__filesDownloadedAt"_qs)
+                                .entryList(QDir::Dirs | QDir::NoDotAndDotDot)
+                                .value(0);
+        QCOMPARE(notifier.messages,
+                 QStringList{L10n::text("Sorvanel tidied 1 file") + u": "_qs + L10n::format("Into %@", {day})});
+        QCOMPARE(notifier.shown, QStringList{m_home->downloads() + u"/__filesDownloadedAt/"_qs + day});
+        QCOMPARE(notifier.keys, (QStringList{u"open"_qs, u"undo"_qs}));
+        // A file that can't go: the problems are offered to be shown.
+        const Path blocker = toPath(m_home->downloads()) / "__filesDownloadedAt" / day.toStdString() / "graphic";
+        QVERIFY(QDir().mkpath(displayPath(blocker.parent_path())));
+        writeFile(blocker, "in the way");
+        addFile("b.png");
+        notifier.answer.reset();
+        QCOMPARE(perform(store, notifier, true).outcome, AutomaticRun::Outcome::ran);
+        QCOMPARE(notifier.messages.size(), 2);
+        QCOMPARE(notifier.messages.back(),
+                 L10n::text("Sorvanel's cleanup had problems") + u": "_qs + L10n::text("1 problem"));
+        QVERIFY(notifier.keys.endsWith(u"problems"_qs));
         store.saveNotifyAfterAutomatic(false);
         addFile("c.txt");
         QCOMPARE(perform(store, notifier, true).outcome, AutomaticRun::Outcome::ran);
-        QCOMPARE(notifier.messages.size(), 1);
+        QCOMPARE(notifier.messages.size(), 2);
     }
 
     // When a run is due is the schedule's to say (tst_schedulepolicy); the

@@ -67,7 +67,11 @@ private slots:
         SorvanelApp app(std::move(fixture.model), nullptr, notifier);
         app.model().organizeNow();
         QTRY_COMPARE(notifier->messages.size(), 1);
-        QCOMPARE(notifier->messages.front(), L10n::format("Sorvanel tidied %d files", {2}) + u": "_qs);
+        const QString day = QDir(fixture.home.downloads() + u"/__filesDownloadedAt"_qs)
+                                .entryList(QDir::Dirs | QDir::NoDotAndDotDot)
+                                .value(0);
+        QCOMPARE(notifier->messages.front(),
+                 L10n::format("Sorvanel tidied %d files", {2}) + u": "_qs + L10n::format("Into %@", {day}));
         QCOMPARE(notifier->keys, (QStringList{u"open"_qs, u"undo"_qs}));
         QVERIFY(!QFile::exists(displayPath(downloads / "a.pdf")));
         notifier->offered.front()(u"undo"_qs);

@@ -799,5 +799,9 @@
         <source>Show Problems</source>
         <translation>Probleme zeigen</translation>
     </message>
+    <message>
+        <source>“%@” can&apos;t be the large file threshold: it is a whole number of megabytes from %@ to %@.</source>
+        <translation>„%@“ kann nicht die Grenze für große Dateien sein: Sie ist eine ganze Zahl von Megabyte zwischen %@ und %@.</translation>
+    </message>
 </context>
 </TS>

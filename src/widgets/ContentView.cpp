@@ -35,23 +35,6 @@ namespace sorvanel {
 
 namespace {
 // Any whole number in the user's locale; the model clamps it.
-class WholeNumberValidator : public QValidator
-{
-public:
-    using QValidator::QValidator;
-    State validate(QString &input, int &) const override
-    {
-        const QString trimmed = input.trimmed();
-        if (trimmed.isEmpty() || trimmed == u"-")
-            return Intermediate;
-        bool ok = false;
-        QLocale().toLongLong(trimmed, &ok);
-        if (!ok)
-            trimmed.toLongLong(&ok);
-        return ok ? Acceptable : Invalid;
-    }
-};
-
 QPushButton *linkButton(const QString &text, QWidget *parent)
 {
     auto *button = new QPushButton(text, parent);
@@ -149,7 +132,6 @@ QLayout *ContentView::makeSettingsGrid()
     m_threshold->setPlaceholderText(QLocale().toString(SettingsSchema::defaultThresholdMB));
     m_threshold->setFixedWidth(90);
     m_threshold->setAlignment(Qt::AlignRight);
-    m_threshold->setValidator(new WholeNumberValidator(m_threshold));
     thresholdRow->setSpacing(6);
     thresholdRow->addWidget(m_threshold);
     auto *unit = new QLabel(L10n::text("MB"), this);
@@ -330,17 +312,24 @@ void ContentView::updateThreshold()
 
 void ContentView::commitThreshold()
 {
-    // Return or leaving the field: hand the value to the model, and show what it kept.
-    // As shown: the field has no mask and no echo mode, so it is its text.
-    const QString typed = m_threshold->displayText().trimmed();
+    // Return or leaving the field: a whole number in range goes to the model;
+    // anything else ("1.5", "0", "x") is refused with a word, never rounded,
+    // clamped or shortened, and the field shows the value kept.
+    const QString typed = m_threshold->text().trimmed();
     bool ok = false;
     qint64 value = QLocale().toLongLong(typed, &ok);
     if (!ok)
         value = typed.toLongLong(&ok);
-    if (ok)
+    if (ok && value >= SettingsSchema::minimumThresholdMB && value <= SettingsSchema::maximumThresholdMB) {
         m_model.setThresholdMB(value);
-    m_model.thresholdChanged();
-    updateThreshold(); // the value as the model keeps it, changed or not
+        m_model.thresholdChanged();
+    } else if (!typed.isEmpty() && typed != QLocale().toString(m_model.thresholdMB())) {
+        m_model.setAlertMessage(
+            L10n::format("“%@” can't be the large file threshold: it is a whole number of megabytes from %@ to %@.",
+                         {typed, QLocale().toString(SettingsSchema::minimumThresholdMB),
+                          QLocale().toString(SettingsSchema::maximumThresholdMB)}));
+    }
+    updateThreshold(); // the value the model keeps, changed or not
 }
 
 void ContentView::updateAutomatic()

@@ -156,27 +156,40 @@ private slots:
         QVERIFY(!view()->previewSheet()->isVisible());
     }
 
-    void thresholdFieldCommitsThroughTheModel()
+    void thresholdFieldTakesOnlyWholeNumbersInRange_data()
     {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<qint64>("kept");
+        QTest::addColumn<bool>("refused");
+        QTest::newRow("in range") << u"750"_qs << qint64(750) << false;
+        QTest::newRow("the smallest") << u"1"_qs << qint64(1) << false;
+        QTest::newRow("the largest, grouped") << QLocale().toString(100000) << qint64(100000) << false;
+        QTest::newRow("a fraction, not shortened to 15") << u"1.5"_qs << qint64(500) << true;
+        QTest::newRow("zero, not raised to 1") << u"0"_qs << qint64(500) << true;
+        QTest::newRow("too large, not lowered") << u"100001"_qs << qint64(500) << true;
+        QTest::newRow("no number") << u"x"_qs << qint64(500) << true;
+        QTest::newRow("emptied: shown again") << QString() << qint64(500) << false;
+    }
+
+    void thresholdFieldTakesOnlyWholeNumbersInRange()
+    {
+        QFETCH(QString, typed);
+        QFETCH(qint64, kept);
+        QFETCH(bool, refused);
         QLineEdit *field = view()->thresholdField();
         QCOMPARE(field->text(), QLocale().toString(500));
         field->setFocus();
         field->selectAll();
-        QTest::keyClicks(field, u"0"_qs);
+        QTest::keyClick(field, Qt::Key_Backspace);
+        QTest::keyClicks(field, typed);
+        QCOMPARE(field->text(), typed); // every keystroke as typed
         QTest::keyClick(field, Qt::Key_Return);
-        QCOMPARE(model().thresholdMB(), 1);
-        QCOMPARE(field->text(), QLocale().toString(1));
-        QCOMPARE(m_fixture->store->load().thresholdMB, 1);
-        // Text that is no number leaves the value as it was, and the field shows it again.
-        field->selectAll();
-        QTest::keyClicks(field, u"x"_qs);
-        QTest::keyClick(field, Qt::Key_Return);
-        QCOMPARE(model().thresholdMB(), 1);
-        QCOMPARE(field->text(), QLocale().toString(1));
-        field->selectAll();
-        QTest::keyClicks(field, u"100001"_qs);
-        QTest::keyClick(field, Qt::Key_Return);
-        QCOMPARE(model().thresholdMB(), 100000);
+        QCOMPARE(model().thresholdMB(), kept);
+        QCOMPARE(m_fixture->store->load().thresholdMB, kept);
+        QCOMPARE(field->text(), QLocale().toString(kept));
+        QCOMPARE(model().alertMessage().has_value(), refused);
+        if (refused)
+            QVERIFY(model().alertMessage()->contains(typed));
     }
 
     void automaticSwitchEnablesTheTimePicker()

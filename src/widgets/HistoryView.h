@@ -22,12 +22,13 @@ class HistoryView : public SheetDialog
 public:
     HistoryView(AppModel &model, QWidget *parent);
     QPushButton *undoButton() const { return m_undo; }
+    // The run chosen in the list (by mouse or arrow keys), if any.
+    std::optional<QUuid> selectedRun() const;
 
 private:
     void update();
     void updateUndo();
     void confirmUndo();
-    std::optional<QUuid> selectedRun() const;
 
     AppModel &m_model;
     HistoryListModel *m_entries;

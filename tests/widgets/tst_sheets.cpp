@@ -189,6 +189,12 @@ private slots:
         // Runs the journal does not know can't be undone.
         view.list()->setCurrentIndex(view.list()->model()->index(0, 0));
         QVERIFY(!view.undoButton()->isEnabled());
+        // By keyboard: the arrows choose a run.
+        view.list()->setFocus();
+        QTest::keyClick(view.list(), Qt::Key_Down);
+        QCOMPARE(view.selectedRun(), std::optional<QUuid>(manual.id));
+        QTest::keyClick(view.list(), Qt::Key_Up);
+        QCOMPARE(view.selectedRun(), std::optional<QUuid>(automatic.id));
     }
 
     // A run in the history goes back after the user confirms; cancelling changes nothing.

@@ -452,10 +452,11 @@ void ContentView::placeOverWindow(QWidget *sheet) const
                    content.top() + std::max(0, (content.height() - size.height()) / 2));
     if (const QScreen *screen = window()->screen()) {
         const QRect available = screen->availableGeometry();
+        const QSize framed = size + Style::windowFrameAllowance;
         topLeft.setX(
-            std::clamp(topLeft.x(), available.left(), std::max(available.left(), available.right() - size.width())));
+            std::clamp(topLeft.x(), available.left(), std::max(available.left(), available.right() - framed.width())));
         topLeft.setY(
-            std::clamp(topLeft.y(), available.top(), std::max(available.top(), available.bottom() - size.height())));
+            std::clamp(topLeft.y(), available.top(), std::max(available.top(), available.bottom() - framed.height())));
     }
     sheet->move(topLeft);
 }

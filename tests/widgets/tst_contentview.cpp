@@ -7,12 +7,14 @@
 #include "Localization.h"
 #include "MainWindow.h"
 #include "PreviewView.h"
+#include "Style.h"
 #include "WidgetTestSupport.h"
 
 #include <QCheckBox>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QTimeEdit>
 #include <QtTest>
@@ -45,6 +47,27 @@ private slots:
     {
         m_window.reset();
         m_fixture.reset();
+    }
+
+    // A sheet larger than the screen (a large scale on a small screen) is
+    // fitted into its free area with room for a frame: its buttons stay in reach.
+    void aSheetFitsTheScreen()
+    {
+        const QRect available = m_window->screen()->availableGeometry();
+        view()->previewSheet()->resize(available.size() * 2);
+        model().setShowsPreview(true);
+        QTRY_VERIFY(view()->previewSheet()->isVisible());
+        const QRect sheet = view()->previewSheet()->geometry();
+        QVERIFY2(available.contains(sheet),
+                 qPrintable(QStringLiteral("%1,%2 %3x%4 in %5x%6")
+                                .arg(sheet.x())
+                                .arg(sheet.y())
+                                .arg(sheet.width())
+                                .arg(sheet.height())
+                                .arg(available.width())
+                                .arg(available.height())));
+        QVERIFY(sheet.height() <= available.height() - Style::windowFrameAllowance.height());
+        model().setShowsPreview(false);
     }
 
     // A preview checks the folder: its button says so while it plans.

@@ -100,6 +100,17 @@ class TestWatch : public QObject
     }
     QStringList loose() const { return QDir(m_home->downloads()).entryList(QDir::Files); }
 
+    // A finished file lands in `folder` as a browser's does: written aside,
+    // then renamed into place. (Written there by this process, which goes on
+    // running, it would be a file whose writer may come back: 11 s of waiting.)
+    void arrive(const Path &folder, const std::string &name, const QByteArray &content)
+    {
+        const Path aside = toPath(m_home->path()) / ".aside";
+        std::filesystem::create_directories(aside);
+        writeFile(aside / name, content, longAgo());
+        std::filesystem::rename(aside / name, folder / name);
+    }
+
     // A destination on another file system, where the machine has one.
     bool destinationFarAway()
     {
@@ -231,7 +242,7 @@ private slots:
         QTest::qWait(4000);
         QVERIFY(watcher.processorTicks() - before < 20); // under 0.2 s of 4
         QVERIFY(QDir().mkpath(m_home->downloads()));
-        writeFile(source() / "back.txt", "back", longAgo());
+        arrive(source(), "back.txt", "back");
         QTRY_VERIFY_WITH_TIMEOUT(loose().isEmpty(), 12000);
         QCOMPARE(regularFilesBelow(displayPath(sorted)).filter(u"back.txt"_qs).size(), 1);
         QVERIFY(QFile::exists(displayPath(away / "left.txt")));
@@ -239,7 +250,7 @@ private slots:
         QVERIFY(QDir(m_home->downloads()).removeRecursively());
         QTest::qWait(3000);
         QVERIFY(QDir().mkpath(m_home->downloads()));
-        writeFile(source() / "again.txt", "again", longAgo());
+        arrive(source(), "again.txt", "again");
         QTRY_VERIFY_WITH_TIMEOUT(loose().isEmpty(), 12000);
         QVERIFY(watcher.running());
     }
@@ -321,7 +332,7 @@ private slots:
         Watcher watcher;
         PosixFileSystem files;
         auto lock = std::make_unique<OrganizerExecutionLock>(destination(), files);
-        writeFile(source() / "waiting.pdf", "waiting", longAgo());
+        arrive(source(), "waiting.pdf", "waiting");
         QTest::qWait(4000);
         QCOMPARE(loose(), QStringList{u"waiting.pdf"_qs});
         lock.reset();
@@ -333,10 +344,10 @@ private slots:
     void anUndoneFileStaysUntilItChanges()
     {
         Watcher watcher;
-        writeFile(source() / "a.pdf", "a", longAgo());
-        writeFile(source() / "b.pdf", "b", longAgo());
+        arrive(source(), "a.pdf", "a");
+        arrive(source(), "b.pdf", "b");
         QTRY_COMPARE_WITH_TIMEOUT(filed().size(), 2, 10000);
-        writeFile(source() / "c.pdf", "c", longAgo());
+        arrive(source(), "c.pdf", "c");
         QTRY_COMPARE_WITH_TIMEOUT(filed().size(), 3, 10000);
         const QJsonArray history = cli({u"history"_qs, u"--json"_qs}).json().array();
         QCOMPARE(history.size(), 1);
@@ -347,7 +358,7 @@ private slots:
         QCOMPARE(loose(), (QStringList{u"a.pdf"_qs, u"b.pdf"_qs, u"c.pdf"_qs}));
         QTest::qWait(4000);
         QCOMPARE(loose().size(), 3);
-        writeFile(source() / "b.pdf", "b, changed", longAgo());
+        arrive(source(), "b.pdf", "b, changed");
         QTRY_COMPARE_WITH_TIMEOUT(loose(), (QStringList{u"a.pdf"_qs, u"c.pdf"_qs}), 10000);
     }
 
@@ -358,7 +369,7 @@ private slots:
         const QString other = m_home->path() + u"/Elsewhere"_qs;
         QVERIFY(QDir().mkpath(other));
         QCOMPARE(cli({u"settings"_qs, u"set"_qs, u"sourcePath"_qs, other}).status, 0);
-        writeFile(toPath(other) / "moved.txt", "moved", longAgo());
+        arrive(toPath(other), "moved.txt", "moved");
         QTRY_VERIFY_WITH_TIMEOUT(QDir(other).entryList(QDir::Files).isEmpty(), 15000);
         QCOMPARE(filed().filter(u"moved.txt"_qs).size(), 1);
     }

@@ -31,7 +31,7 @@ public:
 class NoChooser : public FolderChooser
 {
 public:
-    std::optional<Path> chooseFolder(const Path &, const QString &) override { return std::nullopt; }
+    std::optional<Path> chooseFolder(const Path &, const QString &, const QString &) override { return std::nullopt; }
 };
 } // namespace
 

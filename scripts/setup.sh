@@ -25,6 +25,7 @@ SORVANEL_PACKAGES=(
     dbus                             # a private session bus (dbus-run-session) for the notification tests
     exfat-fuse exfatprogs ntfs-3g    # exFAT and NTFS volumes through FUSE, for the tests of such destinations
     strace                           # stops a program at an exact system call, for the tests of kills there
+    trash-cli                        # a real Trash client: lists and restores what a run sent to the Trash
 )
 
 sorvanel_install_packages() {

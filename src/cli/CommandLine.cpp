@@ -56,12 +56,36 @@ QJsonArray skippedJson(const std::vector<SkippedFile> &skipped)
     return array;
 }
 
-QJsonObject resultJson(const OrganizationResult &result)
+// A name's text, and its bytes in hexadecimal where the text is not exact (a name that is not UTF-8).
+void addName(QJsonObject &object, const QString &key, const Path &name)
+{
+    const QString text = displayPath(name);
+    object.insert(key, text);
+    const QByteArray bytes = QByteArray::fromStdString(name.native());
+    if (text.toUtf8() != bytes)
+        object.insert(key + u"Hex"_qs, QString::fromLatin1(bytes.toHex()));
+}
+
+// Each file sent to the Trash, with where its bytes are filed, below the root.
+QJsonArray alreadyFiledJson(const std::vector<AlreadyFiledFile> &files, const Path &root)
+{
+    QJsonArray array;
+    for (const auto &file : files) {
+        QJsonObject object;
+        addName(object, u"filename"_qs, file.source.filename());
+        addName(object, u"filedAs"_qs, relativeTo(file.filedAs, root));
+        array.append(object);
+    }
+    return array;
+}
+
+QJsonObject resultJson(const OrganizationResult &result, const Path &root = {})
 {
     return QJsonObject{{u"runDate"_qs, Json::isoDate(result.runDate)},
                        {u"moved"_qs, qint64(result.moved)},
                        {u"skipped"_qs, qint64(result.skipped)},
                        {u"failed"_qs, qint64(result.failed())},
+                       {u"alreadyFiled"_qs, alreadyFiledJson(result.alreadyFiled, root)},
                        {u"issues"_qs, issuesJson(result.issues)}};
 }
 
@@ -158,7 +182,8 @@ std::vector<CommandLine::Command> CommandLine::commands()
           QString(),
           L10n::text(
               "The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, "
-              "automaticTime, notifyAfterAutomatic, watchEnabled (files each download as soon as it is finished).")},
+              "automaticTime, notifyAfterAutomatic, watchEnabled (files each download as soon as it is finished), "
+              "trashDuplicates (a file whose bytes are filed already goes to the Trash).")},
          &CommandLine::settings},
     };
 }
@@ -231,14 +256,6 @@ std::optional<bool> CommandLine::jsonOption(const QStringList &arguments)
 namespace {
 // JSON text is Unicode, a path is bytes: a path that is not UTF-8 is also
 // given as its exact bytes in hexadecimal, under KEY + "Hex".
-void addPath(QJsonObject &object, const QString &key, const Path &path)
-{
-    const QString text = displayPath(path);
-    object.insert(key, text);
-    const QByteArray bytes = QByteArray::fromStdString(path.native());
-    if (text.toUtf8() != bytes)
-        object.insert(key + u"Hex"_qs, QString::fromLatin1(bytes.toHex()));
-}
 } // namespace
 
 int CommandLine::failed(const QString &message, bool json)
@@ -266,10 +283,12 @@ int CommandLine::preview(SettingsStore &store, const QStringList &arguments)
     if (json) {
         QJsonArray moves;
         for (const auto &move : plan.moves) {
+            if (move.goesToTrash())
+                continue;
             QJsonObject object{{u"category"_qs, rawValue(move.category)},
                                {u"fileDate"_qs, Json::isoDate(move.fileDate)}};
-            addPath(object, u"source"_qs, move.sourceURL);
-            addPath(object, u"destination"_qs, move.destinationURL);
+            addName(object, u"source"_qs, move.sourceURL);
+            addName(object, u"destination"_qs, move.destinationURL);
             moves.append(object);
         }
         m_out << printJson(QJsonObject{{u"generatedAt"_qs, Json::isoDate(plan.generatedAt)},
@@ -277,12 +296,15 @@ int CommandLine::preview(SettingsStore &store, const QStringList &arguments)
                                        {u"moves"_qs, moves},
                                        {u"skipped"_qs, qint64(plan.skipped)},
                                        {u"skippedFiles"_qs, skippedJson(plan.skippedFiles)},
+                                       {u"alreadyFiled"_qs, alreadyFiledJson(plan.alreadyFiled(), plan.destinationRoot)},
                                        {u"issues"_qs, issuesJson(issues)}});
     } else {
         // Paths go out as the bytes they are: exact even where a name is not UTF-8.
         m_out.flush();
         std::string lines;
         for (const auto &move : plan.moves) {
+            if (move.goesToTrash())
+                continue;
             appendQuoted(lines, move.sourceURL.native());
             lines += " \u2192 ";
             appendQuoted(lines, move.destinationURL.native());
@@ -294,9 +316,18 @@ int CommandLine::preview(SettingsStore &store, const QStringList &arguments)
         }
         std::fwrite(lines.data(), 1, lines.size(), stdout);
         std::fflush(stdout);
-        m_out << L10n::format("Move: %d", {qint64(plan.moves.size())}) << "   "
-              << L10n::format("Skip: %d", {qint64(plan.skipped)}) << "   "
+        const std::vector<AlreadyFiledFile> filed = plan.alreadyFiled();
+        m_out << L10n::format("Move: %d", {qint64(plan.filingCount())}) << "   ";
+        if (!filed.empty())
+            m_out << L10n::format("Already filed: %d", {qint64(filed.size())}) << "   ";
+        m_out << L10n::format("Skip: %d", {qint64(plan.skipped)}) << "   "
               << L10n::format("Problems: %d", {qint64(issues.size())}) << '\n';
+        if (!filed.empty())
+            m_out << L10n::text("To the Trash:") << '\n';
+        for (const auto &file : filed)
+            m_out << "  " << terminalSafe(displayName(file.source)) << ": "
+                  << alreadyFiledReason(terminalSafe(displayPath(relativeTo(file.filedAs, plan.destinationRoot))))
+                  << '\n';
         if (!plan.skippedFiles.empty())
             m_out << L10n::text("Left where they are:") << '\n';
         for (const auto &file : plan.skippedFiles)
@@ -324,14 +355,21 @@ int CommandLine::organize(SettingsStore &store, const QStringList &arguments)
         return failed(failure.description, json);
     }
     if (json) {
-        QJsonObject object = resultJson(result);
+        QJsonObject object = resultJson(result, store.load().destinationURL);
         if (interrupted)
             object.insert(u"stopped"_qs, true);
         m_out << printJson(object);
     } else {
-        m_out << L10n::format("Moved: %d", {qint64(result.moved)}) << "   "
-              << L10n::format("Skipped: %d", {qint64(result.skipped)}) << "   "
+        m_out << L10n::format("Moved: %d", {qint64(result.moved)}) << "   ";
+        if (!result.alreadyFiled.empty())
+            m_out << L10n::format("Already filed: %d", {qint64(result.alreadyFiled.size())}) << "   ";
+        m_out << L10n::format("Skipped: %d", {qint64(result.skipped)}) << "   "
               << L10n::format("Failed: %d", {qint64(result.failed())}) << '\n';
+        const Path root = normalizedPath(store.load().destinationURL);
+        for (const auto &file : result.alreadyFiled)
+            m_out << terminalSafe(displayName(file.source)) << ": "
+                  << alreadyFiledReason(terminalSafe(displayPath(relativeTo(file.filedAs, root))))
+                  << L10n::text(", now in the Trash") << '\n';
         for (const auto &issue : result.issues)
             m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
         if (interrupted)
@@ -446,6 +484,7 @@ int CommandLine::history(SettingsStore &store, const QStringList &arguments)
                                      {u"moved"_qs, qint64(entry.moved)},
                                      {u"skipped"_qs, qint64(entry.skipped)},
                                      {u"failed"_qs, qint64(entry.failed)},
+                                     {u"alreadyFiled"_qs, qint64(entry.alreadyFiled)},
                                      {u"duration"_qs, entry.duration},
                                      {u"undone"_qs, runs.isUndone(entry.id)}});
         }
@@ -461,6 +500,8 @@ int CommandLine::history(SettingsStore &store, const QStringList &arguments)
         m_out << shownDate(entry.date) << "   " << L10n::format("%@ · %.2f s", {localizedMode(entry), entry.duration})
               << "   " << L10n::format("%d moved", {qint64(entry.moved)}) << "   "
               << L10n::format("%d skipped", {qint64(entry.skipped)});
+        if (entry.alreadyFiled > 0)
+            m_out << "   " << L10n::format("%d already filed", {qint64(entry.alreadyFiled)});
         if (entry.failed > 0)
             m_out << "   " << L10n::format("%d failed", {qint64(entry.failed)});
         if (const QString undone = runs.undoneLabel(entry.id); !undone.isEmpty())

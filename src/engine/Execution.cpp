@@ -8,8 +8,9 @@
 //   startWriterCheck       the check for files still being written starts;
 //   step, for each move    a stop is heard, prepared copies are finished and
 //                          made, the next batch is written down as intended,
-//                          then moveOne (under a free name if the planned one
-//                          was taken meanwhile);
+//                          then the move: into place (under a free name if
+//                          the planned one was taken meanwhile), or, for a
+//                          file filed already, to the Trash (moveToTrash);
 //   leave                  the last moves are finished and written down, and
 //                          the problems are reported in plan order.
 //
@@ -38,6 +39,7 @@
 #include "Execution.h"
 
 #include "Localization.h"
+#include "Trash.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -117,7 +119,7 @@ OrganizationResult Execution::run()
         m_fs, m_sourceFolder, m_plan.destinationRoot, m_order.size(),
         [this](std::size_t i) -> CopyAhead::Candidate {
             const PlannedMove &next = planned(std::int64_t(i));
-            if (m_finishedEarlier.count(next.sourceURL.native()))
+            if (next.goesToTrash() || m_finishedEarlier.count(next.sourceURL.native()))
                 return std::nullopt;
             return std::pair{std::string_view(next.sourceURL.native()), next.sourceSize};
         },
@@ -238,14 +240,7 @@ bool Execution::tryStep(std::size_t step)
             return true;
         }
     }
-    // Most moves need no copy of their paths: the folder and the names are views.
-    const std::string_view folder =
-        std::string_view(move.destinationURL.native()).substr(0, move.destinationURL.native().rfind('/'));
-    if (const FileError error = ensureFolder(folder)) {
-        fail(step, error);
-        return true;
-    }
-    const FileError error = moveUnderFreeName(move, folder);
+    const FileError error = move.goesToTrash() ? moveToTrash(move) : moveIntoPlace(move);
     if (error.code() == ECANCELED && m_tally.stopRequested()) {
         // Stopped within its copy: the file stays, as if it was not tried.
         m_tally.takeBack();
@@ -256,7 +251,10 @@ bool Execution::tryStep(std::size_t step)
         fail(step, error);
         return true;
     }
-    ++m_result.moved;
+    if (move.goesToTrash())
+        m_result.alreadyFiled.push_back({move.sourceURL, move.filedAs});
+    else
+        ++m_result.moved;
     m_copies->moved(move.sourceURL.native(), current);
     // The journal already holds the planned name and identity.
     if (m_target != &move.destinationURL || m_recorder.copyAnnounced())
@@ -273,6 +271,49 @@ bool Execution::intendBatch()
     m_unrecorded = cleanupIssue(
         L10n::text("The record of this cleanup could not be written, so it stopped before moving more files."));
     return false;
+}
+
+FileError Execution::moveIntoPlace(const PlannedMove &move)
+{
+    // Most moves need no copy of their paths: the folder and the names are views.
+    const std::string_view folder =
+        std::string_view(move.destinationURL.native()).substr(0, move.destinationURL.native().rfind('/'));
+    if (const FileError error = ensureFolder(folder))
+        return error;
+    return moveUnderFreeName(move, folder);
+}
+
+// A file filed already: its info file takes a name in the trash, then the
+// file follows it there; if it can't, the info file goes again.
+FileError Execution::moveToTrash(const PlannedMove &move)
+{
+    const Path trash = Trash::folderOf(move.destinationURL);
+    if (!m_readyFolders.count(trash.native())) {
+        if (const FileError error = Trash::prepare(trash))
+            return error;
+        m_readyFolders.insert(trash.native());
+    }
+    const auto taken = [this](const Path &candidate) {
+        return m_fs.itemExists(candidate) || m_fs.itemExists(Trash::infoOf(candidate));
+    };
+    m_target = &move.destinationURL;
+    FileError error;
+    for (int attempt = 0; attempt < maximumNameAttempts; ++attempt) {
+        m_recorder.aim(*m_target);
+        error = Trash::writeInfo(*m_target, move.sourceURL, systemNow());
+        if (!error) {
+            error = m_fs.moveItem(move.sourceURL, *m_target, trash, m_writers ? &*m_writers : nullptr,
+                                  m_recorder.announcement(), m_tally.withinFile());
+            if (error)
+                Trash::removeInfo(*m_target, move.sourceURL);
+        }
+        if (error.code() != EEXIST)
+            break;
+        m_renamed = Organizer::uniqueDestination(std::string(filenameOf(move.sourceURL)), trash / "files", taken,
+                                                 &m_hints[trash.native()]);
+        m_target = &m_renamed;
+    }
+    return error;
 }
 
 // The planned name first; when another program took it since planning, the

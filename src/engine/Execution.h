@@ -42,6 +42,8 @@ private:
     bool tryStep(std::size_t step);
     bool intendBatch();
     void moveOne(std::size_t step, std::int64_t current);
+    FileError moveIntoPlace(const PlannedMove &move);
+    FileError moveToTrash(const PlannedMove &move);
     FileError moveUnderFreeName(const PlannedMove &move, std::string_view folder);
     FileError ensureFolder(std::string_view folder);
     void fail(std::size_t step, const FileError &error);

@@ -210,6 +210,19 @@ QString OrganizerConfiguration::thresholdTooLargeDescription()
     return L10n::text("The large file threshold is too large.");
 }
 
+Path relativeTo(const Path &path, const Path &root)
+{
+    const std::string &text = path.native();
+    const std::string &top = root.native();
+    const bool below = text.size() > top.size() + 1 && text.starts_with(top) && text[top.size()] == '/';
+    return below ? Path(text.substr(top.size() + 1)) : path;
+}
+
+QString alreadyFiledReason(const QString &shownPath)
+{
+    return L10n::format("already filed as %@", {shownPath});
+}
+
 RunHistoryEntry::RunHistoryEntry(const OrganizationResult &result, OrganizationRunMode mode, double duration)
     : id(newIdentifier())
     , date(result.runDate)
@@ -217,6 +230,7 @@ RunHistoryEntry::RunHistoryEntry(const OrganizationResult &result, OrganizationR
     , moved(result.moved)
     , skipped(result.skipped)
     , failed(result.failed())
+    , alreadyFiled(std::int64_t(result.alreadyFiled.size()))
     , duration(duration)
 {
 }
@@ -322,6 +336,8 @@ QByteArray encodeHistory(const QList<RunHistoryEntry> &history)
         object.insert(QStringLiteral("skipped"), qint64(entry.skipped));
         object.insert(QStringLiteral("failed"), qint64(entry.failed));
         object.insert(QStringLiteral("duration"), entry.duration);
+        if (entry.alreadyFiled > 0)
+            object.insert(QStringLiteral("alreadyFiled"), qint64(entry.alreadyFiled));
         array.append(object);
     }
     return QJsonDocument(array).toJson(QJsonDocument::Compact);
@@ -332,7 +348,7 @@ namespace {
 const QStringList &historyKeys()
 {
     static const QStringList keys{u"id"_qs,      u"date"_qs,   u"mode"_qs,    u"moved"_qs,
-                                  u"skipped"_qs, u"failed"_qs, u"duration"_qs};
+                                  u"skipped"_qs, u"failed"_qs, u"duration"_qs, u"alreadyFiled"_qs};
     return keys;
 }
 
@@ -360,6 +376,8 @@ std::optional<RunHistoryEntry> decodeHistoryEntry(const QJsonObject &object)
     entry.skipped = *skipped;
     entry.failed = *failed;
     entry.duration = *duration;
+    // Optional: runs before files were recognised as already filed have none.
+    entry.alreadyFiled = integerValue(object.value(QStringLiteral("alreadyFiled"))).value_or(0);
     entry.newerFields = object;
     for (const QString &key : historyKeys())
         entry.newerFields.remove(key);
@@ -438,6 +456,22 @@ OrganizationIssue missingDriveIssue(const Path &mountPoint)
         L10n::text("Cleanup"),
         L10n::format("The drive of the destination folder is not connected (%@). Connect it and try again.",
                      {displayPath(mountPoint)}));
+}
+
+std::vector<AlreadyFiledFile> OrganizationPlan::alreadyFiled() const
+{
+    std::vector<AlreadyFiledFile> files;
+    for (const PlannedMove &move : moves) {
+        if (move.goesToTrash())
+            files.push_back({move.sourceURL, move.filedAs});
+    }
+    return files;
+}
+
+std::int64_t OrganizationPlan::filingCount() const
+{
+    return std::int64_t(
+        std::count_if(moves.begin(), moves.end(), [](const PlannedMove &move) { return !move.goesToTrash(); }));
 }
 
 void OrganizationPlan::release()

@@ -23,6 +23,8 @@
 
 namespace sorvanel {
 
+class RunJournal;
+
 using Clock = std::function<QDateTime()>;
 
 // A fresh random (version 4) UUID. Drawn from Qt's securely seeded generator
@@ -97,6 +99,11 @@ struct OrganizerConfiguration
     // Files an undo put back, by name: one that has not changed since (same
     // size and time) stays where it is. Set for the daily run and the watcher.
     std::shared_ptr<const std::unordered_map<std::string, PutBackFile>> putBack;
+    // Where set, a file whose very bytes are already filed (see
+    // AlreadyFiled.h) goes to this trash folder instead of under a counter
+    // name; `filedBy` is the journal of what earlier runs filed.
+    std::optional<Path> trash;
+    RunJournal *filedBy = nullptr;
 
     // The configuration every run of the app, the command line and the agent uses:
     // the threshold in binary megabytes, a 2-second minimum age and the system clock.
@@ -133,6 +140,11 @@ struct PlannedMove
     std::int64_t sourceSize = -1; // its size and modification time when planned,
     std::int64_t sourceModifiedNs = 0; // which the run's journal keeps
     std::int64_t sourceBornNs = 0; // and its birth time (0: not known)
+    // Set where the file's bytes are filed already, as this file: then the
+    // move goes to the Trash (destinationURL is TRASH/files/NAME).
+    Path filedAs;
+
+    bool goesToTrash() const { return !filedAs.empty(); }
 
     bool operator==(const PlannedMove &) const = default;
 };
@@ -166,6 +178,21 @@ struct SkippedFile
 // The reason in the user's language, for example "being written by curl (pid 4242)".
 QString localizedReason(const SkippedFile &file);
 
+// A file sent to the Trash because its bytes were filed already.
+struct AlreadyFiledFile
+{
+    Path source;
+    Path filedAs;
+
+    bool operator==(const AlreadyFiledFile &) const = default;
+};
+
+// The path below `root` ("2026-11-20/docs/report.pdf"); the whole path where it is not below it.
+Path relativeTo(const Path &path, const Path &root);
+// "already filed as 2026-11-20/docs/report.pdf": where the file is filed, as
+// shown (its path below the destination root, made safe for where it goes).
+QString alreadyFiledReason(const QString &shownPath);
+
 struct OrganizationPlan
 {
     QDateTime generatedAt;
@@ -190,6 +217,9 @@ struct OrganizationPlan
     // The problems a preview shows: the plan's issues, the names too long to
     // take, then the missing drive, as a run would report them.
     QList<OrganizationIssue> previewIssues() const;
+    // The files that go to the Trash as filed already, and how many moves file a file.
+    std::vector<AlreadyFiledFile> alreadyFiled() const;
+    std::int64_t filingCount() const;
 
     // Frees the moves in execution order, the order their paths were made
     // in: for a big plan several times quicker than in plan order.
@@ -208,6 +238,8 @@ struct OrganizationResult
     QList<OrganizationIssue> issues;
     // The planned files not tried because the run was asked to stop.
     std::int64_t remaining = 0;
+    // The files sent to the Trash as already filed (not counted in `moved`).
+    std::vector<AlreadyFiledFile> alreadyFiled;
 
     std::int64_t failed() const { return issues.size(); }
     bool operator==(const OrganizationResult &) const = default;
@@ -221,6 +253,7 @@ struct RunHistoryEntry
     std::int64_t moved = 0;
     std::int64_t skipped = 0;
     std::int64_t failed = 0;
+    std::int64_t alreadyFiled = 0;
     double duration = 0;
     // What a newer version of the program wrote that this one does not know,
     // kept as written so that rewriting the history loses none of it: a mode

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Organizer.h"
 
+#include "AlreadyFiled.h"
 #include "Execution.h"
 #include "OrganizerExecutionLock.h"
 #include "Recovery.h"
@@ -8,6 +9,7 @@
 #include "Localization.h"
 #include "NameCollator.h"
 #include "Parallel.h"
+#include "Trash.h"
 
 #include <QFile>
 
@@ -587,6 +589,42 @@ public:
         }
     }
 
+    // A file whose very bytes are filed already goes to the Trash instead of
+    // beside them under a counter name (see AlreadyFiled.h), under a name
+    // free in the trash's files and infos.
+    void sendWhatIsFiledToTheTrash()
+    {
+        if (!m_configuration.trash || m_plan.moves.empty())
+            return;
+        AlreadyFiled filed(m_files, m_configuration.filedBy, m_plan.moves);
+        const Path trash = Trash::forFolder(m_configuration.sourceURL, *m_configuration.trash);
+        std::unordered_set<std::string> trashNames;
+        Organizer::CounterHints hints;
+        for (const std::size_t k : AlreadyFiled::askingOrder(m_plan.moves)) {
+            PlannedMove &move = m_plan.moves[k];
+            const std::string name(filenameOf(move.sourceURL));
+            const std::string original = originalName(name);
+            const TargetFolder &folder = m_folders[folderOf(m_movers[k])];
+            std::vector<Path> inTargetFolder;
+            if (folder.taken.count(key(name)))
+                inTargetFolder.push_back(folder.path / name);
+            if (original != name && folder.taken.count(key(original)))
+                inTargetFolder.push_back(folder.path / original);
+            auto filedAs = filed.filedCopyOf(move, inTargetFolder);
+            if (!filedAs)
+                continue;
+            move.filedAs = std::move(*filedAs);
+            move.destinationURL = Organizer::uniqueDestination(
+                name, trash / "files",
+                [&](const Path &candidate) {
+                    return trashNames.count(candidate.filename().native()) || m_files.itemExists(candidate)
+                        || m_files.itemExists(Trash::infoOf(candidate));
+                },
+                &hints);
+            trashNames.insert(move.destinationURL.filename().native());
+        }
+    }
+
     OrganizationPlan takePlan() { return std::move(m_plan); }
 
 private:
@@ -791,6 +829,7 @@ OrganizationPlan Organizer::makePlan(const OrganizerConfiguration &given, PlanUs
     planning.collectInNameOrder();
     planning.free(freed);
     planning.assignNames();
+    planning.sendWhatIsFiledToTheTrash();
     OrganizationPlan plan = planning.takePlan();
     // A preview says so when the files have nowhere to go.
     if (use == PlanUse::preview)

@@ -4,6 +4,8 @@
 // when it matches what the journal wrote down of it.
 #include "Recovery.h"
 
+#include "Trash.h"
+
 namespace sorvanel {
 
 namespace JournalFacts {
@@ -28,6 +30,13 @@ FileError finishReturn(FileSystem &fs, const JournalMove &move, const std::optio
     if (atDestination && atDestination->sameContent(placedOf(move), move.size, placedTimeOf(move)))
         return fs.removeFile(move.destination, placedOf(move));
     return {};
+}
+
+bool wentToTrash(const JournalMove &move, const Path &destinationRoot)
+{
+    const std::string &path = move.destination.native();
+    const std::string &root = destinationRoot.native();
+    return !(path.size() > root.size() + 1 && path.starts_with(root) && path[root.size()] == '/');
 }
 
 } // namespace JournalFacts
@@ -146,6 +155,10 @@ void Recovery::recoverRuns(const Path &destinationRoot, std::unordered_set<std::
             if (move.state != JournalMove::State::intended)
                 continue;
             move.state = recoverMove(move, onNumberedDrive);
+            // Killed between the info file and the file's move to the Trash.
+            if (move.state == JournalMove::State::notMoved && wentToTrash(move, destinationRoot)
+                && !m_fs.itemExists(move.destination))
+                Trash::removeInfo(move.destination, move.source);
             if (finished && move.state == JournalMove::State::moved && !m_fs.itemExists(move.source))
                 finished->insert(move.source.native());
             outcomes.push_back(std::move(move));

@@ -23,6 +23,9 @@ std::int64_t placedTimeOf(const JournalMove &move);
 // went back to the source: what is left at the destination goes, if it is
 // still the moved file.
 FileError finishReturn(FileSystem &fs, const JournalMove &move, const std::optional<FileStamp> &atDestination);
+// The move sent a file filed already to the Trash: the only moves whose
+// destination lies outside their run's root.
+bool wentToTrash(const JournalMove &move, const Path &destinationRoot);
 } // namespace JournalFacts
 
 // Runs that a kill cut short, accounted for from the journal and from what

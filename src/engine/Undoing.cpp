@@ -25,6 +25,7 @@
 
 #include "Localization.h"
 #include "Recovery.h"
+#include "Trash.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -85,7 +86,8 @@ UndoResult Undoing::run()
         m_fs, m_run->destinationRoot, m_run->source, m_moves.size(),
         [this](std::size_t i) -> CopyAhead::Candidate {
             const JournalMove &next = m_moves[i];
-            if (next.state != JournalMove::State::moved || next.returned.inode || next.reserved.inode)
+            if (next.state != JournalMove::State::moved || next.returned.inode || next.reserved.inode
+                || wentToTrash(next, m_run->destinationRoot))
                 return std::nullopt;
             return std::pair{std::string_view(next.destination.native()), next.size};
         },
@@ -207,7 +209,8 @@ bool Undoing::step(std::size_t index)
             m_fs.removeFile(move.source, move.reserved);
         move.reserved = {};
     }
-    const auto atDestination = m_fs.stampOf(move.destination, m_run->destinationRoot);
+    const bool trashed = wentToTrash(move, m_run->destinationRoot);
+    const auto atDestination = m_fs.stampOf(move.destination, trashed ? Path() : m_run->destinationRoot);
     m_atSource.reset();
     switch (assess(move, atDestination)) {
     case Assessment::finishReturn:
@@ -217,7 +220,9 @@ bool Undoing::step(std::size_t index)
         restored(move);
         return true;
     case Assessment::changedSince:
-        fail(move, L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is."));
+        fail(move, trashed && !atDestination
+                 ? L10n::text("It is no longer in the Trash, so it was not put back.")
+                 : L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is."));
         return true;
     case Assessment::moveBack:
         return moveBack(move);
@@ -298,6 +303,8 @@ bool Undoing::writeOutcomesIfDue()
 
 void Undoing::restored(JournalMove &move)
 {
+    if (!m_dryRun && wentToTrash(move, m_run->destinationRoot))
+        Trash::removeInfo(move.destination, move.source);
     ++m_result.restored;
     move.state = JournalMove::State::restored;
     move.returned = {};

@@ -2,6 +2,7 @@
 #include "CleanupRun.h"
 
 #include "Localization.h"
+#include "Trash.h"
 
 #include <algorithm>
 #include <set>
@@ -23,6 +24,8 @@ OrganizerConfiguration CleanupRun::configuration(const StoredSettings &settings,
         throw Failure{OrganizerConfiguration::thresholdTooLargeDescription()};
     if (now)
         configuration->now = now;
+    if (settings.trashDuplicates)
+        configuration->trash = Trash::homeTrash();
     return *configuration;
 }
 
@@ -33,7 +36,9 @@ std::optional<Path> CleanupRun::missingDrive()
 
 OrganizationPlan CleanupRun::plan(const Clock &now, Organizer::PlanUse use)
 {
-    return plan(configuration(m_store.load(), now), use);
+    OrganizerConfiguration configuration = CleanupRun::configuration(m_store.load(), now);
+    configuration.filedBy = &m_journal;
+    return plan(configuration, use);
 }
 
 OrganizationPlan CleanupRun::plan(const OrganizerConfiguration &configuration, Organizer::PlanUse use)
@@ -67,7 +72,8 @@ CleanupRun::Outcome CleanupRun::execute(const OrganizationPlan &plan, Organizati
         if (mode != OrganizationRunMode::watch) {
             m_store.record(outcome.result, mode, outcome.duration, outcome.id);
             outcome.recorded = true;
-        } else if (outcome.result.moved > 0 || !outcome.result.issues.isEmpty()) {
+        } else if (outcome.result.moved > 0 || !outcome.result.alreadyFiled.empty()
+                   || !outcome.result.issues.isEmpty()) {
             const auto group = m_store.recordWatched(outcome.result, outcome.duration, outcome.id, false);
             outcome.entry = group.value_or(outcome.id);
             outcome.recorded = true;
@@ -83,6 +89,7 @@ CleanupRun::Outcome CleanupRun::organize(OrganizationRunMode mode, const Clock &
     QElapsedTimer started;
     started.start();
     OrganizerConfiguration configuration = CleanupRun::configuration(m_store.load(), now);
+    configuration.filedBy = &m_journal;
     if (mode != OrganizationRunMode::manual)
         configuration.putBack = std::make_shared<const std::unordered_map<std::string, PutBackFile>>(
             m_journal.putBack(configuration.sourceURL));

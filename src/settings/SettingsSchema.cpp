@@ -29,6 +29,7 @@ const std::vector<Definition> &definitions()
         plain(Key::automaticTime, ValueType::date),
         plain(Key::notifyAfterAutomatic, ValueType::boolean),
         plain(Key::watchEnabled, ValueType::boolean),
+        plain(Key::trashDuplicates, ValueType::boolean),
         plain(Key::sourceBookmark, ValueType::data),
         plain(Key::destinationBookmark, ValueType::data),
         plain(Key::lastAutomaticDay, ValueType::string),

@@ -23,6 +23,7 @@ inline const QString automaticEnabled = QStringLiteral("automaticEnabled");
 inline const QString automaticTime = QStringLiteral("automaticTime");
 inline const QString notifyAfterAutomatic = QStringLiteral("notifyAfterAutomatic");
 inline const QString watchEnabled = QStringLiteral("watchEnabled");
+inline const QString trashDuplicates = QStringLiteral("trashDuplicates");
 // What the programs keep for themselves.
 inline const QString sourceBookmark = QStringLiteral("sourceBookmark");
 inline const QString destinationBookmark = QStringLiteral("destinationBookmark");
@@ -43,6 +44,7 @@ inline constexpr int defaultAutomaticHour = 22; // 22:00 local time
 inline constexpr bool defaultAutomaticEnabled = false;
 inline constexpr bool defaultNotifyAfterAutomatic = true;
 inline constexpr bool defaultWatchEnabled = false;
+inline constexpr bool defaultTrashDuplicates = true;
 
 struct Definition
 {

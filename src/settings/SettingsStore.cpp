@@ -95,6 +95,8 @@ StoredSettings SettingsStore::load() const
     settings.notifyAfterAutomatic =
         m_defaults->boolean(Key::notifyAfterAutomatic).value_or(SettingsSchema::defaultNotifyAfterAutomatic);
     settings.watchEnabled = m_defaults->boolean(Key::watchEnabled).value_or(SettingsSchema::defaultWatchEnabled);
+    settings.trashDuplicates =
+        m_defaults->boolean(Key::trashDuplicates).value_or(SettingsSchema::defaultTrashDuplicates);
     return settings;
 }
 
@@ -155,6 +157,11 @@ void SettingsStore::saveNotifyAfterAutomatic(bool notify)
 void SettingsStore::saveWatchEnabled(bool enabled)
 {
     m_defaults->set(Key::watchEnabled, DefaultsValue::boolean(enabled));
+}
+
+void SettingsStore::saveTrashDuplicates(bool enabled)
+{
+    m_defaults->set(Key::trashDuplicates, DefaultsValue::boolean(enabled));
 }
 
 void SettingsStore::saveLastAutomaticDay(const QString &day)
@@ -249,6 +256,7 @@ std::optional<QUuid> SettingsStore::recordWatched(const OrganizationResult &resu
             entry.id = sameDay->id;
             entry.moved += sameDay->moved;
             entry.failed += sameDay->failed;
+            entry.alreadyFiled += sameDay->alreadyFiled;
             entry.duration += sameDay->duration;
             entry.date = std::max(entry.date, sameDay->date);
             history->erase(sameDay);

@@ -31,6 +31,8 @@ struct StoredSettings
     bool notifyAfterAutomatic = SettingsSchema::defaultNotifyAfterAutomatic;
     // The watcher files each download as soon as it is finished.
     bool watchEnabled = SettingsSchema::defaultWatchEnabled;
+    // A file whose bytes are filed already goes to the Trash, not beside them.
+    bool trashDuplicates = SettingsSchema::defaultTrashDuplicates;
 };
 
 // The one place where settings, the last result and the run history live:
@@ -67,6 +69,7 @@ public:
     void saveLastAutomaticDay(const QString &day);
     void saveNotifyAfterAutomatic(bool notify);
     void saveWatchEnabled(bool enabled);
+    void saveTrashDuplicates(bool enabled);
     void refresh();
 
     void save(const OrganizationResult &result);

@@ -52,7 +52,10 @@ public:
         }
         case SheetDialog::DetailTextRole:
             return L10n::format("%d moved", {qint64(entry.moved)}) + QStringLiteral("   ")
-                + L10n::format("%d skipped", {qint64(entry.skipped)});
+                + L10n::format("%d skipped", {qint64(entry.skipped)})
+                + (entry.alreadyFiled > 0
+                       ? QStringLiteral("   ") + L10n::format("%d already filed", {qint64(entry.alreadyFiled)})
+                       : QString());
         case SheetDialog::WarningRole:
             return qint64(entry.failed);
         case SheetDialog::SymbolRole:

@@ -51,7 +51,7 @@ expect 'sorvanel-cli undo ' "$run"
 expect "sorvanel-cli undo ${run:0:4}" "$run"
 expect 'sorvanel-cli settings ' '--help --json get set unset'
 expect 'sorvanel-cli settings get ' \
-    'automaticEnabled automaticTime destinationPath notifyAfterAutomatic sourcePath thresholdMB watchEnabled'
+    'automaticEnabled automaticTime destinationPath notifyAfterAutomatic sourcePath thresholdMB trashDuplicates watchEnabled'
 expect 'sorvanel-cli settings set thr' 'thresholdMB'
 expect 'sorvanel-cli settings set automaticEnabled ' 'false true'
 expect 'sorvanel-cli settings set sourcePath fol' 'folder one folder two'

@@ -37,7 +37,7 @@ public:
     }
 };
 
-// Points HOME and XDG_CONFIG_HOME at a fresh temporary folder for the life
+// Points HOME, XDG_CONFIG_HOME and XDG_DATA_HOME at a fresh temporary folder for the life
 // of the object, so no test ever touches the real home.
 class TemporaryHome
 {
@@ -47,11 +47,14 @@ public:
         QDir(m_dir.path()).mkpath(u"Downloads"_qs);
         qputenv("HOME", QFile::encodeName(m_dir.path()));
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_dir.path() + QStringLiteral("/.config")));
+        // The Trash, too: $XDG_DATA_HOME/Trash.
+        qputenv("XDG_DATA_HOME", QFile::encodeName(m_dir.path() + QStringLiteral("/.local/share")));
         qunsetenv("XDG_DOWNLOAD_DIR");
     }
     QString path() const { return m_dir.path(); }
     QString downloads() const { return m_dir.path() + QStringLiteral("/Downloads"); }
     QString configHome() const { return m_dir.path() + QStringLiteral("/.config"); }
+    QString trash() const { return m_dir.path() + QStringLiteral("/.local/share/Trash"); }
 
 private:
     TemporaryFolder m_dir;

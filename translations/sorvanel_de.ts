@@ -728,10 +728,6 @@
         <translation>Bleibt aktiv und sortiert jeden Download im Quellordner ein, sobald er fertig ist, bis es beendet wird (unabhängig vom Schalter).</translation>
     </message>
     <message>
-        <source>The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic, watchEnabled (files each download as soon as it is finished).</source>
-        <translation>Die Einstellungen zur Wahl: sourcePath und destinationPath (Ordner), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic, watchEnabled (sortiert jeden Download ein, sobald er fertig ist).</translation>
-    </message>
-    <message>
         <source>Watching could not be changed: %@</source>
         <translation>Die Überwachung konnte nicht geändert werden: %@</translation>
     </message>
@@ -802,6 +798,62 @@
     <message>
         <source>“%@” can&apos;t be the large file threshold: it is a whole number of megabytes from %@ to %@.</source>
         <translation>„%@“ kann nicht die Grenze für große Dateien sein: Sie ist eine ganze Zahl von Megabyte zwischen %@ und %@.</translation>
+    </message>
+    <message>
+        <source>The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic, watchEnabled (files each download as soon as it is finished), trashDuplicates (a file whose bytes are filed already goes to the Trash).</source>
+        <translation>Die Einstellungen zur Wahl: sourcePath und destinationPath (Ordner), thresholdMB, automaticEnabled, automaticTime, notifyAfterAutomatic, watchEnabled (sortiert jeden Download ein, sobald er fertig ist), trashDuplicates (eine Datei, deren Bytes schon einsortiert sind, kommt in den Papierkorb).</translation>
+    </message>
+    <message>
+        <source>Already filed: %d</source>
+        <translation>Schon einsortiert: %d</translation>
+    </message>
+    <message>
+        <source>To the Trash:</source>
+        <translation>In den Papierkorb:</translation>
+    </message>
+    <message>
+        <source>, now in the Trash</source>
+        <translation>, jetzt im Papierkorb</translation>
+    </message>
+    <message>
+        <source>%d already filed</source>
+        <translation>%d schon einsortiert</translation>
+    </message>
+    <message>
+        <source>already filed as %@</source>
+        <translation>schon einsortiert als %@</translation>
+    </message>
+    <message>
+        <source>It is no longer in the Trash, so it was not put back.</source>
+        <translation>Sie ist nicht mehr im Papierkorb und wurde daher nicht zurückgelegt.</translation>
+    </message>
+    <message>
+        <source>Sorvanel sent %d files filed already to the Trash</source>
+        <translation>Sorvanel hat %d schon einsortierte Dateien in den Papierkorb gelegt</translation>
+    </message>
+    <message>
+        <source>Move files already filed to the Trash</source>
+        <translation>Schon einsortierte Dateien in den Papierkorb verschieben</translation>
+    </message>
+    <message>
+        <source>A download whose bytes are filed already (a second download of the same file) goes to the Trash instead of beside them.</source>
+        <translation>Ein Download, dessen Bytes schon einsortiert sind (die gleiche Datei ein zweites Mal geladen), kommt in den Papierkorb statt daneben.</translation>
+    </message>
+    <message>
+        <source>Re-downloads</source>
+        <translation>Erneute Downloads</translation>
+    </message>
+    <message>
+        <source>In the Trash: %@</source>
+        <translation>Im Papierkorb: %@</translation>
+    </message>
+    <message>
+        <source>Sent to the Trash</source>
+        <translation>In den Papierkorb gelegt</translation>
+    </message>
+    <message>
+        <source>To the Trash: %@</source>
+        <translation>In den Papierkorb: %@</translation>
     </message>
 </context>
 </TS>

@@ -280,62 +280,69 @@ int CommandLine::preview(SettingsStore &store, const QStringList &arguments)
         return failed(failure.description, json);
     }
     const QList<OrganizationIssue> issues = plan.previewIssues();
-    if (json) {
-        QJsonArray moves;
-        for (const auto &move : plan.moves) {
-            if (move.goesToTrash())
-                continue;
-            QJsonObject object{{u"category"_qs, rawValue(move.category)},
-                               {u"fileDate"_qs, Json::isoDate(move.fileDate)}};
-            addName(object, u"source"_qs, move.sourceURL);
-            addName(object, u"destination"_qs, move.destinationURL);
-            moves.append(object);
-        }
-        m_out << printJson(QJsonObject{{u"generatedAt"_qs, Json::isoDate(plan.generatedAt)},
-                                       {u"destinationRoot"_qs, displayPath(plan.destinationRoot)},
-                                       {u"moves"_qs, moves},
-                                       {u"skipped"_qs, qint64(plan.skipped)},
-                                       {u"skippedFiles"_qs, skippedJson(plan.skippedFiles)},
-                                       {u"alreadyFiled"_qs, alreadyFiledJson(plan.alreadyFiled(), plan.destinationRoot)},
-                                       {u"issues"_qs, issuesJson(issues)}});
-    } else {
-        // Paths go out as the bytes they are: exact even where a name is not UTF-8.
-        m_out.flush();
-        std::string lines;
-        for (const auto &move : plan.moves) {
-            if (move.goesToTrash())
-                continue;
-            appendQuoted(lines, move.sourceURL.native());
-            lines += " \u2192 ";
-            appendQuoted(lines, move.destinationURL.native());
-            lines += '\n';
-            if (lines.size() > (1 << 16)) {
-                std::fwrite(lines.data(), 1, lines.size(), stdout);
-                lines.clear();
-            }
-        }
-        std::fwrite(lines.data(), 1, lines.size(), stdout);
-        std::fflush(stdout);
-        const std::vector<AlreadyFiledFile> filed = plan.alreadyFiled();
-        m_out << L10n::format("Move: %d", {qint64(plan.filingCount())}) << "   ";
-        if (!filed.empty())
-            m_out << L10n::format("Already filed: %d", {qint64(filed.size())}) << "   ";
-        m_out << L10n::format("Skip: %d", {qint64(plan.skipped)}) << "   "
-              << L10n::format("Problems: %d", {qint64(issues.size())}) << '\n';
-        if (!filed.empty())
-            m_out << L10n::text("To the Trash:") << '\n';
-        for (const auto &file : filed)
-            m_out << "  " << terminalSafe(displayName(file.source)) << ": "
-                  << alreadyFiledReason(terminalSafe(displayPath(relativeTo(file.filedAs, plan.destinationRoot))))
-                  << '\n';
-        if (!plan.skippedFiles.empty())
-            m_out << L10n::text("Left where they are:") << '\n';
-        for (const auto &file : plan.skippedFiles)
-            m_out << "  " << terminalSafe(displayName(file.url)) << ": " << localizedReason(file) << '\n';
-        for (const auto &issue : issues)
-            m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
-    }
+    if (json)
+        m_out << printJson(planJson(plan, issues));
+    else
+        printPlan(plan, issues);
     return issues.isEmpty() ? success : finishedWithIssues;
+}
+
+QJsonObject CommandLine::planJson(const OrganizationPlan &plan, const QList<OrganizationIssue> &issues)
+{
+    QJsonArray moves;
+    for (const auto &move : plan.moves) {
+        if (move.goesToTrash())
+            continue;
+        QJsonObject object{{u"category"_qs, rawValue(move.category)}, {u"fileDate"_qs, Json::isoDate(move.fileDate)}};
+        addName(object, u"source"_qs, move.sourceURL);
+        addName(object, u"destination"_qs, move.destinationURL);
+        moves.append(object);
+    }
+    return QJsonObject{{u"generatedAt"_qs, Json::isoDate(plan.generatedAt)},
+                       {u"destinationRoot"_qs, displayPath(plan.destinationRoot)},
+                       {u"moves"_qs, moves},
+                       {u"skipped"_qs, qint64(plan.skipped)},
+                       {u"skippedFiles"_qs, skippedJson(plan.skippedFiles)},
+                       {u"alreadyFiled"_qs, alreadyFiledJson(plan.alreadyFiled(), plan.destinationRoot)},
+                       {u"issues"_qs, issuesJson(issues)}};
+}
+
+void CommandLine::printPlan(const OrganizationPlan &plan, const QList<OrganizationIssue> &issues)
+{
+    // Paths go out as the bytes they are: exact even where a name is not UTF-8.
+    m_out.flush();
+    std::string lines;
+    for (const auto &move : plan.moves) {
+        if (move.goesToTrash())
+            continue;
+        appendQuoted(lines, move.sourceURL.native());
+        lines += " \u2192 ";
+        appendQuoted(lines, move.destinationURL.native());
+        lines += '\n';
+        if (lines.size() > (1 << 16)) {
+            std::fwrite(lines.data(), 1, lines.size(), stdout);
+            lines.clear();
+        }
+    }
+    std::fwrite(lines.data(), 1, lines.size(), stdout);
+    std::fflush(stdout);
+    const std::vector<AlreadyFiledFile> filed = plan.alreadyFiled();
+    m_out << L10n::format("Move: %d", {qint64(plan.filingCount())}) << "   ";
+    if (!filed.empty())
+        m_out << L10n::format("Already filed: %d", {qint64(filed.size())}) << "   ";
+    m_out << L10n::format("Skip: %d", {qint64(plan.skipped)}) << "   "
+          << L10n::format("Problems: %d", {qint64(issues.size())}) << '\n';
+    if (!filed.empty())
+        m_out << L10n::text("To the Trash:") << '\n';
+    for (const auto &file : filed)
+        m_out << "  " << terminalSafe(displayName(file.source)) << ": "
+              << alreadyFiledReason(terminalSafe(displayPath(relativeTo(file.filedAs, plan.destinationRoot)))) << '\n';
+    if (!plan.skippedFiles.empty())
+        m_out << L10n::text("Left where they are:") << '\n';
+    for (const auto &file : plan.skippedFiles)
+        m_out << "  " << terminalSafe(displayName(file.url)) << ": " << localizedReason(file) << '\n';
+    for (const auto &issue : issues)
+        m_out << terminalSafe(issue.filename) << ": " << issue.message << '\n';
 }
 
 int CommandLine::organize(SettingsStore &store, const QStringList &arguments)

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "OrganizationModels.h"
+
+#include <QJsonObject>
 #include <QStringList>
 #include <QTextStream>
 
@@ -49,6 +52,8 @@ private:
     static std::vector<Command>::const_iterator findCommand(const std::vector<Command> &all, const QString &name);
 
     int preview(SettingsStore &store, const QStringList &arguments);
+    static QJsonObject planJson(const OrganizationPlan &plan, const QList<OrganizationIssue> &issues);
+    void printPlan(const OrganizationPlan &plan, const QList<OrganizationIssue> &issues);
     int organize(SettingsStore &store, const QStringList &arguments);
     int undo(SettingsStore &store, const QStringList &arguments);
     int last(SettingsStore &store, const QStringList &arguments);

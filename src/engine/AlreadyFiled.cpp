@@ -82,8 +82,9 @@ void AlreadyFiled::readJournal(RunJournal &journal, const std::vector<PlannedMov
                 continue;
             std::string name = originalName(filenameOf(move.source));
             if (wanted.count(name))
-                m_filed.emplace(std::move(name), Filed{move.destination, move.destination, JournalFacts::placedOf(move),
-                                                       move.size, JournalFacts::placedTimeOf(move)});
+                m_filed.emplace(std::move(name),
+                                Filed{move.destination, move.destination, JournalFacts::placedOf(move), move.size,
+                                      JournalFacts::placedTimeOf(move)});
         }
     }
 }
@@ -103,8 +104,9 @@ std::optional<Path> AlreadyFiled::filedCopyOf(const PlannedMove &move, const std
             return found->second.filedAs;
     }
     // Not filed yet: a copy of it later in this plan is.
-    m_filed.emplace(std::move(name),
-                    Filed{move.sourceURL, move.destinationURL, move.sourceIdentity, move.sourceSize, move.sourceModifiedNs});
+    m_filed.emplace(
+        std::move(name),
+        Filed{move.sourceURL, move.destinationURL, move.sourceIdentity, move.sourceSize, move.sourceModifiedNs});
     return std::nullopt;
 }
 

@@ -180,7 +180,9 @@ public:
     virtual bool removeEmptyFolder(const Path &path) = 0;
     // The name under which the folder holds that file, if it does.
     virtual std::optional<Path> findFile(const Path &folder, const FileIdentity &identity) = 0;
-    // Whether two regular files (links not followed) hold the same bytes.
+    // Whether two regular files (links not followed) hold the same bytes:
+    // read in blocks, up to the first that differs; false where either
+    // changed while they were read.
     virtual bool sameBytes(const Path &a, const Path &b) = 0;
 
     // Whether names in the folder (or, while it does not exist yet, in the

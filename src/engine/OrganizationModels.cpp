@@ -347,7 +347,7 @@ namespace {
 
 const QStringList &historyKeys()
 {
-    static const QStringList keys{u"id"_qs,      u"date"_qs,   u"mode"_qs,    u"moved"_qs,
+    static const QStringList keys{u"id"_qs,      u"date"_qs,   u"mode"_qs,     u"moved"_qs,
                                   u"skipped"_qs, u"failed"_qs, u"duration"_qs, u"alreadyFiled"_qs};
     return keys;
 }

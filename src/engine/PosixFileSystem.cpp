@@ -574,7 +574,14 @@ bool PosixFileSystem::sameBytes(const Path &a, const Path &b)
             return false;
         offset += n;
     }
-    return true;
+    // A file written to while it was read may have matched only in part.
+    const auto unchanged = [](int fd, const struct stat &before) {
+        struct stat after;
+        return ::fstat(fd, &after) == 0 && after.st_size == before.st_size
+            && after.st_mtim.tv_sec == before.st_mtim.tv_sec && after.st_mtim.tv_nsec == before.st_mtim.tv_nsec
+            && after.st_ctim.tv_sec == before.st_ctim.tv_sec && after.st_ctim.tv_nsec == before.st_ctim.tv_nsec;
+    };
+    return unchanged(first.get(), one) && unchanged(second.get(), other);
 }
 
 std::optional<Path> PosixFileSystem::findFile(const Path &folder, const FileIdentity &identity)

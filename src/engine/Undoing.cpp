@@ -220,7 +220,8 @@ bool Undoing::step(std::size_t index)
         restored(move);
         return true;
     case Assessment::changedSince:
-        fail(move, trashed && !atDestination
+        fail(move,
+             trashed && !atDestination
                  ? L10n::text("It is no longer in the Trash, so it was not put back.")
                  : L10n::text("It was changed, moved or deleted since the cleanup, so it stays where it is."));
         return true;

@@ -224,6 +224,15 @@ void AppModel::setHistory(QList<RunHistoryEntry> history)
     emit historyChanged();
 }
 
+void AppModel::setTrashDuplicates(bool enabled)
+{
+    if (m_trashDuplicates == enabled)
+        return;
+    m_trashDuplicates = enabled;
+    m_store->saveTrashDuplicates(enabled);
+    emit trashDuplicatesChanged();
+}
+
 void AppModel::setNotifyAfterAutomatic(bool notify)
 {
     m_notifyAfterAutomatic = notify;
@@ -565,6 +574,10 @@ void AppModel::followStoredSettings()
     setAutomaticEnabled(settings.automaticEnabled);
     setAutomaticTime(settings.automaticTime);
     setWatchEnabled(settings.watchEnabled);
+    if (m_trashDuplicates != settings.trashDuplicates) {
+        m_trashDuplicates = settings.trashDuplicates;
+        emit trashDuplicatesChanged();
+    }
     if (m_notifyAfterAutomatic != settings.notifyAfterAutomatic) {
         m_notifyAfterAutomatic = settings.notifyAfterAutomatic;
         emit automaticEnabledValueChanged(); // the automatic-cleanup controls show it

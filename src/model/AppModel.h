@@ -51,6 +51,9 @@ public:
     // A desktop notification after an automatic run that did something; stored at once.
     bool notifyAfterAutomatic() const { return m_notifyAfterAutomatic; }
     void setNotifyAfterAutomatic(bool notify);
+    // A file whose bytes are filed already goes to the Trash.
+    bool trashDuplicates() const { return m_trashDuplicates; }
+    void setTrashDuplicates(bool enabled);
     void setAutomaticTime(const QDateTime &time);
     // The watcher files each download as soon as it is finished. `watchStatus`:
     // what it does ("Watching ~/Downloads"), or why it does not; empty while off.
@@ -132,6 +135,7 @@ signals:
     void organizedNow(const OrganizationResult &result, const QUuid &run);
     void automaticTimeValueChanged();
     void lastResultChanged();
+    void trashDuplicatesChanged();
     void isRunningChanged();
     void progressChanged();
     void isStoppingChanged();
@@ -171,6 +175,7 @@ private:
     void askWatchStatus();
     QDateTime m_automaticTime;
     bool m_notifyAfterAutomatic = true;
+    bool m_trashDuplicates = SettingsSchema::defaultTrashDuplicates;
     std::optional<OrganizationResult> m_lastResult;
     bool m_isRunning = false;
     std::optional<ExecutionProgress> m_progress;

@@ -151,6 +151,8 @@ void DesktopNotifier::offer(const QString &title, const QString &body, const QLi
 
 QString tidiedTitle(const OrganizationResult &result)
 {
+    if (result.moved == 0 && !result.alreadyFiled.empty())
+        return L10n::format("Sorvanel sent %d files filed already to the Trash", {qint64(result.alreadyFiled.size())});
     return result.moved == 0 ? L10n::text("Sorvanel's cleanup had problems")
         : result.moved == 1  ? L10n::text("Sorvanel tidied 1 file")
                              : L10n::format("Sorvanel tidied %d files", {qint64(result.moved)});

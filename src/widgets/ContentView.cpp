@@ -166,6 +166,12 @@ QLayout *ContentView::makeSettingsGrid()
     grid->addWidget(new QLabel(L10n::text("Watching"), this), 5, 0);
     grid->addWidget(m_watchSwitch, 5, 1);
     grid->addWidget(m_watchStatus, 6, 1);
+    m_trashDuplicates = new QCheckBox(L10n::text("Move files already filed to the Trash"), this);
+    m_trashDuplicates->setObjectName(u"trashDuplicates"_qs);
+    m_trashDuplicates->setToolTip(L10n::text("A download whose bytes are filed already (a second download of "
+                                             "the same file) goes to the Trash instead of beside them."));
+    grid->addWidget(new QLabel(L10n::text("Re-downloads"), this), 7, 0);
+    grid->addWidget(m_trashDuplicates, 7, 1);
     return grid;
 }
 
@@ -245,6 +251,12 @@ void ContentView::connectControls()
         m_model.setWatchEnabled(on);
         m_model.watchEnabledChanged();
     });
+    connect(m_trashDuplicates, &QCheckBox::toggled, &m_model, &AppModel::setTrashDuplicates);
+    connect(&m_model, &AppModel::trashDuplicatesChanged, this, [this] {
+        const QSignalBlocker block(m_trashDuplicates);
+        m_trashDuplicates->setChecked(m_model.trashDuplicates());
+    });
+    m_trashDuplicates->setChecked(m_model.trashDuplicates());
     connect(m_notify, &QCheckBox::toggled, this, [this](bool on) {
         if (on != m_model.notifyAfterAutomatic())
             m_model.setNotifyAfterAutomatic(on);
@@ -417,7 +429,7 @@ void ContentView::updateSummary()
         line->addWidget(Style::iconLabel(symbol, label, m_summaryBody));
     };
     add(when, u"clock"_qs, Style::abbreviatedDateTime(result->runDate));
-    if (!result->issues.isEmpty()) {
+    if (!result->issues.isEmpty() || !result->alreadyFiled.empty()) {
         auto *details = linkButton(L10n::text("Details…"), m_summaryBody);
         details->setObjectName(u"details"_qs);
         connect(details, &QPushButton::clicked, this, [this] { m_model.showRunIssues(); });
@@ -434,6 +446,8 @@ void ContentView::updateSummary()
     add(counts, u"arrow.right.circle"_qs, L10n::format("Moved: %d", {qint64(result->moved)}));
     add(counts, u"forward.circle"_qs, L10n::format("Skipped: %d", {qint64(result->skipped)}));
     add(counts, u"exclamationmark.triangle"_qs, L10n::format("Failed: %d", {qint64(result->failed())}));
+    if (!result->alreadyFiled.empty())
+        add(counts, u"trash.fill"_qs, L10n::format("Already filed: %d", {qint64(result->alreadyFiled.size())}));
     counts->addStretch();
 }
 

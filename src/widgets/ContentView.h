@@ -90,6 +90,7 @@ private:
     QCheckBox *m_watchSwitch;
     QLabel *m_watchStatus;
     QCheckBox *m_notify = nullptr;
+    QCheckBox *m_trashDuplicates = nullptr;
     QTimeEdit *m_time;
     QLabel *m_everyDay;
     QPushButton *m_previewButton;

@@ -4,6 +4,8 @@
 #include "AppModel.h"
 #include "Localization.h"
 #include "RowDelegate.h"
+#include "ShellQuoting.h"
+#include "Style.h"
 
 #include <QDialogButtonBox>
 #include <QListView>
@@ -24,12 +26,22 @@ public:
 
     int rowCount(const QModelIndex &parent) const override
     {
-        return parent.isValid() ? 0 : int(m_model.shownIssues().size());
+        return parent.isValid() ? 0 : int(m_model.shownIssues().size() + trashed().size());
+    }
+
+    // After a run's problems, the files it sent to the Trash as filed already.
+    const std::vector<AlreadyFiledFile> &trashed() const
+    {
+        static const std::vector<AlreadyFiledFile> none;
+        const auto &result = m_model.lastResult();
+        return m_model.shownIssuesOfUndo() || !result ? none : result->alreadyFiled;
     }
 
     QVariant rowData(const QModelIndex &index, int role) const override
     {
         const auto &issues = m_model.shownIssues();
+        if (index.row() >= issues.size() && std::size_t(index.row() - issues.size()) < trashed().size())
+            return trashedData(trashed()[std::size_t(index.row() - issues.size())], role);
         if (index.row() < 0 || index.row() >= issues.size())
             return {};
         const OrganizationIssue &issue = issues[index.row()];
@@ -45,7 +57,24 @@ public:
     }
 
 private:
+    QVariant trashedData(const AlreadyFiledFile &file, int role) const
+    {
+        switch (role) {
+        case SheetDialog::PrimaryTextRole:
+            return shownName(filenameOf(file.source));
+        case SheetDialog::SecondaryTextRole:
+            return L10n::format(
+                "In the Trash: %@",
+                {alreadyFiledReason(displayPath(relativeTo(file.filedAs, normalizedPath(m_model.destinationURL()))))});
+        case SheetDialog::SymbolRole:
+            return m_trashIcon;
+        default:
+            return {};
+        }
+    }
+
     AppModel &m_model;
+    QIcon m_trashIcon = Style::symbol(u"trash.fill"_qs);
 };
 
 IssuesView::IssuesView(AppModel &model, QWidget *parent)
@@ -69,13 +98,17 @@ IssuesView::IssuesView(AppModel &model, QWidget *parent)
     contentLayout()->addWidget(buttons);
 
     connect(&model, &AppModel::shownIssuesChanged, this, &IssuesView::update);
+    connect(&model, &AppModel::lastResultChanged, this, &IssuesView::update);
     update();
 }
 
 void IssuesView::update()
 {
     // An undo's problems are its own, not those of the run the summary shows.
-    setTitle(m_model.shownIssuesOfUndo() ? L10n::text("Undo Problems") : L10n::text("Run Problems"));
+    const bool onlyTrashed = m_model.shownIssues().isEmpty() && m_issues->rowCount({}) > 0;
+    setTitle(m_model.shownIssuesOfUndo() ? L10n::text("Undo Problems")
+                 : onlyTrashed           ? L10n::text("Sent to the Trash")
+                                         : L10n::text("Run Problems"));
     m_issues->reload();
     showPlaceholder(m_issues->rowCount({}) == 0);
 }

@@ -28,6 +28,7 @@ public:
         , m_model(model)
         , m_skippedIcon(Style::symbol(u"forward.circle"_qs))
         , m_problemIcon(Style::symbol(u"exclamationmark.triangle.fill"_qs))
+        , m_trashIcon(Style::symbol(u"trash.fill"_qs))
     {
         for (const char *name : {"externaldrive.fill", "photo.fill", "doc.fill", "shippingbox.fill"})
             m_icons.append(Style::symbol(QLatin1String(name)));
@@ -57,9 +58,12 @@ public:
         case SheetDialog::PrimaryTextRole:
             return shownName(filenameOf(move.sourceURL));
         case SheetDialog::SecondaryTextRole:
+            if (move.goesToTrash())
+                return L10n::format("To the Trash: %@",
+                                    {alreadyFiledReason(belowRoot(move.filedAs, plan->destinationRoot))});
             return belowRoot(move.destinationURL, plan->destinationRoot);
         case SheetDialog::SymbolRole:
-            return m_icons.value(int(move.category));
+            return move.goesToTrash() ? m_trashIcon : m_icons.value(int(move.category));
         default:
             return {};
         }
@@ -117,6 +121,7 @@ private:
     QList<QIcon> m_icons; // by FileCategory: big, graphic, docs, other
     QIcon m_skippedIcon;
     QIcon m_problemIcon;
+    QIcon m_trashIcon;
     QList<OrganizationIssue> m_problems;
 };
 
@@ -190,7 +195,11 @@ void PreviewView::update()
     m_moves->reload();
     m_planArea->setVisible(plan.has_value());
     if (plan) {
-        m_moveCount->setText(L10n::format("Move: %d", {qint64(plan->moves.size())}));
+        const std::int64_t filing = plan->filingCount();
+        const auto trashing = std::int64_t(plan->moves.size()) - filing;
+        m_moveCount->setText(
+            L10n::format("Move: %d", {qint64(filing)})
+            + (trashing > 0 ? u"   "_qs + L10n::format("Already filed: %d", {qint64(trashing)}) : QString()));
         m_skipCount->setText(L10n::format("Skip: %d", {qint64(plan->skipped)}));
         m_problemCount->setText(L10n::format("Problems: %d", {qint64(problems.size())}));
         if (plan->missingDrive)

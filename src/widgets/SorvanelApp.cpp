@@ -41,7 +41,7 @@ void SorvanelApp::tellOfOrganizeNow(const OrganizationResult &result, const QUui
 {
     if (!m_notifier || !result.issues.isEmpty() || (m_window->isVisible() && !m_window->isMinimized()))
         return;
-    if (result.moved == 0) {
+    if (result.moved == 0 && result.alreadyFiled.empty()) {
         m_notifier->notify(L10n::text("Sorvanel found nothing to tidy"), QString());
         return;
     }

@@ -224,6 +224,35 @@ private slots:
         QCOMPARE(cli({u"last"_qs, u"--json"_qs}).out.trimmed(), QByteArray("null"));
     }
 
+    // A second download of a filed file, named as no UTF-8 text can say:
+    // listed with where it is filed, by text and by bytes.
+    void filesAlreadyFiledAreListedWithWhereTheyAre()
+    {
+        const std::string name = "caf\xe9.txt";
+        writeFile(downloads() / name, "menu", longAgo());
+        QCOMPARE(cli({u"organize"_qs}).status, 0);
+        writeFile(downloads() / name, "menu", longAgo());
+        const Run preview = cli({u"preview"_qs});
+        QVERIFY2(QString::fromUtf8(preview.out)
+                     .contains(L10n::format("Move: %d", {0}) + u"   "_qs + L10n::format("Already filed: %d", {1})),
+                 preview.out.constData());
+        for (const QString &command : {u"preview"_qs, u"organize"_qs}) {
+            const QJsonArray filed = cli({command, u"--json"_qs}).json().object().value(u"alreadyFiled"_qs).toArray();
+            QCOMPARE(filed.size(), 1);
+            const QJsonObject file = filed[0].toObject();
+            QCOMPARE(QByteArray::fromHex(file.value(u"filenameHex"_qs).toString().toLatin1()),
+                     QByteArray::fromStdString(name));
+            const QByteArray filedAs = QByteArray::fromHex(file.value(u"filedAsHex"_qs).toString().toLatin1());
+            QVERIFY2(
+                QRegularExpression(u"^\\d{4}-\\d\\d-\\d\\d/docs/caf"_qs).match(QString::fromLatin1(filedAs)).hasMatch()
+                    && filedAs.endsWith("caf\xe9.txt"),
+                filedAs.constData());
+            QVERIFY(file.value(u"filedAs"_qs).toString().endsWith(u"caf\ufffd.txt"_qs));
+        }
+        QVERIFY(!std::filesystem::exists(downloads() / name));
+        QVERIFY(QString::fromUtf8(cli({u"history"_qs}).out).contains(L10n::format("%d already filed", {1})));
+    }
+
     void organizeRecordsAManualRun()
     {
         writeFile(downloads() / "a.pdf", "a", longAgo());
@@ -402,6 +431,8 @@ private slots:
         row("threshold as a string", {u"thresholdMB"_qs, u"200"_qs, u"--type"_qs, u"string"_qs}, {});
         row("switch", {u"automaticEnabled"_qs, u"true"_qs}, u"true"_qs, u"boolean"_qs);
         row("switch, maybe", {u"automaticEnabled"_qs, u"maybe"_qs}, {});
+        row("re-downloads kept", {u"trashDuplicates"_qs, u"false"_qs}, u"false"_qs, u"boolean"_qs);
+        row("re-downloads, a number", {u"trashDuplicates"_qs, u"2"_qs}, {});
         row("time of day", {u"automaticTime"_qs, u"7:30"_qs},
             Json::isoDate(QDateTime(QDate::currentDate(), QTime(7, 30))), u"date"_qs);
         row("time of day, 25:00", {u"automaticTime"_qs, u"25:00"_qs}, {});

@@ -7,6 +7,7 @@
 #include "FileSystem.h"
 #include "ReliabilitySupport.h"
 #include "SettingsStore.h"
+#include "Trash.h"
 
 #include <QtTest>
 
@@ -148,6 +149,33 @@ class TestCrashSafety : public QObject
         qInfo("%d kills of undo survived over %d runs of %d files", killed, runs, files);
     }
 
+    // Where each second download is: in the source, or in the Trash with
+    // the info file that names it; never neither, never both. An info file
+    // without its file (a kill right after it was written) waits for the
+    // next run to take it away.
+    static void checkEachOnceInSourceOrTrash(const Path &source, const Path &trash,
+                                             const std::vector<std::string> &names, bool orphansAllowed)
+    {
+        QHash<QString, int> inTrash;
+        int orphans = 0;
+        if (std::filesystem::exists(trash / "info")) {
+            for (const auto &entry : std::filesystem::directory_iterator(trash / "info")) {
+                const std::string info = entry.path().filename().native();
+                const Path file = trash / "files" / info.substr(0, info.size() - std::string(".trashinfo").size());
+                if (!std::filesystem::exists(file))
+                    ++orphans;
+                else if (const auto original = Trash::originalOf(file))
+                    ++inTrash[QString::fromStdString(original->native())];
+            }
+        }
+        for (const std::string &name : names) {
+            const bool inSource = std::filesystem::exists(source / name);
+            const int trashed = inTrash.value(QString::fromStdString((source / name).native()));
+            QVERIFY2(trashed + int(inSource) == 1, name.c_str());
+        }
+        QVERIFY(orphansAllowed || orphans == 0);
+    }
+
     // Where a case runs: a source folder, and a destination inside it or on another drive.
     struct Folders
     {
@@ -199,6 +227,43 @@ private slots:
             killUndoRepeatedly(folders.source, folders.destination, files, maxDelayMs);
         else
             killRepeatedly(folders.source, folders.destination, files, maxDelayMs);
+    }
+
+    // Second downloads of filed files go to the Trash, killed again and again on their way.
+    void aKillOnTheWayToTheTrashLosesNothing()
+    {
+        TemporaryHome home;
+        const Path source = toPath(home.downloads());
+        const Path trash = toPath(home.trash());
+        useFolders(source, source / "__filesDownloadedAt");
+        Originals originals;
+        originals.create(source, 600, 31, 600);
+        std::vector<std::string> names;
+        for (const auto &entry : std::filesystem::directory_iterator(source))
+            names.push_back(entry.path().filename().native());
+        QCOMPARE(cli({u"organize"_qs}).status, 0);
+        const QStringList filed = regularFilesBelow(home.downloads());
+        QRandomGenerator random(5);
+        int killed = 0;
+        while (killed < kills() / 2) {
+            // All in the Trash: empty it and download them all again.
+            if (filesDirectlyIn(source) == 0) {
+                std::filesystem::remove_all(trash);
+                for (const QString &file : filed)
+                    std::filesystem::copy_file(source / file.toStdString(),
+                                               source / file.section(u'/', -1).toStdString());
+                for (const std::string &name : names)
+                    writeFile(source / name, readFile(source / name), QDateTime::currentDateTimeUtc().addDays(-3));
+            }
+            killed += killAtRandom(u"organize"_qs, random, 40);
+            checkEachOnceInSourceOrTrash(source, trash, names, true);
+            if (QTest::currentTestFailed())
+                return;
+        }
+        QCOMPARE(cli({u"organize"_qs}).status, 0);
+        checkEachOnceInSourceOrTrash(source, trash, names, false);
+        QCOMPARE(filesDirectlyIn(source), 0);
+        qInfo("%d kills on the way to the Trash survived", killed);
     }
 };
 

@@ -241,6 +241,20 @@ private slots:
         QCOMPARE(view()->timePicker()->time(), QTime(7, 15)); // the value is kept
     }
 
+    // On by default, stored at once, and shown in the summary once it did something.
+    void reDownloadsToTheTrashSwitch()
+    {
+        auto *trash = view()->findChild<QCheckBox *>(u"trashDuplicates"_qs);
+        QVERIFY(trash->isChecked());
+        trash->click();
+        QVERIFY(!m_fixture->store->load().trashDuplicates);
+        OrganizationResult result = sampleResult(0, 0);
+        result.alreadyFiled.push_back({"/s/a (1).pdf", "/d/a.pdf"});
+        model().setLastResult(result);
+        QVERIFY(visibleTexts(view()->summary()).contains(L10n::format("Already filed: %d", {1})));
+        QVERIFY(view()->summary()->findChild<QPushButton *>(u"details"_qs));
+    }
+
     // A saved folder that no longer resolves is reported once, at start.
     void startUpAlertForAFolderThatIsGone()
     {

@@ -141,6 +141,35 @@ private slots:
         QCOMPARE(rowText(view.list(), 4, SheetDialog::SecondaryTextRole), u"y"_qs);
     }
 
+    // A second download of a filed file shows where its bytes are filed:
+    // in the preview, bound for the Trash, and after the run, in it.
+    void filesAlreadyFiledShowWhereTheyAre()
+    {
+        PreviewView preview(model(), nullptr);
+        IssuesView issues(model(), nullptr);
+        OrganizationPlan plan = planWith(1);
+        PlannedMove again = plan.moves.front();
+        again.sourceURL = "/s/file0 (1).bin";
+        again.destinationURL = "/home/u/.local/share/Trash/files/file0 (1).bin";
+        again.filedAs = "/d/2024-01-01/file0.bin";
+        plan.moves.push_back(again);
+        model().setPreviewPlan(plan);
+        const QString reason = alreadyFiledReason(u"2024-01-01/file0.bin"_qs);
+        QCOMPARE(rowText(preview.list(), 1, SheetDialog::SecondaryTextRole),
+                 L10n::format("To the Trash: %@", {reason}));
+        QVERIFY(visibleTexts(&preview).contains(L10n::format("Move: %d", {1}) + u"   "_qs
+                                                + L10n::format("Already filed: %d", {1})));
+
+        model().setDestinationURL("/d");
+        OrganizationResult result = sampleResult(1, 0);
+        result.alreadyFiled.push_back({again.sourceURL, again.filedAs});
+        model().setLastResult(result);
+        QVERIFY(!issues.showsPlaceholder());
+        QCOMPARE(issues.windowTitle(), L10n::text("Sent to the Trash"));
+        QCOMPARE(rowText(issues.list(), 0), u"file0 (1).bin"_qs);
+        QCOMPARE(rowText(issues.list(), 0, SheetDialog::SecondaryTextRole), L10n::format("In the Trash: %@", {reason}));
+    }
+
     void issuesPlaceholderAndSubstitutes()
     {
         IssuesView view(model(), nullptr);

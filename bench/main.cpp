@@ -14,6 +14,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
@@ -200,6 +201,29 @@ void writerCheckCost(const QString &root, int processes, int files, int repeat)
                 processes, files, writers, mid(table), mid(start), mid(perMove), repeat);
 }
 
+// After a run filed the folder: every tenth filed file comes back under its
+// own name as a second download of the same bytes, the others come back as
+// they are (new to file). What a run of such a folder then does is timed.
+void downloadATenthAgain(const std::filesystem::path &source, const std::filesystem::path &destination)
+{
+    std::vector<std::filesystem::path> filed;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(destination)) {
+        if (entry.is_regular_file() && entry.path().filename().native()[0] != '.')
+            filed.push_back(entry.path());
+    }
+    std::sort(filed.begin(), filed.end());
+    for (std::size_t i = 0; i < filed.size(); ++i) {
+        const std::filesystem::path back = source / filed[i].filename();
+        if (std::filesystem::exists(back))
+            continue;
+        if (i % 10 == 0)
+            std::filesystem::copy_file(filed[i], back);
+        else
+            std::filesystem::rename(filed[i], back);
+        std::filesystem::last_write_time(back, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    }
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -245,25 +269,28 @@ int main(int argc, char *argv[])
     QTemporaryDir temporary(work.isEmpty() ? QDir::tempPath() + QStringLiteral("/sorvanel-bench-XXXXXX")
                                            : work + QStringLiteral("/sorvanel-bench-XXXXXX"));
     const QString root = temporary.path();
-    qputenv("HOME", QFile::encodeName(root + QStringLiteral("/home")));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(root + QStringLiteral("/home/.config")));
-    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(root + QStringLiteral("/home/run")));
-    QDir().mkpath(root + QStringLiteral("/home/run"));
-    QFile::setPermissions(root + QStringLiteral("/home/run"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     const std::filesystem::path source = sorvanel::pathFromText(root + QStringLiteral("/Downloads"));
     const std::filesystem::path destination = source / "__filesDownloadedAt";
     const std::filesystem::path floorDestination = sorvanel::pathFromText(root + QStringLiteral("/floor"));
-    {
+    // A home of its own, with its settings, journal and Trash.
+    const auto useHome = [&](const QString &home) {
+        qputenv("HOME", QFile::encodeName(home));
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(home + QStringLiteral("/.config")));
+        qputenv("XDG_DATA_HOME", QFile::encodeName(home + QStringLiteral("/.local/share")));
+        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(home + QStringLiteral("/run")));
+        QDir().mkpath(home + QStringLiteral("/run"));
+        QFile::setPermissions(home + QStringLiteral("/run"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         sorvanel::SettingsStore store;
         store.saveFolder(source, std::nullopt, true);
         store.saveFolder(destination, std::nullopt, false);
         store.saveThreshold(1); // generated files are written: a small threshold keeps them small
-    }
+    };
+    useHome(root + QStringLiteral("/home"));
     const std::int64_t threshold = 1024 * 1024;
 
     std::printf("%9s  %-16s %10s %10s %9s %9s\n", "files", "step", "wall ms", "cpu ms", "peak MB", "vs floor");
     for (const std::size_t size : sizes) {
-        std::vector<Measure> floorList, preview, floorFull, organize, floorBack, undo;
+        std::vector<Measure> floorList, preview, floorFull, organize, floorBack, undo, again;
         for (int r = 0; r < repeat; ++r) {
             const auto fresh = [&] {
                 std::filesystem::remove_all(source);
@@ -280,6 +307,17 @@ int main(int argc, char *argv[])
             organize.push_back(run(cli, {u"organize"_qs}));
             undo.push_back(run(cli, {u"undo"_qs}));
         }
+        // A tenth downloaded again, each time with a journal of its own
+        // (one whose runs still name the same files would be read anew).
+        for (int r = 0; r < repeat; ++r) {
+            useHome(root + u"/again"_qs + QString::number(r));
+            std::filesystem::remove_all(source);
+            sorvanel::bench::generateDownloads(source, destination, size, 20261122, threshold);
+            run(cli, {u"organize"_qs});
+            downloadATenthAgain(source, destination);
+            again.push_back(run(cli, {u"organize"_qs}));
+        }
+        useHome(root + u"/home"_qs);
         const QByteArray label = QByteArray::number(qulonglong(size));
         const Measure fl = median(floorList), pr = median(preview), ff = median(floorFull), org = median(organize),
                       fb = median(floorBack), un = median(undo);
@@ -289,6 +327,7 @@ int main(int argc, char *argv[])
         print(label.constData(), "organize", org, ff.wallMs);
         print(label.constData(), "floor (back)", fb, 0);
         print(label.constData(), "undo", un, fb.wallMs);
+        print(label.constData(), "organize, 1/10 again", median(again), ff.wallMs);
         std::fflush(stdout);
     }
     if (busyProcesses > 0)

@@ -3,6 +3,7 @@
 
 #include "CleanupRun.h"
 #include "Localization.h"
+#include "Whereabouts.h"
 #include "LoginItemService.h"
 #include "Organizer.h"
 #include "SettingsSchema.h"
@@ -127,6 +128,7 @@ int CommandLine::usage(const QString &message)
         m_err << message << '\n';
     m_err << L10n::text("Usage: sorvanel-cli preview|organize|last|history [--json]") << '\n'
           << L10n::text("       sorvanel-cli undo [RUN_ID] [--dry-run] [--json]") << '\n'
+          << L10n::text("       sorvanel-cli where TEXT [--json]") << '\n'
           << L10n::text("       sorvanel-cli settings [get KEY | set KEY VALUE [--type TYPE] | unset KEY]") << '\n'
           << L10n::text("Run \"sorvanel-cli COMMAND --help\" for more about a command.") << '\n';
     return usageError;
@@ -170,6 +172,15 @@ std::vector<CommandLine::Command> CommandLine::commands()
          {L10n::text("Usage: sorvanel-cli history [--json]")},
          {L10n::text("Prints the latest 50 runs, newest first.")},
          &CommandLine::history},
+        {u"where"_qs,
+         L10n::text("Find where a run filed a file, from a part of its name."),
+         {L10n::text("Usage: sorvanel-cli where TEXT [--json]")},
+         {L10n::text("Lists every file of the runs on record whose original name contains TEXT, newest first: where "
+                     "it is now, the run that filed it and whether it is still there (\"there\", \"changed\" since, "
+                     "\"gone\" from there, or put back by an undo, \"undone\"). With * or ? TEXT is a pattern for "
+                     "the whole name, as the shell takes it. Case, accents and how characters are composed do not "
+                     "count: \"resume\" finds \"Résumé.pdf\". Exits with 1 when nothing is found.")},
+         &CommandLine::where},
         {u"settings"_qs,
          L10n::text("List, read or change the stored settings."),
          {L10n::text("Usage: sorvanel-cli settings"), L10n::text("       sorvanel-cli settings get KEY"),
@@ -472,6 +483,61 @@ int CommandLine::undo(SettingsStore &store, const QStringList &arguments)
     if (interrupted)
         return stopped;
     return result.issues.isEmpty() ? success : finishedWithIssues;
+}
+
+int CommandLine::where(SettingsStore &store, const QStringList &arguments)
+{
+    bool json = false;
+    std::optional<QString> text;
+    for (const QString &argument : arguments) {
+        if (argument == u"--json")
+            json = true;
+        else if (!text && !argument.startsWith(u"--"))
+            text = argument;
+        else
+            return usage(L10n::format("Unknown argument: %@", {argument}));
+    }
+    if (!text || text->isEmpty())
+        return usage(L10n::text("Say what to look for: a part of the file's name, or a pattern with * or ?."));
+    CleanupRun runs(store.suite());
+    PosixFileSystem files;
+    const std::vector<FiledFile> found = findFiled(runs.journal(), files, NameMatch(*text));
+    if (json) {
+        QJsonArray array;
+        for (const FiledFile &file : found) {
+            QJsonObject object{{u"run"_qs, Json::uuidString(file.run)},
+                               {u"runDate"_qs, Json::isoDate(file.runDate)},
+                               {u"mode"_qs, rawValue(file.mode)},
+                               {u"state"_qs, rawValue(file.state)}};
+            addName(object, u"filename"_qs, file.source.filename());
+            addName(object, u"source"_qs, file.source);
+            addName(object, u"destination"_qs, file.destination);
+            array.append(object);
+        }
+        m_out << printJson(array);
+    } else {
+        printFound(found);
+    }
+    return found.empty() ? nothingFound : success;
+}
+
+// Each file on a line of its own: its name, where it is now and in what
+// state, and the run that filed it. Paths go out as the bytes they are.
+void CommandLine::printFound(const std::vector<FiledFile> &found)
+{
+    m_out.flush();
+    std::string lines;
+    for (const FiledFile &file : found) {
+        appendQuoted(lines, filenameOf(file.source));
+        lines += " \u2192 ";
+        appendQuoted(lines, file.whereNow().native());
+        lines += "   " + localizedName(file.state).toStdString() + "   " + shownDate(file.runDate).toStdString()
+            + " \u00b7 " + localizedName(file.mode).toStdString() + '\n';
+    }
+    std::fwrite(lines.data(), 1, lines.size(), stdout);
+    std::fflush(stdout);
+    if (found.empty())
+        m_out << L10n::text("No filed file has such a name.") << '\n';
 }
 
 int CommandLine::history(SettingsStore &store, const QStringList &arguments)

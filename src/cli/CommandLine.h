@@ -2,6 +2,7 @@
 #pragma once
 
 #include "OrganizationModels.h"
+#include "Whereabouts.h"
 
 #include <QJsonObject>
 #include <QStringList>
@@ -23,7 +24,7 @@ class SettingsStore;
 class CommandLine
 {
 public:
-    enum Status { success = 0, finishedWithIssues = 1, failure = 2, usageError = 64, stopped = 130 };
+    enum Status { success = 0, finishedWithIssues = 1, nothingFound = 1, failure = 2, usageError = 64, stopped = 130 };
 
     // `scheduler` installs or removes the daily timer when automaticEnabled
     // changes, as the app's switch does; none: the setting is only stored.
@@ -53,11 +54,13 @@ private:
 
     int preview(SettingsStore &store, const QStringList &arguments);
     static QJsonObject planJson(const OrganizationPlan &plan, const QList<OrganizationIssue> &issues);
+    void printFound(const std::vector<FiledFile> &found);
     void printPlan(const OrganizationPlan &plan, const QList<OrganizationIssue> &issues);
     int organize(SettingsStore &store, const QStringList &arguments);
     int undo(SettingsStore &store, const QStringList &arguments);
     int last(SettingsStore &store, const QStringList &arguments);
     int history(SettingsStore &store, const QStringList &arguments);
+    int where(SettingsStore &store, const QStringList &arguments);
     int settings(SettingsStore &store, const QStringList &arguments);
     int setFolder(SettingsStore &store, const QStringList &arguments);
     int setValue(SettingsStore &store, const QStringList &arguments);

@@ -5,7 +5,6 @@
 #include "RunJournal.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace sorvanel {
 
@@ -23,14 +22,19 @@ bool isBelow(const Path &path, const Path &root)
         && text[root.native().size()] == '/';
 }
 
-} // namespace
+// The part of a copy's name that its original lacks: [first, last).
+struct Cut
+{
+    std::size_t first = 0;
+    std::size_t last = 0;
+};
 
-std::string originalName(std::string_view name)
+std::optional<Cut> copyMark(std::string_view name)
 {
     // wget: "report.pdf.1".
     if (const auto dot = name.rfind('.'); dot != std::string_view::npos && dot > 0 && allDigits(name.substr(dot + 1))
         && name.substr(0, dot).find('.', 1) != std::string_view::npos)
-        return std::string(name.substr(0, dot));
+        return Cut{dot, name.size()};
     // Browsers: "(1)" before an extension or at the end, after a space or not.
     for (auto close = name.rfind(')'); close != std::string_view::npos && close > 2;
          close = name.rfind(')', close - 1)) {
@@ -39,75 +43,132 @@ std::string originalName(std::string_view name)
         const auto open = name.rfind('(', close);
         if (open == std::string_view::npos || open == 0 || !allDigits(name.substr(open + 1, close - open - 1)))
             continue;
-        const std::size_t cut = open > 1 && name[open - 1] == ' ' ? open - 1 : open;
-        return std::string(name.substr(0, cut)) + std::string(name.substr(close + 1));
+        return Cut{open > 1 && name[open - 1] == ' ' ? open - 1 : open, close + 1};
     }
-    return std::string(name);
+    return std::nullopt;
+}
+
+// FNV-1a, fed piece by piece: a copy's original name hashes as the original does.
+void feed(std::uint64_t &hash, std::string_view bytes)
+{
+    for (const char c : bytes) {
+        hash ^= static_cast<unsigned char>(c);
+        hash *= 1099511628211ULL;
+    }
+}
+
+std::uint64_t keyOf(std::string_view name, std::int64_t size)
+{
+    std::uint64_t hash = 14695981039346656037ULL;
+    if (const auto cut = copyMark(name)) {
+        feed(hash, name.substr(0, cut->first));
+        feed(hash, name.substr(cut->last));
+    } else {
+        feed(hash, name);
+    }
+    feed(hash, std::string_view(reinterpret_cast<const char *>(&size), sizeof size));
+    return hash;
+}
+
+} // namespace
+
+std::string originalName(std::string_view name)
+{
+    const auto cut = copyMark(name);
+    if (!cut)
+        return std::string(name);
+    return std::string(name.substr(0, cut->first)) + std::string(name.substr(cut->last));
 }
 
 AlreadyFiled::AlreadyFiled(FileSystem &files, RunJournal *journal, const std::vector<PlannedMove> &moves)
     : m_files(files)
+    , m_moves(moves)
 {
+    m_keys.reserve(moves.size());
+    for (const PlannedMove &move : moves)
+        m_keys.push_back(keyOf(filenameOf(move.sourceURL), move.sourceSize));
+    m_sortedKeys = m_keys;
+    std::sort(m_sortedKeys.begin(), m_sortedKeys.end());
     if (journal)
-        readJournal(*journal, moves);
+        readJournal(*journal);
 }
 
 std::vector<std::size_t> AlreadyFiled::askingOrder(const std::vector<PlannedMove> &moves)
 {
-    std::vector<std::size_t> originals;
-    std::vector<std::size_t> copies;
-    for (std::size_t k = 0; k < moves.size(); ++k) {
-        const std::string_view name = filenameOf(moves[k].sourceURL);
-        (originalName(name) == name ? originals : copies).push_back(k);
+    std::vector<std::size_t> order;
+    order.reserve(moves.size());
+    for (const bool copies : {false, true}) {
+        for (std::size_t k = 0; k < moves.size(); ++k) {
+            if (copyMark(filenameOf(moves[k].sourceURL)).has_value() == copies)
+                order.push_back(k);
+        }
     }
-    originals.insert(originals.end(), copies.begin(), copies.end());
-    return originals;
+    return order;
 }
 
-// Only the files still counted as filed, and only under names this plan has.
-void AlreadyFiled::readJournal(RunJournal &journal, const std::vector<PlannedMove> &moves)
+// Only the files still counted as filed, of a name and size this plan has.
+void AlreadyFiled::readJournal(RunJournal &journal)
 {
-    std::unordered_set<std::string> wanted;
-    for (const PlannedMove &move : moves) {
-        if (move.sourceSize > 0)
-            wanted.insert(originalName(filenameOf(move.sourceURL)));
-    }
-    if (wanted.empty())
+    const std::vector<JournalRun> runs = journal.runs();
+    if (std::none_of(runs.begin(), runs.end(), [](const JournalRun &run) { return run.moved > 0; }))
         return;
-    for (const JournalRun &run : journal.runs()) {
+    // The names of any size first: the journal decodes only the moves of those.
+    std::vector<std::uint64_t> names;
+    for (const PlannedMove &move : m_moves)
+        names.push_back(keyOf(filenameOf(move.sourceURL), 0));
+    std::sort(names.begin(), names.end());
+    const auto named = [&](std::string_view name) {
+        return std::binary_search(names.begin(), names.end(), keyOf(name, 0));
+    };
+    for (const JournalRun &run : runs) {
         if (run.moved == 0)
             continue;
-        for (const JournalMove &move : journal.moves(run.id)) {
-            if (move.state != JournalMove::State::moved || !isBelow(move.destination, run.destinationRoot))
-                continue;
-            std::string name = originalName(filenameOf(move.source));
-            if (wanted.count(name))
-                m_filed.emplace(std::move(name),
-                                Filed{move.destination, move.destination, JournalFacts::placedOf(move), move.size,
-                                      JournalFacts::placedTimeOf(move)});
+        for (const JournalMove &move : journal.moves(run.id, named)) {
+            const std::uint64_t key = keyOf(filenameOf(move.source), move.size);
+            if (move.state == JournalMove::State::moved && isBelow(move.destination, run.destinationRoot)
+                && std::binary_search(m_sortedKeys.begin(), m_sortedKeys.end(), key))
+                m_filed[key].push_back({originalName(filenameOf(move.source)), move.destination,
+                                        JournalFacts::placedOf(move), move.size, JournalFacts::placedTimeOf(move)});
         }
     }
 }
 
-std::optional<Path> AlreadyFiled::filedCopyOf(const PlannedMove &move, const std::vector<Path> &inTargetFolder)
+std::optional<Path> AlreadyFiled::filedCopyOf(std::size_t k, const std::vector<Path> &inTargetFolder)
 {
+    const PlannedMove &move = m_moves[k];
     if (move.sourceSize <= 0)
         return std::nullopt;
     for (const Path &path : inTargetFolder) {
         if (holdsSameBytes(path, move, nullptr))
             return path;
     }
-    std::string name = originalName(filenameOf(move.sourceURL));
-    const auto [first, last] = m_filed.equal_range(name);
-    for (auto found = first; found != last; ++found) {
-        if (found->second.size == move.sourceSize && holdsSameBytes(found->second.path, move, &found->second))
-            return found->second.filedAs;
+    const std::uint64_t key = m_keys[k];
+    const auto found = m_filed.find(key);
+    if (found != m_filed.end()) {
+        for (const Filed &filed : found->second) {
+            if (!isCandidate(filed, k))
+                continue;
+            if (filed.move < 0 && holdsSameBytes(filed.path, move, &filed))
+                return filed.path;
+            if (filed.move >= 0 && holdsSameBytes(m_moves[std::size_t(filed.move)].sourceURL, move, &filed))
+                return m_moves[std::size_t(filed.move)].destinationURL;
+        }
     }
-    // Not filed yet: a copy of it later in this plan is.
-    m_filed.emplace(
-        std::move(name),
-        Filed{move.sourceURL, move.destinationURL, move.sourceIdentity, move.sourceSize, move.sourceModifiedNs});
+    // Not filed yet: another file of this plan with its name and size may be a copy of it.
+    const auto same = std::equal_range(m_sortedKeys.begin(), m_sortedKeys.end(), key);
+    if (same.second - same.first > 1)
+        m_filed[key].push_back({{}, {}, move.sourceIdentity, move.sourceSize, move.sourceModifiedNs, std::int64_t(k)});
     return std::nullopt;
+}
+
+// The same original name and size, not just the same hash.
+bool AlreadyFiled::isCandidate(const Filed &filed, std::size_t k) const
+{
+    const std::string original = originalName(filenameOf(m_moves[k].sourceURL));
+    if (filed.move < 0)
+        return filed.size == m_moves[k].sourceSize && filed.original == original;
+    const PlannedMove &other = m_moves[std::size_t(filed.move)];
+    return other.sourceSize == m_moves[k].sourceSize && originalName(filenameOf(other.sourceURL)) == original;
 }
 
 // `expected`: the file as it was filed, which it must still be.

@@ -4,6 +4,7 @@
 #include "FileSystem.h"
 #include "OrganizationModels.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,37 +29,44 @@ std::string originalName(std::string_view name);
 // - filed earlier in the same plan.
 // Sizes decide first; bytes are compared only where sizes are equal, and an
 // empty file is never filed already (browsers make their names empty first).
+// A plan whose files share no original name and size with each other or
+// with the journal costs a hash per file.
 class AlreadyFiled
 {
 public:
-    // `moves`: the plan's, in name order; the journal may be null.
+    // `moves`: the plan's, which outlive this; the journal may be null.
     AlreadyFiled(FileSystem &files, RunJournal *journal, const std::vector<PlannedMove> &moves);
 
-    // The filed file that holds the bytes of `move`, if any. `inTargetFolder`:
-    // the files of the move's target folder that hold its name or its
-    // original's. Moves are asked about originals first, then copy names:
-    // of "report.pdf" and an identical "report (1).pdf", the first is filed.
-    std::optional<Path> filedCopyOf(const PlannedMove &move, const std::vector<Path> &inTargetFolder);
+    // The filed file that holds the bytes of move `k`, if any, where it is
+    // filed (or will be, once the plan is carried out). `inTargetFolder`: the
+    // files of the move's target folder that hold its name or its original's.
+    std::optional<Path> filedCopyOf(std::size_t k, const std::vector<Path> &inTargetFolder);
 
-    // The order to ask in: originals first, then copy names, each in plan order.
+    // The order to ask in: originals first, then copy names, each in plan
+    // order. Of "report.pdf" and an identical "report (1).pdf", the first is filed.
     static std::vector<std::size_t> askingOrder(const std::vector<PlannedMove> &moves);
 
 private:
+    // A file filed already: by the journal (its paths), or a move of this plan (its index).
     struct Filed
     {
+        std::string original; // for the journal's: its original name
         Path path; // where its bytes lie now
-        Path filedAs; // where it is filed, or will be once the plan is carried out
         FileIdentity identity;
         std::int64_t size = -1;
         std::int64_t modifiedNs = 0;
+        std::int64_t move = -1; // for this plan's: the move
     };
 
-    void readJournal(RunJournal &journal, const std::vector<PlannedMove> &moves);
+    void readJournal(RunJournal &journal);
+    bool isCandidate(const Filed &filed, std::size_t k) const;
     bool holdsSameBytes(const Path &filed, const PlannedMove &move, const Filed *expected);
 
     FileSystem &m_files;
-    // By original name: what the journal filed, then this plan's own files.
-    std::unordered_multimap<std::string, Filed> m_filed;
+    const std::vector<PlannedMove> &m_moves;
+    std::vector<std::uint64_t> m_keys; // by move: its original name and size, hashed
+    std::vector<std::uint64_t> m_sortedKeys; // the same, sorted: which keys the plan holds, and how often
+    std::unordered_map<std::uint64_t, std::vector<Filed>> m_filed; // by key
 };
 
 } // namespace sorvanel

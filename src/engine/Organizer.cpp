@@ -602,20 +602,22 @@ public:
         Organizer::CounterHints hints;
         for (const std::size_t k : AlreadyFiled::askingOrder(m_plan.moves)) {
             PlannedMove &move = m_plan.moves[k];
-            const std::string name(filenameOf(move.sourceURL));
-            const std::string original = originalName(name);
+            const std::string_view name = filenameOf(move.sourceURL);
             const TargetFolder &folder = m_folders[folderOf(m_movers[k])];
             std::vector<Path> inTargetFolder;
-            if (folder.taken.count(key(name)))
-                inTargetFolder.push_back(folder.path / name);
-            if (original != name && folder.taken.count(key(original)))
-                inTargetFolder.push_back(folder.path / original);
-            auto filedAs = filed.filedCopyOf(move, inTargetFolder);
+            if (!folder.taken.empty() && move.sourceSize > 0) {
+                const std::string original = originalName(name);
+                if (folder.taken.count(key(name)))
+                    inTargetFolder.push_back(folder.path / name);
+                if (original != name && folder.taken.count(key(original)))
+                    inTargetFolder.push_back(folder.path / original);
+            }
+            auto filedAs = filed.filedCopyOf(k, inTargetFolder);
             if (!filedAs)
                 continue;
             move.filedAs = std::move(*filedAs);
             move.destinationURL = Organizer::uniqueDestination(
-                name, trash / "files",
+                std::string(name), trash / "files",
                 [&](const Path &candidate) {
                     return trashNames.count(candidate.filename().native()) || m_files.itemExists(candidate)
                         || m_files.itemExists(Trash::infoOf(candidate));

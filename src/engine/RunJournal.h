@@ -10,6 +10,7 @@
 #include <QUuid>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -110,6 +111,15 @@ public:
     virtual std::optional<JournalRun> run(const QUuid &id) = 0;
     // The moves of a run, in sequence order.
     virtual std::vector<JournalMove> moves(const QUuid &run) = 0;
+    // Only the moves whose source's name `wanted` takes: a search over many
+    // runs decodes no more than it finds.
+    using NameFilter = std::function<bool(std::string_view sourceName)>;
+    virtual std::vector<JournalMove> moves(const QUuid &run, const NameFilter &wanted)
+    {
+        std::vector<JournalMove> all = moves(run);
+        std::erase_if(all, [&](const JournalMove &move) { return !wanted(filenameOf(move.source)); });
+        return all;
+    }
     virtual std::vector<Path> folders(const QUuid &run) = 0;
     // The moves into `destinationRoot` that an undo is taking back across
     // drives: their copies were announced going back, and their return is

@@ -9,6 +9,7 @@
 
 #include <QElapsedTimer>
 #include <QPointer>
+#include <QThreadPool>
 
 #include <algorithm>
 
@@ -334,6 +335,38 @@ void AppModel::undoRun(const QUuid &id)
 std::optional<JournalRun> AppModel::journalRun(const QUuid &run) const
 {
     return m_reader->journal().run(run);
+}
+
+void AppModel::findFiledFiles(const QString &text)
+{
+    const quint64 search = ++m_searches;
+    if (text.trimmed().isEmpty()) {
+        m_foundFiles.clear();
+        m_foundFilesQuery.clear();
+        emit foundFilesChanged();
+        return;
+    }
+    // Its own journal reader on the shared suite: the worker thread's stays its own.
+    QThreadPool::globalInstance()->start([suite = m_store->suite(), text, search, model = QPointer<AppModel>(this)] {
+        SqliteRunJournal journal(suite);
+        PosixFileSystem files;
+        auto found = findFiled(journal, files, NameMatch(text.trimmed()), 1000);
+        QMetaObject::invokeMethod(
+            model, [model, text, search, found = std::move(found)]() mutable {
+                if (!model || search != model->m_searches)
+                    return; // a newer question is on its way
+                model->m_foundFiles = std::move(found);
+                model->m_foundFilesQuery = text;
+                emit model->foundFilesChanged();
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+std::vector<FiledFile> AppModel::recentlyFiled(std::size_t count) const
+{
+    PosixFileSystem files;
+    return findFiled(m_reader->journal(), files, NameMatch(QString()), count, false);
 }
 
 Path AppModel::filedInto(const QUuid &run) const

@@ -5,6 +5,7 @@
 #include "Organizer.h"
 #include "PlatformServices.h"
 #include "SettingsSchema.h"
+#include "Whereabouts.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -119,6 +120,16 @@ public:
     bool canUndo(const QUuid &run) const;
     // "Undone", "Partly undone", or empty (see undoneLabel in the journal).
     QString undoneLabel(const QUuid &run) const;
+    // "Where did my file go?": the filed files whose name matches `text`,
+    // found on another thread (the window goes on); foundFilesChanged tells
+    // of the answer to the latest question. Empty text: none.
+    void findFiledFiles(const QString &text);
+    const std::vector<FiledFile> &foundFiles() const { return m_foundFiles; }
+    const QString &foundFilesQuery() const { return m_foundFilesQuery; }
+    // The latest files filed and not put back, newest first.
+    std::vector<FiledFile> recentlyFiled(std::size_t count = 10) const;
+    // Asks the file manager to show the file selected in its folder.
+    void showInFolder(const Path &file) { emit showItemRequested(displayPath(file)); }
     void chooseSource();
     void chooseDestination();
 
@@ -136,6 +147,8 @@ signals:
     void automaticTimeValueChanged();
     void lastResultChanged();
     void trashDuplicatesChanged();
+    void foundFilesChanged();
+    void showItemRequested(const QString &file);
     void isRunningChanged();
     void progressChanged();
     void isStoppingChanged();
@@ -189,6 +202,9 @@ private:
     bool m_showsHistory = false;
     std::optional<QString> m_alertMessage;
     QList<RunHistoryEntry> m_history;
+    std::vector<FiledFile> m_foundFiles;
+    QString m_foundFilesQuery;
+    quint64 m_searches = 0; // questions asked: only the latest one's answer is shown
     QList<OrganizationIssue> m_shownIssues;
     bool m_shownIssuesOfUndo = false;
     // What the journal says of the runs in the history.

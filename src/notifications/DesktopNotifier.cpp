@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Notifier.h"
 
+#include "FileManager.h"
+
 #include "Localization.h"
 
 #include <QDBusConnection>
@@ -168,16 +170,7 @@ QString problemsLine(const OrganizationResult &result)
 
 void DesktopNotifier::showFolder(const QString &folder)
 {
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    const QString fileManager = QStringLiteral("org.freedesktop.FileManager1");
-    if (bus.isConnected()) { // a file manager, too, may be started on demand
-        QDBusMessage message = QDBusMessage::createMethodCall(
-            fileManager, QStringLiteral("/org/freedesktop/FileManager1"), fileManager, QStringLiteral("ShowFolders"));
-        message << QStringList{QUrl::fromLocalFile(folder).toString()} << QString();
-        if (bus.call(message, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage)
-            return;
-    }
-    QProcess::startDetached(QStringLiteral("xdg-open"), {folder});
+    DesktopFileManager().showFolder(folder);
 }
 
 } // namespace sorvanel

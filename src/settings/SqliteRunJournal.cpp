@@ -511,15 +511,17 @@ std::optional<JournalRun> SqliteRunJournal::run(const QUuid &id)
     return runFrom(statement);
 }
 
-std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 from, qint64 to)
+std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 from, qint64 to,
+                                                   const NameFilter *wanted)
 {
     std::vector<JournalMove> found;
-    readBatches(row, from, to, found);
+    readBatches(row, from, to, found, wanted);
     readOutcomes(row, from, to, found);
     return found;
 }
 
-void SqliteRunJournal::readBatches(const RunRow &row, qint64 from, qint64 to, std::vector<JournalMove> &found)
+void SqliteRunJournal::readBatches(const RunRow &row, qint64 from, qint64 to, std::vector<JournalMove> &found,
+                                   const NameFilter *wanted)
 {
     SqliteStatement batches =
         m_suite->database().prepare("SELECT first, count, moves, births FROM journalBatches WHERE run = ? AND "
@@ -542,7 +544,7 @@ void SqliteRunJournal::readBatches(const RunRow &row, qint64 from, qint64 to, st
                 break; // a damaged batch: what it held can't be told
             // Moves before the range are stepped over undecoded: a batch
             // holds thousands, and a copy's announcement wants only its own.
-            if (first + i < from) {
+            if (first + i < from || (wanted && !(*wanted)(source->substr(source->rfind('/') + 1)))) {
                 in += stampBytes;
                 continue;
             }
@@ -610,6 +612,16 @@ std::vector<JournalMove> SqliteRunJournal::moves(const QUuid &run)
     if (!row)
         return {};
     return movesOf(*row, 0, std::numeric_limits<qint64>::max());
+}
+
+std::vector<JournalMove> SqliteRunJournal::moves(const QUuid &run, const NameFilter &wanted)
+{
+    if (!m_ready)
+        return {};
+    const auto row = rowOf(run);
+    if (!row)
+        return {};
+    return movesOf(*row, 0, std::numeric_limits<qint64>::max(), &wanted);
 }
 
 std::vector<Path> SqliteRunJournal::folders(const QUuid &run)

@@ -43,6 +43,7 @@ public:
     std::vector<JournalRun> runs() override;
     std::optional<JournalRun> run(const QUuid &id) override;
     std::vector<JournalMove> moves(const QUuid &run) override;
+    std::vector<JournalMove> moves(const QUuid &run, const NameFilter &wanted) override;
     std::vector<Path> folders(const QUuid &run) override;
     std::vector<std::pair<QUuid, JournalMove>> returnsUnderway(const Path &destinationRoot) override;
 
@@ -87,9 +88,10 @@ private:
     };
 
     std::optional<RunRow> rowOf(const QUuid &run);
-    std::vector<JournalMove> movesOf(const RunRow &row, qint64 from, qint64 to);
+    std::vector<JournalMove> movesOf(const RunRow &row, qint64 from, qint64 to, const NameFilter *wanted = nullptr);
     // The moves as intended, from the batches; then what their outcomes say.
-    void readBatches(const RunRow &row, qint64 from, qint64 to, std::vector<JournalMove> &found);
+    void readBatches(const RunRow &row, qint64 from, qint64 to, std::vector<JournalMove> &found,
+                     const NameFilter *wanted);
     void readOutcomes(const RunRow &row, qint64 from, qint64 to, std::vector<JournalMove> &found);
     void writeOutcome(qint64 runKey, const JournalMove &move, const RunRow &row, bool withState);
     bool write(const std::function<void()> &body);

@@ -3,6 +3,7 @@
 
 #include "AppModel.h"
 #include "Localization.h"
+#include "ShellQuoting.h"
 #include "Style.h"
 
 #include <QMenu>
@@ -21,6 +22,8 @@ MenuBarView::MenuBarView(AppModel &model, QObject *parent)
     m_watch->setEnabled(false);
     m_menu->addSeparator();
     m_organize = m_menu->addAction(L10n::text("Organize Now"), &model, &AppModel::organizeNow);
+    m_recent = m_menu->addMenu(L10n::text("Recently Filed"));
+    m_recent->setObjectName(u"recentlyFiled"_qs);
     m_menu->addAction(L10n::text("Open Sorvanel"), this, &MenuBarView::openRequested);
     m_menu->addAction(L10n::text("About"), this, &MenuBarView::aboutRequested);
     m_menu->addSeparator();
@@ -38,7 +41,31 @@ MenuBarView::MenuBarView(AppModel &model, QObject *parent)
     connect(&model, &AppModel::lastResultChanged, this, &MenuBarView::update);
     connect(&model, &AppModel::isRunningChanged, this, &MenuBarView::update);
     connect(&model, &AppModel::watchChanged, this, &MenuBarView::update);
+    connect(&model, &AppModel::historyChanged, this, &MenuBarView::fillRecentlyFiled);
+    // Files filed by the agent or the watcher meanwhile are shown too.
+    connect(m_menu, &QMenu::aboutToShow, this, &MenuBarView::fillRecentlyFiled);
     update();
+    fillRecentlyFiled();
+}
+
+// The latest ten files filed, newest first: each opens its folder with the
+// file selected. One no longer where it was filed is named, not offered.
+void MenuBarView::fillRecentlyFiled()
+{
+    m_recent->clear();
+    const std::vector<FiledFile> files = m_model.recentlyFiled(10);
+    if (files.empty())
+        m_recent->addAction(L10n::text("Nothing filed yet"))->setEnabled(false);
+    for (const FiledFile &file : files) {
+        QString text = shownName(filenameOf(file.source)).replace(u'&', u"&&"_qs);
+        if (file.state == FiledState::gone)
+            text = L10n::format("%@ (%@)", {text, localizedName(file.state)});
+        QAction *action = m_recent->addAction(text);
+        action->setToolTip(displayPath(file.destination));
+        action->setEnabled(file.state != FiledState::gone);
+        const Path where = file.destination;
+        connect(action, &QAction::triggered, &m_model, [this, where] { m_model.showInFolder(where); });
+    }
 }
 
 MenuBarView::~MenuBarView()

@@ -26,6 +26,7 @@ public:
     QAction *statusAction() const { return m_status; }
     QAction *watchAction() const { return m_watch; }
     QAction *organizeAction() const { return m_organize; }
+    QMenu *recentlyFiledMenu() const { return m_recent; }
 
 signals:
     void openRequested();
@@ -34,6 +35,7 @@ signals:
 
 private:
     void update();
+    void fillRecentlyFiled();
 
     AppModel &m_model;
     QMenu *m_menu;
@@ -41,6 +43,7 @@ private:
     QAction *m_status;
     QAction *m_watch;
     QAction *m_organize;
+    QMenu *m_recent;
 };
 
 } // namespace sorvanel

@@ -4,6 +4,7 @@
 #include "AboutView.h"
 #include "AppModel.h"
 #include "FileDialogFolderChooser.h"
+#include "FileManager.h"
 #include "Localization.h"
 #include "MainWindow.h"
 #include "MenuBarView.h"
@@ -19,10 +20,11 @@
 namespace sorvanel {
 
 SorvanelApp::SorvanelApp(std::unique_ptr<AppModel> model, std::shared_ptr<FileDialogFolderChooser> chooser,
-                         std::shared_ptr<Notifier> notifier, QObject *parent)
+                         std::shared_ptr<Notifier> notifier, std::shared_ptr<FileManager> fileManager, QObject *parent)
     : QObject(parent)
     , m_model(std::move(model))
     , m_notifier(std::move(notifier))
+    , m_fileManager(std::move(fileManager))
 {
     m_window = std::make_unique<MainWindow>(*m_model);
     if (chooser)
@@ -35,6 +37,10 @@ SorvanelApp::SorvanelApp(std::unique_ptr<AppModel> model, std::shared_ptr<FileDi
     m_trayWatch.setInterval(5000);
     connect(&m_trayWatch, &QTimer::timeout, this, &SorvanelApp::updateTray);
     connect(m_model.get(), &AppModel::organizedNow, this, &SorvanelApp::tellOfOrganizeNow);
+    connect(m_model.get(), &AppModel::showItemRequested, this, [this](const QString &file) {
+        if (m_fileManager)
+            m_fileManager->showItem(file);
+    });
 }
 
 void SorvanelApp::tellOfOrganizeNow(const OrganizationResult &result, const QUuid &run)
@@ -78,7 +84,7 @@ std::unique_ptr<SorvanelApp> SorvanelApp::create()
     model->setWatcherService(
         std::make_shared<SystemdLoginItemService>(agent, SystemdLoginItemService::defaultUnitDirectory(),
                                                   u"systemctl"_qs, nullptr, SystemdLoginItemService::Job::watcher));
-    return std::make_unique<SorvanelApp>(std::move(model), chooser, notifier);
+    return std::make_unique<SorvanelApp>(std::move(model), chooser, notifier, std::make_shared<DesktopFileManager>());
 }
 
 void SorvanelApp::start(Start how)

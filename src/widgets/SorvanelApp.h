@@ -14,6 +14,7 @@ class AppModel;
 class FileDialogFolderChooser;
 class MainWindow;
 class MenuBarView;
+class FileManager;
 class Notifier;
 struct OrganizationResult;
 
@@ -27,9 +28,11 @@ class SorvanelApp : public QObject
     Q_OBJECT
 
 public:
-    // `notifier` tells of an Organize Now the window does not show.
+    // `notifier` tells of an Organize Now the window does not show;
+    // `fileManager` shows the filed files the user asks to see.
     explicit SorvanelApp(std::unique_ptr<AppModel> model, std::shared_ptr<FileDialogFolderChooser> chooser,
-                         std::shared_ptr<Notifier> notifier = nullptr, QObject *parent = nullptr);
+                         std::shared_ptr<Notifier> notifier = nullptr, std::shared_ptr<FileManager> fileManager = nullptr,
+                         QObject *parent = nullptr);
     ~SorvanelApp() override;
 
     // Builds the real services: the shared settings, systemd, the file dialog.
@@ -55,6 +58,7 @@ private:
     std::unique_ptr<MenuBarView> m_menu;
     QTimer m_trayWatch;
     std::shared_ptr<Notifier> m_notifier;
+    std::shared_ptr<FileManager> m_fileManager;
 };
 
 } // namespace sorvanel

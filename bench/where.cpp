@@ -43,8 +43,8 @@ void writeJournal(SqliteRunJournal &journal, int runs, int moves)
     const Path root = source / "__filesDownloadedAt";
     for (int r = 0; r < runs; ++r) {
         const QUuid id = QUuid::createUuid();
-        journal.begin({id, QDateTime::currentDateTimeUtc().addDays(r - runs), OrganizationRunMode::manual, source,
-                       root});
+        journal.begin(
+            {id, QDateTime::currentDateTimeUtc().addDays(r - runs), OrganizationRunMode::manual, source, root});
         for (int first = 0; first < moves; first += 2048) {
             std::deque<std::string> paths;
             std::vector<JournalIntent> batch;

@@ -855,5 +855,69 @@
         <source>To the Trash: %@</source>
         <translation>In den Papierkorb: %@</translation>
     </message>
+    <message>
+        <source>       sorvanel-cli where TEXT [--json]</source>
+        <translation>       sorvanel-cli where TEXT [--json]</translation>
+    </message>
+    <message>
+        <source>Find where a run filed a file, from a part of its name.</source>
+        <translation>Finden, wohin ein Lauf eine Datei einsortiert hat, aus einem Teil ihres Namens.</translation>
+    </message>
+    <message>
+        <source>Usage: sorvanel-cli where TEXT [--json]</source>
+        <translation>Aufruf: sorvanel-cli where TEXT [--json]</translation>
+    </message>
+    <message>
+        <source>Lists every file of the runs on record whose original name contains TEXT, newest first: where it is now, the run that filed it and whether it is still there (&quot;there&quot;, &quot;changed&quot; since, &quot;gone&quot; from there, or put back by an undo, &quot;undone&quot;). With * or ? TEXT is a pattern for the whole name, as the shell takes it. Case, accents and how characters are composed do not count: &quot;resume&quot; finds &quot;Résumé.pdf&quot;. Exits with 1 when nothing is found.</source>
+        <translation>Listet jede Datei der aufgezeichneten Läufe, deren ursprünglicher Name TEXT enthält, die neueste zuerst: wo sie jetzt ist, der Lauf, der sie einsortiert hat, und ob sie noch dort ist („there“, seither verändert „changed“, von dort verschwunden „gone“ oder durch ein Rückgängigmachen zurückgelegt „undone“). Mit * oder ? ist TEXT ein Muster für den ganzen Namen, wie die Shell es liest. Groß- und Kleinschreibung, Akzente und die Zusammensetzung der Zeichen zählen nicht: „resume“ findet „Résumé.pdf“. Endet mit 1, wenn nichts gefunden wird.</translation>
+    </message>
+    <message>
+        <source>Say what to look for: a part of the file&apos;s name, or a pattern with * or ?.</source>
+        <translation>Geben Sie an, wonach gesucht wird: ein Teil des Dateinamens oder ein Muster mit * oder ?.</translation>
+    </message>
+    <message>
+        <source>No filed file has such a name.</source>
+        <translation>Keine einsortierte Datei hat einen solchen Namen.</translation>
+    </message>
+    <message>
+        <source>there</source>
+        <translation>noch dort</translation>
+    </message>
+    <message>
+        <source>changed since</source>
+        <translation>seither verändert</translation>
+    </message>
+    <message>
+        <source>gone from there</source>
+        <translation>von dort verschwunden</translation>
+    </message>
+    <message>
+        <source>Filed %@ (%@)</source>
+        <translation>Einsortiert %@ (%@)</translation>
+    </message>
+    <message>
+        <source>Show in Folder</source>
+        <translation>Im Ordner zeigen</translation>
+    </message>
+    <message>
+        <source>Opens the file&apos;s folder in the file manager, with the file selected.</source>
+        <translation>Öffnet den Ordner der Datei in der Dateiverwaltung, mit der Datei ausgewählt.</translation>
+    </message>
+    <message>
+        <source>Find a filed file by name</source>
+        <translation>Einsortierte Datei nach Namen suchen</translation>
+    </message>
+    <message>
+        <source>Recently Filed</source>
+        <translation>Zuletzt einsortiert</translation>
+    </message>
+    <message>
+        <source>Nothing filed yet</source>
+        <translation>Noch nichts einsortiert</translation>
+    </message>
+    <message>
+        <source>%@ (%@)</source>
+        <translation>%@ (%@)</translation>
+    </message>
 </context>
 </TS>

@@ -3,13 +3,13 @@
 
 #include "CleanupRun.h"
 #include "Localization.h"
-#include "Whereabouts.h"
 #include "LoginItemService.h"
 #include "Organizer.h"
 #include "SettingsSchema.h"
 #include "SettingsStore.h"
 #include "ShellQuoting.h"
 #include "TerminalProgress.h"
+#include "Whereabouts.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -134,6 +134,26 @@ int CommandLine::usage(const QString &message)
     return usageError;
 }
 
+CommandLine::Command CommandLine::settingsCommand()
+{
+    return {
+        u"settings"_qs,
+        L10n::text("List, read or change the stored settings."),
+        {L10n::text("Usage: sorvanel-cli settings"), L10n::text("       sorvanel-cli settings get KEY"),
+         L10n::text("       sorvanel-cli settings set KEY VALUE [--type string|integer|boolean|real|date|data]"),
+         L10n::text("       sorvanel-cli settings unset KEY")},
+        {L10n::text("Lists, reads or changes the stored settings. A key Sorvanel knows takes its own type and range "
+                    "(thresholdMB: 1 to 100000; automaticTime also HH:MM); any other key is a string unless --type "
+                    "says otherwise. Booleans are true or false (1 or 0), dates ISO 8601, data hexadecimal; stored "
+                    "JSON is shown as JSON."),
+         QString(),
+         L10n::text(
+             "The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, "
+             "automaticTime, notifyAfterAutomatic, watchEnabled (files each download as soon as it is finished), "
+             "trashDuplicates (a file whose bytes are filed already goes to the Trash).")},
+        &CommandLine::settings};
+}
+
 std::vector<CommandLine::Command> CommandLine::commands()
 {
     // Each command's help is what its manual page section is made of.
@@ -181,21 +201,7 @@ std::vector<CommandLine::Command> CommandLine::commands()
                      "the whole name, as the shell takes it. Case, accents and how characters are composed do not "
                      "count: \"resume\" finds \"Résumé.pdf\". Exits with 1 when nothing is found.")},
          &CommandLine::where},
-        {u"settings"_qs,
-         L10n::text("List, read or change the stored settings."),
-         {L10n::text("Usage: sorvanel-cli settings"), L10n::text("       sorvanel-cli settings get KEY"),
-          L10n::text("       sorvanel-cli settings set KEY VALUE [--type string|integer|boolean|real|date|data]"),
-          L10n::text("       sorvanel-cli settings unset KEY")},
-         {L10n::text("Lists, reads or changes the stored settings. A key Sorvanel knows takes its own type and range "
-                     "(thresholdMB: 1 to 100000; automaticTime also HH:MM); any other key is a string unless --type "
-                     "says otherwise. Booleans are true or false (1 or 0), dates ISO 8601, data hexadecimal; stored "
-                     "JSON is shown as JSON."),
-          QString(),
-          L10n::text(
-              "The settings to choose: sourcePath and destinationPath (folders), thresholdMB, automaticEnabled, "
-              "automaticTime, notifyAfterAutomatic, watchEnabled (files each download as soon as it is finished), "
-              "trashDuplicates (a file whose bytes are filed already goes to the Trash).")},
-         &CommandLine::settings},
+        settingsCommand(),
     };
 }
 

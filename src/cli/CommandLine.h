@@ -50,6 +50,7 @@ private:
         int (CommandLine::*handler)(SettingsStore &store, const QStringList &arguments);
     };
     static std::vector<Command> commands();
+    static Command settingsCommand();
     static std::vector<Command>::const_iterator findCommand(const std::vector<Command> &all, const QString &name);
 
     int preview(SettingsStore &store, const QStringList &arguments);

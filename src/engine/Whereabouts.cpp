@@ -131,8 +131,8 @@ std::vector<FiledFile> findFiled(RunJournal &journal, FileSystem &files, const N
             const FiledState state = undone ? FiledState::undone : stateOnDisk(files, *move, known->second);
             if (move->state == JournalMove::State::intended && state == FiledState::gone)
                 continue;
-            found.push_back({move->source, move->destination, run.group.isNull() ? run.id : run.group, run.date,
-                             run.mode, state});
+            found.push_back(
+                {move->source, move->destination, run.group.isNull() ? run.id : run.group, run.date, run.mode, state});
         }
         if (found.size() >= limit)
             break;

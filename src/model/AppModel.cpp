@@ -352,7 +352,8 @@ void AppModel::findFiledFiles(const QString &text)
         PosixFileSystem files;
         auto found = findFiled(journal, files, NameMatch(text.trimmed()), 1000);
         QMetaObject::invokeMethod(
-            model, [model, text, search, found = std::move(found)]() mutable {
+            model,
+            [model, text, search, found = std::move(found)]() mutable {
                 if (!model || search != model->m_searches)
                     return; // a newer question is on its way
                 model->m_foundFiles = std::move(found);

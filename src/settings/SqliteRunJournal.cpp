@@ -511,8 +511,7 @@ std::optional<JournalRun> SqliteRunJournal::run(const QUuid &id)
     return runFrom(statement);
 }
 
-std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 from, qint64 to,
-                                                   const NameFilter *wanted)
+std::vector<JournalMove> SqliteRunJournal::movesOf(const RunRow &row, qint64 from, qint64 to, const NameFilter *wanted)
 {
     std::vector<JournalMove> found;
     readBatches(row, from, to, found, wanted);

@@ -102,7 +102,8 @@ public:
             return shownName(filenameOf(file.source));
         case SheetDialog::SecondaryTextRole:
             return displayPath(file.whereNow()) + u" \u00b7 "_qs + localizedName(file.state) + u"\n"_qs
-                + L10n::format("Filed %@ (%@)", {Style::abbreviatedDateTime(file.runDate, true), localizedName(file.mode)});
+                + L10n::format("Filed %@ (%@)",
+                               {Style::abbreviatedDateTime(file.runDate, true), localizedName(file.mode)});
         case SheetDialog::SymbolRole:
             return file.state == FiledState::there || file.state == FiledState::changed ? m_there : m_missing;
         default:
@@ -159,6 +160,7 @@ HistoryView::HistoryView(AppModel &model, QWidget *parent)
 
     connect(&model, &AppModel::historyChanged, this, &HistoryView::update);
     connect(&model, &AppModel::isRunningChanged, this, &HistoryView::updateUndo);
+    connect(m_list->selectionModel(), &QItemSelectionModel::selectionChanged, this, &HistoryView::updateUndo);
     connect(&model, &AppModel::foundFilesChanged, this, &HistoryView::update);
     connect(m_list, &QListView::activated, this, [this] {
         if (searching())

@@ -31,8 +31,8 @@ public:
     // `notifier` tells of an Organize Now the window does not show;
     // `fileManager` shows the filed files the user asks to see.
     explicit SorvanelApp(std::unique_ptr<AppModel> model, std::shared_ptr<FileDialogFolderChooser> chooser,
-                         std::shared_ptr<Notifier> notifier = nullptr, std::shared_ptr<FileManager> fileManager = nullptr,
-                         QObject *parent = nullptr);
+                         std::shared_ptr<Notifier> notifier = nullptr,
+                         std::shared_ptr<FileManager> fileManager = nullptr, QObject *parent = nullptr);
     ~SorvanelApp() override;
 
     // Builds the real services: the shared settings, systemd, the file dialog.

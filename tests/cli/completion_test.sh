@@ -42,7 +42,7 @@ expect()
     fi
 }
 
-expect 'sorvanel-cli ' '--help --version history last organize preview settings undo'
+expect 'sorvanel-cli ' '--help --version history last organize preview settings undo where'
 expect 'sorvanel-cli un' 'undo'
 expect 'sorvanel-cli preview --' '--help --json'
 expect 'sorvanel-cli organize -' '--help --json'

@@ -253,6 +253,38 @@ private slots:
         QVERIFY(QString::fromUtf8(cli({u"history"_qs}).out).contains(L10n::format("%d already filed", {1})));
     }
 
+    // "Where did my file go?": found from a part of its name, with its exact
+    // bytes in JSON, escaped on the terminal; 1 when nothing is found, 64
+    // without anything to look for.
+    void whereFindsAFiledFile()
+    {
+        const std::string name = "invoice march\xe9.pdf";
+        writeFile(downloads() / name, "x", longAgo());
+        writeFile(downloads() / "notes.txt", "y", longAgo());
+        QCOMPARE(cli({u"organize"_qs}).status, 0);
+        const Run text = cli({u"where"_qs, u"MARCH"_qs});
+        QCOMPARE(text.status, 0);
+        QVERIFY2(text.out.startsWith("'invoice march'$'\\351''.pdf' \xe2\x86\x92 "), text.out.constData());
+        const QJsonArray found = cli({u"where"_qs, u"march"_qs, u"--json"_qs}).json().array();
+        QCOMPARE(found.size(), 1);
+        const QJsonObject file = found[0].toObject();
+        QCOMPARE(QByteArray::fromHex(file.value(u"filenameHex"_qs).toString().toLatin1()),
+                 QByteArray::fromStdString(name));
+        QCOMPARE(QByteArray::fromHex(file.value(u"sourceHex"_qs).toString().toLatin1()),
+                 QByteArray::fromStdString((downloads() / name).native()));
+        QVERIFY(std::filesystem::exists(
+            QByteArray::fromHex(file.value(u"destinationHex"_qs).toString().toLatin1()).toStdString()));
+        QCOMPARE(file.value(u"state"_qs).toString(), u"there"_qs);
+        QCOMPARE(file.value(u"mode"_qs).toString(), u"manual"_qs);
+        const QJsonArray history = cli({u"history"_qs, u"--json"_qs}).json().array();
+        QCOMPARE(file.value(u"run"_qs).toString(), history[0].toObject().value(u"id"_qs).toString());
+        QCOMPARE(file.value(u"runDate"_qs).toString(), history[0].toObject().value(u"date"_qs).toString());
+        QCOMPARE(cli({u"where"_qs, u"*.TXT"_qs}).status, 0);
+        QCOMPARE(cli({u"where"_qs, u"april"_qs}).status, 1);
+        QCOMPARE(cli({u"where"_qs, u"april"_qs, u"--json"_qs}).out.trimmed(), QByteArray("[\n]"));
+        QCOMPARE(cli({u"where"_qs}).status, 64);
+    }
+
     void organizeRecordsAManualRun()
     {
         writeFile(downloads() / "a.pdf", "a", longAgo());

@@ -167,10 +167,10 @@ private slots:
         QTest::addColumn<bool>("touchFiled"); // the filed file was changed since (same bytes, new time)
         QTest::addColumn<QString>("filedAs");
         const QByteArray report = "%PDF the report\n";
-        QTest::newRow("the last byte differs") << u"report (1).pdf"_qs << QByteArray("%PDF the report!") << false
-                                               << u"report (1).pdf"_qs;
-        QTest::newRow("the same name, other bytes") << u"report.pdf"_qs << QByteArray("%PDF another one") << false
-                                                    << u"report-2.pdf"_qs;
+        QTest::newRow("the last byte differs")
+            << u"report (1).pdf"_qs << QByteArray("%PDF the report!") << false << u"report (1).pdf"_qs;
+        QTest::newRow("the same name, other bytes")
+            << u"report.pdf"_qs << QByteArray("%PDF another one") << false << u"report-2.pdf"_qs;
         QTest::newRow("the same bytes, another name") << u"invoice.pdf"_qs << report << false << u"invoice.pdf"_qs;
         QTest::newRow("the filed file changed since") << u"report.pdf.1"_qs << report << true << u"report.pdf.1"_qs;
     }
@@ -211,11 +211,13 @@ private slots:
         const auto outcome = organize();
         QCOMPARE(outcome.result.moved, 1);
         QCOMPARE(outcome.result.alreadyFiled.size(), std::size_t(2));
-        const Path filed = destination() / outcome.result.runDate.toLocalTime().date().toString(Qt::ISODate).toStdString() / "docs" / "report.pdf";
+        const Path filed = destination()
+            / outcome.result.runDate.toLocalTime().date().toString(Qt::ISODate).toStdString() / "docs" / "report.pdf";
         QCOMPARE(readFile(filed), QByteArray("same"));
         for (const AlreadyFiledFile &file : outcome.result.alreadyFiled)
             QCOMPARE(file.filedAs, filed);
-        QCOMPARE(regularFilesBelow(m_home->trash() + u"/files"_qs), (QStringList{u"report (1).pdf"_qs, u"report(1).pdf"_qs}));
+        QCOMPARE(regularFilesBelow(m_home->trash() + u"/files"_qs),
+                 (QStringList{u"report (1).pdf"_qs, u"report(1).pdf"_qs}));
     }
 
     // Compared in blocks up to the first difference, never whole in memory.
@@ -276,7 +278,8 @@ private slots:
         writeFile(m_source / "report.pdf", "same", longAgo());
         const auto outcome = organize();
         QCOMPARE(outcome.result.moved, 1);
-        QCOMPARE(m_run->journal().moves(outcome.id).front().destination.filename().native(), std::string("report-2.pdf"));
+        QCOMPARE(m_run->journal().moves(outcome.id).front().destination.filename().native(),
+                 std::string("report-2.pdf"));
         QVERIFY(!std::filesystem::exists(trash()));
     }
 
@@ -301,8 +304,9 @@ private slots:
         RunJournal &journal = m_run->journal();
         const std::string from = source.native();
         const std::string to = trashed.native();
-        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, m_source, destination()})
-                && journal.intend(id, {{0, from, to, stamp.identity, stamp.size, stamp.modifiedNs, stamp.bornNs}}));
+        QVERIFY(
+            journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::manual, m_source, destination()})
+            && journal.intend(id, {{0, from, to, stamp.identity, stamp.size, stamp.modifiedNs, stamp.bornNs}}));
         QVERIFY(!Trash::prepare(trash()));
         QVERIFY(!Trash::writeInfo(trashed, source, QDateTime::currentDateTime()));
         if (fileMoved)
@@ -311,8 +315,7 @@ private slots:
             OrganizerExecutionLock lock(destination(), *std::make_shared<PosixFileSystem>());
             m_run->organizer().recoverInterruptedRuns(journal, destination());
         }
-        QCOMPARE(journal.moves(id).front().state,
-                 fileMoved ? JournalMove::State::moved : JournalMove::State::notMoved);
+        QCOMPARE(journal.moves(id).front().state, fileMoved ? JournalMove::State::moved : JournalMove::State::notMoved);
         QCOMPARE(std::filesystem::exists(Trash::infoOf(trashed)), fileMoved);
         if (fileMoved) {
             QCOMPARE(m_run->undo(id, false).restored, 1);

@@ -51,8 +51,8 @@ private slots:
         QTest::newRow("a part, another case") << u"MARCH"_qs << QByteArray("invoice-march.pdf") << true;
         QTest::newRow("without accents") << u"resume"_qs << composed << true;
         QTest::newRow("with them, against a decomposed name") << u"Résumé"_qs << decomposed << true;
-        QTest::newRow("decomposed, against a composed name") << QString::fromUtf8(decomposed.left(10)) << composed
-                                                             << true;
+        QTest::newRow("decomposed, against a composed name")
+            << QString::fromUtf8(decomposed.left(10)) << composed << true;
         QTest::newRow("not a part") << u"april"_qs << QByteArray("invoice-march.pdf") << false;
         QTest::newRow("a name that is not UTF-8") << u"caf"_qs << QByteArray("caf\xe9.txt") << true;
         QTest::newRow("a pattern takes the whole name") << u"*.PDF"_qs << QByteArray("invoice-march.pdf") << true;
@@ -117,10 +117,12 @@ private slots:
         const FileStamp moved = *PosixFileSystem().stampOf(downloads() / "moved.txt");
         const FileStamp stayed = *PosixFileSystem().stampOf(downloads() / "stayed.txt");
         RunJournal &journal = m_run->journal();
-        QVERIFY(journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::automatic, downloads(), root()}));
-        QVERIFY(journal.intend(id, {{0, paths[0], paths[1], moved.identity, moved.size, moved.modifiedNs, moved.bornNs},
-                                    {1, paths[2], paths[3], stayed.identity, stayed.size, stayed.modifiedNs,
-                                     stayed.bornNs}}));
+        QVERIFY(
+            journal.begin({id, QDateTime::currentDateTimeUtc(), OrganizationRunMode::automatic, downloads(), root()}));
+        QVERIFY(
+            journal.intend(id,
+                           {{0, paths[0], paths[1], moved.identity, moved.size, moved.modifiedNs, moved.bornNs},
+                            {1, paths[2], paths[3], stayed.identity, stayed.size, stayed.modifiedNs, stayed.bornNs}}));
         std::filesystem::create_directories(root() / "2026-01-01");
         std::filesystem::rename(paths[0], paths[1]); // the kill came after the first move
         {

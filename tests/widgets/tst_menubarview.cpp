@@ -28,9 +28,10 @@ private slots:
             if (action->isVisible())
                 texts << (action->isSeparator() ? u"-"_qs : action->text());
         }
-        QCOMPARE(texts,
-                 (QStringList{L10n::text("Not run yet"), u"-"_qs, L10n::text("Organize Now"),
-                              L10n::text("Open Sorvanel"), L10n::text("About"), u"-"_qs, L10n::text("Quit")}));
+        QCOMPARE(
+            texts,
+            (QStringList{L10n::text("Not run yet"), u"-"_qs, L10n::text("Organize Now"), L10n::text("Recently Filed"),
+                         L10n::text("Open Sorvanel"), L10n::text("About"), u"-"_qs, L10n::text("Quit")}));
         QVERIFY(!view.statusAction()->isEnabled());
         fixture.model->setLastResult(sampleResult(3, 5, {OrganizationIssue()}));
         QCOMPARE(view.statusAction()->text(), L10n::format("Last run: %d moved, %d failed", {3, 1}));
@@ -41,8 +42,8 @@ private slots:
 
         QSignalSpy open(&view, &MenuBarView::openRequested);
         QSignalSpy quit(&view, &MenuBarView::quitRequested);
-        view.menu()->actions()[4]->trigger();
-        view.menu()->actions()[7]->trigger();
+        view.menu()->actions()[5]->trigger();
+        view.menu()->actions()[8]->trigger();
         QCOMPARE(open.count(), 1);
         QCOMPARE(quit.count(), 1);
         // A click on the tray icon opens the window; asking for the menu does not.
@@ -53,6 +54,36 @@ private slots:
             opened << open.count();
         }
         QCOMPARE(opened, (QList<qsizetype>{2, 3, 3}));
+    }
+
+    // The files filed last, newest first, each shown in its folder when
+    // chosen; one gone from there is named but not offered.
+    void recentlyFiledFiles()
+    {
+        ModelFixture fixture;
+        MenuBarView view(*fixture.model);
+        QCOMPARE(view.recentlyFiledMenu()->actions().size(), 1);
+        QVERIFY(!view.recentlyFiledMenu()->actions()[0]->isEnabled()); // nothing filed yet
+        const Path downloads = toPath(fixture.home.downloads());
+        for (int i = 0; i < 12; ++i) {
+            writeFile(downloads / ("file" + std::to_string(i) + ".txt"), "x", longAgo());
+            if (i == 0 || i == 11) {
+                fixture.model->organizeNow();
+                QTRY_VERIFY(!fixture.model->isRunning());
+            }
+        }
+        emit view.menu()->aboutToShow();
+        const QList<QAction *> files = view.recentlyFiledMenu()->actions();
+        QCOMPARE(files.size(), 10);
+        QStringList names;
+        for (QAction *action : files)
+            names << action->text();
+        QVERIFY(!names.contains(u"file0.txt"_qs)); // the first run's is not among the latest ten
+        QSignalSpy shown(fixture.model.get(), &AppModel::showItemRequested);
+        files[0]->trigger();
+        QCOMPARE(shown.size(), 1);
+        QVERIFY(shown[0][0].toString().endsWith(u"/"_qs + names[0]));
+        QVERIFY(QFile::exists(shown[0][0].toString()));
     }
 
     // Organize Now from the tray with the window out of sight: the daily run's

@@ -6,9 +6,11 @@
 #include "WidgetTestSupport.h"
 
 #include <QApplication>
+#include <QLineEdit>
 #include <QListView>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTimer>
 #include <QtTest>
 
@@ -227,6 +229,42 @@ private slots:
     }
 
     // A run in the history goes back after the user confirms; cancelling changes nothing.
+    // Typing in the history's search field lists the matching files of
+    // every run from the real journal; the chosen one is shown in its folder.
+    void historySearchFindsFiledFiles()
+    {
+        const Path downloads = toPath(m_fixture->home.downloads());
+        for (const char *name : {"invoice-march.pdf", "Résumé.pdf", "notes.txt"})
+            writeFile(downloads / name, name, longAgo());
+        model().organizeNow();
+        QTRY_VERIFY(!model().isRunning());
+        HistoryView view(model(), nullptr);
+        view.show();
+        QCOMPARE(view.list()->model()->rowCount(), 1); // the run
+        QTest::keyClicks(view.searchField(), u"MARCH"_qs);
+        QTRY_COMPARE(model().foundFilesQuery(), u"MARCH"_qs);
+        QCOMPARE(view.list()->model()->rowCount(), 1);
+        QCOMPARE(rowText(view.list(), 0), u"invoice-march.pdf"_qs);
+        QVERIFY(rowText(view.list(), 0, SheetDialog::SecondaryTextRole).contains(localizedName(FiledState::there)));
+        QVERIFY(view.showButton()->isVisible() && !view.showButton()->isEnabled());
+        QVERIFY(!view.undoButton()->isVisible());
+        view.list()->setCurrentIndex(view.list()->model()->index(0, 0));
+        QSignalSpy shown(&model(), &AppModel::showItemRequested);
+        view.showButton()->click();
+        QCOMPARE(shown.size(), 1);
+        QVERIFY(shown[0][0].toString().endsWith(u"/invoice-march.pdf"_qs));
+
+        view.searchField()->setText(u"resume"_qs);
+        QTRY_COMPARE(model().foundFilesQuery(), u"resume"_qs);
+        QCOMPARE(rowText(view.list(), 0), u"Résumé.pdf"_qs);
+        view.searchField()->setText(u"zzz"_qs);
+        QTRY_VERIFY(view.showsPlaceholder());
+        QVERIFY(visibleTexts(&view).contains(L10n::text("No filed file has such a name.")));
+        view.searchField()->clear();
+        QCOMPARE(view.list()->model()->rowCount(), 1); // the runs again
+        QVERIFY(view.undoButton()->isVisible());
+    }
+
     void historyUndoesARunAfterConfirmation()
     {
         const Path downloads = toPath(m_fixture->home.downloads());

@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "MainWindow.h"
 
+#include "AppModel.h"
 #include "ContentView.h"
 #include "Style.h"
 
 #include <QAction>
 #include <QGuiApplication>
 #include <QKeyEvent>
+#include <QLayout>
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollArea>
+#include <QTimer>
 
 namespace sorvanel {
 
@@ -34,17 +37,33 @@ MainWindow::MainWindow(AppModel &model, QWidget *parent)
         const QRect available = screen->availableGeometry();
         const QSize room = available.size() - Style::windowFrameAllowance;
         frame.setSize(frame.size().boundedTo(room));
-        setMinimumSize(m_content->minimumSizeHint().boundedTo(room));
         frame.moveCenter(available.center());
     }
-    resize(frame.size());
+    fitMinimumToContent();
+    resize(frame.size().expandedTo(minimumSize()));
     move(frame.topLeft());
+    // The summary and the watcher's status lines come and go: the smallest
+    // window follows them, once their layout is done.
+    connect(&model, &AppModel::lastResultChanged, this,
+            [this] { QTimer::singleShot(0, this, &MainWindow::fitMinimumToContent); });
+    connect(&model, &AppModel::watchChanged, this,
+            [this] { QTimer::singleShot(0, this, &MainWindow::fitMinimumToContent); });
     connect(m_content, &ContentView::presentationRequested, this, &MainWindow::bringForward);
     auto *quit = new QAction(this);
     quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q)); // every Linux desktop's Quit
     quit->setShortcutContext(Qt::ApplicationShortcut); // in the sheets too
     connect(quit, &QAction::triggered, this, &MainWindow::quitRequested);
     addAction(quit);
+}
+
+// As small as the content allows without scrolling, where the screen has room for that.
+void MainWindow::fitMinimumToContent()
+{
+    m_content->layout()->activate();
+    QSize smallest = m_content->minimumSizeHint();
+    if (const QScreen *screen = this->screen() ? this->screen() : QGuiApplication::primaryScreen())
+        smallest = smallest.boundedTo(screen->availableGeometry().size() - Style::windowFrameAllowance);
+    setMinimumSize(smallest);
 }
 
 void MainWindow::keyPressEvent(QKeyEvent *event)

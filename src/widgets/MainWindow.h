@@ -28,6 +28,7 @@ signals:
 protected:
     // Return on a focused button presses it, as Space does.
     void keyPressEvent(QKeyEvent *event) override;
+    void fitMinimumToContent();
 
 private:
     ContentView *m_content;

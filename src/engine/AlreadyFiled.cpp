@@ -57,15 +57,24 @@ void feed(std::uint64_t &hash, std::string_view bytes)
     }
 }
 
+// A name and a size, hashed: what a file is looked up by.
 std::uint64_t keyOf(std::string_view name, std::int64_t size)
 {
     std::uint64_t hash = 14695981039346656037ULL;
-    if (const auto cut = copyMark(name)) {
-        feed(hash, name.substr(0, cut->first));
-        feed(hash, name.substr(cut->last));
-    } else {
-        feed(hash, name);
-    }
+    feed(hash, name);
+    feed(hash, std::string_view(reinterpret_cast<const char *>(&size), sizeof size));
+    return hash;
+}
+
+// The same for a copy's original, without making its name.
+std::uint64_t originalKeyOf(std::string_view name, std::int64_t size)
+{
+    const auto cut = copyMark(name);
+    if (!cut)
+        return keyOf(name, size);
+    std::uint64_t hash = 14695981039346656037ULL;
+    feed(hash, name.substr(0, cut->first));
+    feed(hash, name.substr(cut->last));
     feed(hash, std::string_view(reinterpret_cast<const char *>(&size), sizeof size));
     return hash;
 }
@@ -84,11 +93,16 @@ AlreadyFiled::AlreadyFiled(FileSystem &files, RunJournal *journal, const std::ve
     : m_files(files)
     , m_moves(moves)
 {
+    // What each file is looked up by: its own name, and a copy's original name too.
     m_keys.reserve(moves.size());
-    for (const PlannedMove &move : moves)
-        m_keys.push_back(keyOf(filenameOf(move.sourceURL), move.sourceSize));
-    m_sortedKeys = m_keys;
-    std::sort(m_sortedKeys.begin(), m_sortedKeys.end());
+    for (const PlannedMove &move : moves) {
+        const std::string_view name = filenameOf(move.sourceURL);
+        m_keys.push_back(keyOf(name, move.sourceSize));
+        m_wanted.push_back(m_keys.back());
+        if (copyMark(name))
+            m_wanted.push_back(originalKeyOf(name, move.sourceSize));
+    }
+    std::sort(m_wanted.begin(), m_wanted.end());
     if (journal)
         readJournal(*journal);
 }
@@ -106,7 +120,7 @@ std::vector<std::size_t> AlreadyFiled::askingOrder(const std::vector<PlannedMove
     return order;
 }
 
-// Only the files still counted as filed, of a name and size this plan has.
+// Only the files still counted as filed, of a name and size this plan looks for.
 void AlreadyFiled::readJournal(RunJournal &journal)
 {
     const std::vector<JournalRun> runs = journal.runs();
@@ -114,8 +128,10 @@ void AlreadyFiled::readJournal(RunJournal &journal)
         return;
     // The names of any size first: the journal decodes only the moves of those.
     std::vector<std::uint64_t> names;
-    for (const PlannedMove &move : m_moves)
+    for (const PlannedMove &move : m_moves) {
         names.push_back(keyOf(filenameOf(move.sourceURL), 0));
+        names.push_back(originalKeyOf(filenameOf(move.sourceURL), 0));
+    }
     std::sort(names.begin(), names.end());
     const auto named = [&](std::string_view name) {
         return std::binary_search(names.begin(), names.end(), keyOf(name, 0));
@@ -126,8 +142,8 @@ void AlreadyFiled::readJournal(RunJournal &journal)
         for (const JournalMove &move : journal.moves(run.id, named)) {
             const std::uint64_t key = keyOf(filenameOf(move.source), move.size);
             if (move.state == JournalMove::State::moved && isBelow(move.destination, run.destinationRoot)
-                && std::binary_search(m_sortedKeys.begin(), m_sortedKeys.end(), key))
-                m_filed[key].push_back({originalName(filenameOf(move.source)), move.destination,
+                && std::binary_search(m_wanted.begin(), m_wanted.end(), key))
+                m_filed[key].push_back({std::string(filenameOf(move.source)), move.destination,
                                         JournalFacts::placedOf(move), move.size, JournalFacts::placedTimeOf(move)});
         }
     }
@@ -142,10 +158,11 @@ std::optional<Path> AlreadyFiled::filedCopyOf(std::size_t k, const std::vector<P
         if (holdsSameBytes(path, move, nullptr))
             return path;
     }
-    const std::uint64_t key = m_keys[k];
-    const auto found = m_filed.find(key);
-    if (found != m_filed.end()) {
-        for (const Filed &filed : found->second) {
+    const std::string_view name = filenameOf(move.sourceURL);
+    for (const std::uint64_t key : {m_keys[k], originalKeyOf(name, move.sourceSize)}) {
+        const auto found = m_filed.find(key);
+        for (std::size_t i = 0; found != m_filed.end() && i < found->second.size(); ++i) {
+            const Filed &filed = found->second[i];
             if (!isCandidate(filed, k))
                 continue;
             if (filed.move < 0 && holdsSameBytes(filed.path, move, &filed))
@@ -153,22 +170,25 @@ std::optional<Path> AlreadyFiled::filedCopyOf(std::size_t k, const std::vector<P
             if (filed.move >= 0 && holdsSameBytes(m_moves[std::size_t(filed.move)].sourceURL, move, &filed))
                 return m_moves[std::size_t(filed.move)].destinationURL;
         }
+        if (!copyMark(name))
+            break;
     }
-    // Not filed yet: another file of this plan with its name and size may be a copy of it.
-    const auto same = std::equal_range(m_sortedKeys.begin(), m_sortedKeys.end(), key);
-    if (same.second - same.first > 1)
-        m_filed[key].push_back({{}, {}, move.sourceIdentity, move.sourceSize, move.sourceModifiedNs, std::int64_t(k)});
+    // Not filed yet: a copy of it later in this plan is, where one looks for its name.
+    if (std::binary_search(m_wanted.begin(), m_wanted.end(), m_keys[k]))
+        m_filed[m_keys[k]].push_back(
+            {{}, {}, move.sourceIdentity, move.sourceSize, move.sourceModifiedNs, std::int64_t(k)});
     return std::nullopt;
 }
 
-// The same original name and size, not just the same hash.
+// The file's name is the one looked for, or that of its original, at the same size.
 bool AlreadyFiled::isCandidate(const Filed &filed, std::size_t k) const
 {
-    const std::string original = originalName(filenameOf(m_moves[k].sourceURL));
-    if (filed.move < 0)
-        return filed.size == m_moves[k].sourceSize && filed.original == original;
-    const PlannedMove &other = m_moves[std::size_t(filed.move)];
-    return other.sourceSize == m_moves[k].sourceSize && originalName(filenameOf(other.sourceURL)) == original;
+    const std::string_view name = filenameOf(m_moves[k].sourceURL);
+    const std::string_view other =
+        filed.move < 0 ? std::string_view(filed.name) : filenameOf(m_moves[std::size_t(filed.move)].sourceURL);
+    const std::int64_t size = filed.move < 0 ? filed.size : m_moves[std::size_t(filed.move)].sourceSize;
+    return size == m_moves[k].sourceSize && std::size_t(filed.move) != k
+        && (other == name || other == originalName(name));
 }
 
 // `expected`: the file as it was filed, which it must still be.

@@ -22,15 +22,16 @@ class RunJournal;
 std::string originalName(std::string_view name);
 
 // Which files about to be filed hold bytes that are filed already: a file
-// whose name is that of a filed file, or a copy name of it, and whose bytes
-// are the same. Filed means one of:
+// whose name is that of a filed file, or a copy name of it ("report
+// (1).pdf" of "report.pdf", not of "report (2).pdf"), and whose bytes are
+// the same. Filed means one of:
 // - filed by an earlier run of the journal and still there, unchanged;
 // - in the target folder under the file's own name or its original's;
 // - filed earlier in the same plan.
 // Sizes decide first; bytes are compared only where sizes are equal, and an
 // empty file is never filed already (browsers make their names empty first).
-// A plan whose files share no original name and size with each other or
-// with the journal costs a hash per file.
+// Names and sizes decide first, hashed: a plan whose copy names have no
+// original of their size beside them costs a hash or two per file.
 class AlreadyFiled
 {
 public:
@@ -50,7 +51,7 @@ private:
     // A file filed already: by the journal (its paths), or a move of this plan (its index).
     struct Filed
     {
-        std::string original; // for the journal's: its original name
+        std::string name; // for the journal's: the name it had in the source folder
         Path path; // where its bytes lie now
         FileIdentity identity;
         std::int64_t size = -1;
@@ -64,8 +65,8 @@ private:
 
     FileSystem &m_files;
     const std::vector<PlannedMove> &m_moves;
-    std::vector<std::uint64_t> m_keys; // by move: its original name and size, hashed
-    std::vector<std::uint64_t> m_sortedKeys; // the same, sorted: which keys the plan holds, and how often
+    std::vector<std::uint64_t> m_keys; // by move: its name and size, hashed
+    std::vector<std::uint64_t> m_wanted; // sorted: the keys looked up (every name, and each copy's original)
     std::unordered_map<std::uint64_t, std::vector<Filed>> m_filed; // by key
 };
 

@@ -8,8 +8,9 @@
 #include "SettingsStore.h"
 
 #include <QElapsedTimer>
+#include <QFutureWatcher>
 #include <QPointer>
-#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 
@@ -346,22 +347,26 @@ void AppModel::findFiledFiles(const QString &text)
         emit foundFilesChanged();
         return;
     }
-    // Its own journal reader on the shared suite: the worker thread's stays its own.
-    QThreadPool::globalInstance()->start([suite = m_store->suite(), text, search, model = QPointer<AppModel>(this)] {
-        SqliteRunJournal journal(suite);
-        PosixFileSystem files;
-        auto found = findFiled(journal, files, NameMatch(text.trimmed()), 1000);
-        QMetaObject::invokeMethod(
-            model,
-            [model, text, search, found = std::move(found)]() mutable {
-                if (!model || search != model->m_searches)
-                    return; // a newer question is on its way
-                model->m_foundFiles = std::move(found);
-                model->m_foundFilesQuery = text;
-                emit model->foundFilesChanged();
-            },
-            Qt::QueuedConnection);
+    // On another thread, with a connection of its own to the suite (the
+    // worker thread's stays the worker's); the answer comes back here.
+    auto *answer = new QFutureWatcher<std::vector<FiledFile>>(this);
+    connect(answer, &QFutureWatcherBase::finished, this, [this, answer, text, search] {
+        answer->deleteLater();
+        if (search != m_searches)
+            return; // a newer question is on its way
+        m_foundFiles = answer->result();
+        m_foundFilesQuery = text;
+        emit foundFilesChanged();
     });
+    answer->setFuture(QtConcurrent::run([suite = m_store->suite(), text] {
+        std::vector<FiledFile> found;
+        if (auto connection = suite->anotherConnection()) {
+            SqliteRunJournal journal(connection);
+            PosixFileSystem files;
+            found = findFiled(journal, files, NameMatch(text.trimmed()), 1000);
+        }
+        return found;
+    }));
 }
 
 std::vector<FiledFile> AppModel::recentlyFiled(std::size_t count) const

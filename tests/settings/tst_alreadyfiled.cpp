@@ -220,6 +220,17 @@ private slots:
                  (QStringList{u"report (1).pdf"_qs, u"report(1).pdf"_qs}));
     }
 
+    // "doc (2).pdf" is a copy name of "doc.pdf", not of "doc (1).pdf": without
+    // their original, two identical copies are two files to file.
+    void copiesOfAnOriginalThatIsNotThereAreFiled()
+    {
+        for (const char *name : {"doc (1).pdf", "doc (2).pdf"})
+            writeFile(m_source / name, "same", longAgo());
+        const auto outcome = organize();
+        QCOMPARE(outcome.result.moved, 2);
+        QVERIFY(outcome.result.alreadyFiled.empty());
+    }
+
     // Compared in blocks up to the first difference, never whole in memory.
     void aBigFileIsComparedInBlocks()
     {

@@ -53,6 +53,7 @@ int main(int argc, char *argv[])
                                          "/home/user/Downloads/" + name,
                                          plan.destinationRoot / "2026-11-21" / (i % 3 ? "graphic" : "docs") / name,
                                          i % 3 ? FileCategory::graphic : FileCategory::docs,
+                                         false,
                                          plan.generatedAt,
                                          {}});
     }

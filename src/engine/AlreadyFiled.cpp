@@ -98,11 +98,10 @@ AlreadyFiled::AlreadyFiled(FileSystem &files, RunJournal *journal, const std::ve
     for (const PlannedMove &move : moves) {
         const std::string_view name = filenameOf(move.sourceURL);
         m_keys.push_back(keyOf(name, move.sourceSize));
-        m_wanted.push_back(m_keys.back());
         if (copyMark(name))
-            m_wanted.push_back(originalKeyOf(name, move.sourceSize));
+            m_originals.push_back(originalKeyOf(name, move.sourceSize));
     }
-    std::sort(m_wanted.begin(), m_wanted.end());
+    std::sort(m_originals.begin(), m_originals.end());
     if (journal)
         readJournal(*journal);
 }
@@ -133,6 +132,8 @@ void AlreadyFiled::readJournal(RunJournal &journal)
         names.push_back(originalKeyOf(filenameOf(move.sourceURL), 0));
     }
     std::sort(names.begin(), names.end());
+    std::vector<std::uint64_t> wanted = m_keys; // the same name at the same size
+    std::sort(wanted.begin(), wanted.end());
     const auto named = [&](std::string_view name) {
         return std::binary_search(names.begin(), names.end(), keyOf(name, 0));
     };
@@ -142,7 +143,8 @@ void AlreadyFiled::readJournal(RunJournal &journal)
         for (const JournalMove &move : journal.moves(run.id, named)) {
             const std::uint64_t key = keyOf(filenameOf(move.source), move.size);
             if (move.state == JournalMove::State::moved && isBelow(move.destination, run.destinationRoot)
-                && std::binary_search(m_wanted.begin(), m_wanted.end(), key))
+                && (std::binary_search(wanted.begin(), wanted.end(), key)
+                    || std::binary_search(m_originals.begin(), m_originals.end(), key)))
                 m_filed[key].push_back({std::string(filenameOf(move.source)), move.destination,
                                         JournalFacts::placedOf(move), move.size, JournalFacts::placedTimeOf(move)});
         }
@@ -174,7 +176,7 @@ std::optional<Path> AlreadyFiled::filedCopyOf(std::size_t k, const std::vector<P
             break;
     }
     // Not filed yet: a copy of it later in this plan is, where one looks for its name.
-    if (std::binary_search(m_wanted.begin(), m_wanted.end(), m_keys[k]))
+    if (std::binary_search(m_originals.begin(), m_originals.end(), m_keys[k]))
         m_filed[m_keys[k]].push_back(
             {{}, {}, move.sourceIdentity, move.sourceSize, move.sourceModifiedNs, std::int64_t(k)});
     return std::nullopt;

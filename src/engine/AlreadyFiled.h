@@ -66,7 +66,7 @@ private:
     FileSystem &m_files;
     const std::vector<PlannedMove> &m_moves;
     std::vector<std::uint64_t> m_keys; // by move: its name and size, hashed
-    std::vector<std::uint64_t> m_wanted; // sorted: the keys looked up (every name, and each copy's original)
+    std::vector<std::uint64_t> m_originals; // sorted: the originals' keys that copies of this plan look up
     std::unordered_map<std::uint64_t, std::vector<Filed>> m_filed; // by key
 };
 

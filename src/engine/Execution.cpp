@@ -252,7 +252,7 @@ bool Execution::tryStep(std::size_t step)
         return true;
     }
     if (move.goesToTrash())
-        m_result.alreadyFiled.push_back({move.sourceURL, move.filedAs});
+        m_result.alreadyFiled.push_back({move.sourceURL, m_plan.filedAsOf(m_order[step])});
     else
         ++m_result.moved;
     m_copies->moved(move.sourceURL.native(), current);

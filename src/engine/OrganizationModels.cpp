@@ -461,11 +461,17 @@ OrganizationIssue missingDriveIssue(const Path &mountPoint)
 std::vector<AlreadyFiledFile> OrganizationPlan::alreadyFiled() const
 {
     std::vector<AlreadyFiledFile> files;
-    for (const PlannedMove &move : moves) {
-        if (move.goesToTrash())
-            files.push_back({move.sourceURL, move.filedAs});
-    }
+    for (const auto &[place, filed] : filedAs)
+        files.push_back({moves.at(place).sourceURL, filed});
     return files;
+}
+
+const Path &OrganizationPlan::filedAsOf(std::size_t place) const
+{
+    static const Path none;
+    const auto found = std::lower_bound(filedAs.begin(), filedAs.end(), place,
+                                        [](const auto &entry, std::size_t value) { return entry.first < value; });
+    return found != filedAs.end() && found->first == place ? found->second : none;
 }
 
 std::int64_t OrganizationPlan::filingCount() const

@@ -135,16 +135,16 @@ struct PlannedMove
     Path sourceURL;
     Path destinationURL;
     FileCategory category = FileCategory::other;
+    // Its bytes are filed already: it goes to the Trash (destinationURL is
+    // TRASH/files/NAME), and the plan's `filedAs` says where they are filed.
+    bool toTrash = false;
     QDateTime fileDate;
     FileIdentity sourceIdentity; // the file that was planned, to tell it from one put in its place
     std::int64_t sourceSize = -1; // its size and modification time when planned,
     std::int64_t sourceModifiedNs = 0; // which the run's journal keeps
     std::int64_t sourceBornNs = 0; // and its birth time (0: not known)
-    // Set where the file's bytes are filed already, as this file: then the
-    // move goes to the Trash (destinationURL is TRASH/files/NAME).
-    Path filedAs;
 
-    bool goesToTrash() const { return !filedAs.empty(); }
+    bool goesToTrash() const { return toTrash; }
 
     bool operator==(const PlannedMove &) const = default;
 };
@@ -204,6 +204,11 @@ struct OrganizationPlan
     // source and target folders once instead of at random. Empty means plan
     // order. Problems are reported in plan order either way.
     std::vector<std::uint32_t> executionOrder;
+    // For each move that goes to the Trash (by its place in `moves`, in
+    // order): where its bytes are filed. Beside the moves, not in them: a
+    // move stays as small as the run's loops over 100,000 of them want it.
+    std::vector<std::pair<std::uint32_t, Path>> filedAs;
+    const Path &filedAsOf(std::size_t place) const;
     std::int64_t skipped = 0;
     std::vector<SkippedFile> skippedFiles; // each skipped entry with its reason, in name order
     QList<OrganizationIssue> issues;

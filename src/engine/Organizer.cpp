@@ -615,7 +615,8 @@ public:
             auto filedAs = filed.filedCopyOf(k, inTargetFolder);
             if (!filedAs)
                 continue;
-            move.filedAs = std::move(*filedAs);
+            move.toTrash = true;
+            m_plan.filedAs.emplace_back(std::uint32_t(k), std::move(*filedAs));
             move.destinationURL = Organizer::uniqueDestination(
                 std::string(name), trash / "files",
                 [&](const Path &candidate) {
@@ -625,6 +626,8 @@ public:
                 &hints);
             trashNames.insert(move.destinationURL.filename().native());
         }
+        std::sort(m_plan.filedAs.begin(), m_plan.filedAs.end(),
+                  [](const auto &a, const auto &b) { return a.first < b.first; });
     }
 
     OrganizationPlan takePlan() { return std::move(m_plan); }

@@ -60,7 +60,7 @@ public:
         case SheetDialog::SecondaryTextRole:
             if (move.goesToTrash())
                 return L10n::format("To the Trash: %@",
-                                    {alreadyFiledReason(belowRoot(move.filedAs, plan->destinationRoot))});
+                                    {alreadyFiledReason(belowRoot(plan->filedAsOf(row), plan->destinationRoot))});
             return belowRoot(move.destinationURL, plan->destinationRoot);
         case SheetDialog::SymbolRole:
             return move.goesToTrash() ? m_trashIcon : m_icons.value(int(move.category));

@@ -35,6 +35,7 @@ OrganizationPlan planWith(int moves)
                                          "/s/file" + std::to_string(i) + ".bin",
                                          "/d/2024-01-01/file" + std::to_string(i) + ".bin",
                                          FileCategory::other,
+                                         false,
                                          plan.generatedAt,
                                          {}});
     return plan;
@@ -111,6 +112,7 @@ private slots:
                                          "/s/two\nlines.txt",
                                          "/d/2024-01-01/docs/two\nlines.txt",
                                          FileCategory::docs,
+                                         false,
                                          plan.generatedAt,
                                          {}});
         plan.skippedFiles.push_back({"/s/caf\xe9.part", SkipReason::unfinishedDownload, {}, {}});
@@ -153,8 +155,9 @@ private slots:
         PlannedMove again = plan.moves.front();
         again.sourceURL = "/s/file0 (1).bin";
         again.destinationURL = "/home/u/.local/share/Trash/files/file0 (1).bin";
-        again.filedAs = "/d/2024-01-01/file0.bin";
+        again.toTrash = true;
         plan.moves.push_back(again);
+        plan.filedAs.emplace_back(1, "/d/2024-01-01/file0.bin");
         model().setPreviewPlan(plan);
         const QString reason = alreadyFiledReason(u"2024-01-01/file0.bin"_qs);
         QCOMPARE(rowText(preview.list(), 1, SheetDialog::SecondaryTextRole),
@@ -164,7 +167,7 @@ private slots:
 
         model().setDestinationURL("/d");
         OrganizationResult result = sampleResult(1, 0);
-        result.alreadyFiled.push_back({again.sourceURL, again.filedAs});
+        result.alreadyFiled.push_back({again.sourceURL, "/d/2024-01-01/file0.bin"});
         model().setLastResult(result);
         QVERIFY(!issues.showsPlaceholder());
         QCOMPARE(issues.windowTitle(), L10n::text("Sent to the Trash"));

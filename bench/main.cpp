@@ -249,7 +249,7 @@ int main(int argc, char *argv[])
             // Only make a folder, for profiling by hand: DIR/Downloads with COUNT entries.
             const auto folder = sorvanel::pathFromText(arguments[i + 1]) / "Downloads";
             sorvanel::bench::generateDownloads(folder, folder / "__filesDownloadedAt", arguments[i + 2].toULongLong(),
-                                               20261122, 500LL * 1024 * 1024);
+                                               20261122, 1024 * 1024); // the threshold the timed runs use
             return 0;
         } else if (arguments[i] == u"--writers" && i + 2 < arguments.size()) {
             busyProcesses = arguments[++i].toInt();

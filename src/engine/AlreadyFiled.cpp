@@ -94,25 +94,28 @@ AlreadyFiled::AlreadyFiled(FileSystem &files, RunJournal *journal, const std::ve
     , m_moves(moves)
 {
     // What each file is looked up by: its own name, and a copy's original name too.
+    // One pass over the names, which lie all over memory.
     m_keys.reserve(moves.size());
+    m_originalKeys.reserve(moves.size());
     for (const PlannedMove &move : moves) {
         const std::string_view name = filenameOf(move.sourceURL);
         m_keys.push_back(keyOf(name, move.sourceSize));
-        if (copyMark(name))
-            m_originals.push_back(originalKeyOf(name, move.sourceSize));
+        m_originalKeys.push_back(copyMark(name) ? originalKeyOf(name, move.sourceSize) : m_keys.back());
+        if (m_originalKeys.back() != m_keys.back())
+            m_originals.push_back(m_originalKeys.back());
     }
     std::sort(m_originals.begin(), m_originals.end());
     if (journal)
         readJournal(*journal);
 }
 
-std::vector<std::size_t> AlreadyFiled::askingOrder(const std::vector<PlannedMove> &moves)
+std::vector<std::size_t> AlreadyFiled::askingOrder() const
 {
     std::vector<std::size_t> order;
-    order.reserve(moves.size());
+    order.reserve(m_keys.size());
     for (const bool copies : {false, true}) {
-        for (std::size_t k = 0; k < moves.size(); ++k) {
-            if (copyMark(filenameOf(moves[k].sourceURL)).has_value() == copies)
+        for (std::size_t k = 0; k < m_keys.size(); ++k) {
+            if (isCopy(k) == copies)
                 order.push_back(k);
         }
     }
@@ -160,8 +163,7 @@ std::optional<Path> AlreadyFiled::filedCopyOf(std::size_t k, const std::vector<P
         if (holdsSameBytes(path, move, nullptr))
             return path;
     }
-    const std::string_view name = filenameOf(move.sourceURL);
-    for (const std::uint64_t key : {m_keys[k], originalKeyOf(name, move.sourceSize)}) {
+    for (const std::uint64_t key : {m_keys[k], m_originalKeys[k]}) {
         const auto found = m_filed.find(key);
         for (std::size_t i = 0; found != m_filed.end() && i < found->second.size(); ++i) {
             const Filed &filed = found->second[i];
@@ -172,7 +174,7 @@ std::optional<Path> AlreadyFiled::filedCopyOf(std::size_t k, const std::vector<P
             if (filed.move >= 0 && holdsSameBytes(m_moves[std::size_t(filed.move)].sourceURL, move, &filed))
                 return m_moves[std::size_t(filed.move)].destinationURL;
         }
-        if (!copyMark(name))
+        if (!isCopy(k))
             break;
     }
     // Not filed yet: a copy of it later in this plan is, where one looks for its name.

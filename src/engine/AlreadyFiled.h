@@ -45,7 +45,9 @@ public:
 
     // The order to ask in: originals first, then copy names, each in plan
     // order. Of "report.pdf" and an identical "report (1).pdf", the first is filed.
-    static std::vector<std::size_t> askingOrder(const std::vector<PlannedMove> &moves);
+    std::vector<std::size_t> askingOrder() const;
+    // Whether move `k`'s name is a copy name.
+    bool isCopy(std::size_t k) const { return m_originalKeys[k] != m_keys[k]; }
 
 private:
     // A file filed already: by the journal (its paths), or a move of this plan (its index).
@@ -66,6 +68,7 @@ private:
     FileSystem &m_files;
     const std::vector<PlannedMove> &m_moves;
     std::vector<std::uint64_t> m_keys; // by move: its name and size, hashed
+    std::vector<std::uint64_t> m_originalKeys; // by move: its original's name and size; a name not a copy's, its own
     std::vector<std::uint64_t> m_originals; // sorted: the originals' keys that copies of this plan look up
     std::unordered_map<std::uint64_t, std::vector<Filed>> m_filed; // by key
 };

@@ -600,16 +600,16 @@ public:
         const Path trash = Trash::forFolder(m_configuration.sourceURL, *m_configuration.trash);
         std::unordered_set<std::string> trashNames;
         Organizer::CounterHints hints;
-        for (const std::size_t k : AlreadyFiled::askingOrder(m_plan.moves)) {
+        for (const std::size_t k : filed.askingOrder()) {
             PlannedMove &move = m_plan.moves[k];
             const std::string_view name = filenameOf(move.sourceURL);
             const TargetFolder &folder = m_folders[folderOf(m_movers[k])];
             std::vector<Path> inTargetFolder;
             if (!folder.taken.empty() && move.sourceSize > 0) {
-                const std::string original = originalName(name);
                 if (folder.taken.count(key(name)))
                     inTargetFolder.push_back(folder.path / name);
-                if (original != name && folder.taken.count(key(original)))
+                if (const std::string original = filed.isCopy(k) ? originalName(name) : std::string();
+                    !original.empty() && folder.taken.count(key(original)))
                     inTargetFolder.push_back(folder.path / original);
             }
             auto filedAs = filed.filedCopyOf(k, inTargetFolder);

@@ -15,13 +15,6 @@ bool allDigits(std::string_view text)
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-bool isBelow(const Path &path, const Path &root)
-{
-    const std::string &text = path.native();
-    return text.size() > root.native().size() + 1 && text.starts_with(root.native())
-        && text[root.native().size()] == '/';
-}
-
 // The part of a copy's name that its original lacks: [first, last).
 struct Cut
 {

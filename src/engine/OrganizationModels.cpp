@@ -212,10 +212,7 @@ QString OrganizerConfiguration::thresholdTooLargeDescription()
 
 Path relativeTo(const Path &path, const Path &root)
 {
-    const std::string &text = path.native();
-    const std::string &top = root.native();
-    const bool below = text.size() > top.size() + 1 && text.starts_with(top) && text[top.size()] == '/';
-    return below ? Path(text.substr(top.size() + 1)) : path;
+    return isBelow(path, root) ? Path(path.native().substr(root.native().size() + 1)) : path;
 }
 
 QString alreadyFiledReason(const QString &shownPath)

@@ -91,6 +91,14 @@ inline std::string_view filenameOf(const Path &path)
     return std::string_view(text).substr(text.rfind('/') + 1);
 }
 
+// Whether the path lies below `root` (not `root` itself).
+inline bool isBelow(const Path &path, const Path &root)
+{
+    const std::string &text = path.native();
+    const std::string &top = root.native();
+    return text.size() > top.size() + 1 && text.starts_with(top) && text[top.size()] == '/';
+}
+
 // Lets hash containers of std::string be searched with a std::string_view.
 struct StringHash
 {

@@ -34,9 +34,7 @@ FileError finishReturn(FileSystem &fs, const JournalMove &move, const std::optio
 
 bool wentToTrash(const JournalMove &move, const Path &destinationRoot)
 {
-    const std::string &path = move.destination.native();
-    const std::string &root = destinationRoot.native();
-    return !(path.size() > root.size() + 1 && path.starts_with(root) && path[root.size()] == '/');
+    return !isBelow(move.destination, destinationRoot);
 }
 
 } // namespace JournalFacts

@@ -10,8 +10,8 @@
 
 namespace sorvanel {
 
-// The desktop's Trash, as the freedesktop.org Trash specification lays it
-// out: a trash folder holds `files/NAME`, the trashed file, and
+// The desktop's Trash, laid out as freedesktop.org's Trash layout has every
+// file manager do it: a trash folder holds `files/NAME`, the trashed file, and
 // `info/NAME.trashinfo`, which names where it came from, so that a file
 // manager or trash-restore can put it back. The info file is written first
 // and takes the name: a kill between the two leaves an info file without its
@@ -23,7 +23,7 @@ Path homeTrash();
 
 // The trash for the files of `folder`: the home trash where the folder lies
 // on its drive; else the drive's own, TOP/.Trash/UID where the administrator
-// made TOP/.Trash as the specification asks (a sticky folder, not a link),
+// made TOP/.Trash for every user (a sticky folder, not a link),
 // else TOP/.Trash-UID; the home trash where neither can be used (a file then
 // reaches it by a copy). Nothing is made here.
 Path forFolder(const Path &folder, const Path &home);
